@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Installs every build dependency from Debian packages (only what is missing)
+# and builds the project.
+#   scripts/setup.sh              Release build in build/
+#   scripts/setup.sh --sanitize   ASan+UBSan build in build-asan/
+#   scripts/setup.sh --deps-only  install packages, build nothing
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+mode=release
+for arg in "$@"; do
+  case "$arg" in
+    --sanitize) mode=sanitize ;;
+    --deps-only) mode=deps ;;
+    -h|--help) sed -n '2,6p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+    *) echo "setup.sh: unknown argument '$arg' (see --help)" >&2; exit 2 ;;
+  esac
+done
+
+packages=(build-essential cmake ninja-build ccache pkg-config git clang libclang-rt-14-dev
+  qtbase5-dev nlohmann-json3-dev libzstd-dev libdeflate-dev libopenimageio-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+if ((${#missing[@]})); then
+  sudo=""
+  [ "$(id -u)" -eq 0 ] || sudo="sudo"
+  echo "setup: installing ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  # Refresh the package lists only when the install cannot find something.
+  if ! $sudo apt-get install -y -q --no-install-recommends "${missing[@]}"; then
+    $sudo apt-get update -q
+    $sudo apt-get install -y -q --no-install-recommends "${missing[@]}"
+  fi
+fi
+[ "$mode" = deps ] && exit 0
+
+jobs=$(nproc 2>/dev/null || echo 2)
+if [ "$mode" = sanitize ]; then
+  dir=build-asan
+  flags=(-DCMAKE_BUILD_TYPE=RelWithDebInfo -DQDX_SANITIZE=ON -DQDX_BUILD_BENCH=OFF)
+else
+  dir=build
+  flags=(-DCMAKE_BUILD_TYPE=Release)
+fi
+cmake -S . -B "$dir" -G Ninja "${flags[@]}" >/dev/null
+cmake --build "$dir" -j "$jobs"
