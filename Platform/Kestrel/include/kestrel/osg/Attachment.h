@@ -1,0 +1,49 @@
+#pragma once
+// Attachments and containers that carry them.
+//
+// An attachment is a container that hangs on a node, core or material under a
+// (type group, binding) key: metadata, animation, skin, vertex caches. A
+// container holds at most one attachment per key; adding a second one with
+// the same key replaces the first.
+#include <vector>
+
+#include <kestrel/osg/FieldContainer.h>
+
+namespace osg {
+
+KS_FC_TYPEDEFS(Attachment)
+KS_FC_TYPEDEFS(AttachmentContainer)
+
+class Attachment : public FieldContainer {
+    KS_FIELD_CONTAINER_DECL(Attachment, FieldContainer)
+public:
+    // The key type under which the attachment is stored: its own type.
+    // findAttachment() also finds attachments of derived types.
+    const FieldContainerType& getGroupType() const;
+};
+
+class AttachmentContainer : public FieldContainer {
+    KS_FIELD_CONTAINER_DECL(AttachmentContainer, FieldContainer)
+public:
+    static constexpr BitVector AttachmentsFieldMask = 1ull << 1;
+
+    struct Entry {
+        const FieldContainerType* group;
+        UInt16 binding;
+        AttachmentPtr attachment;
+    };
+
+    void addAttachment(const AttachmentPtr& attachment, UInt16 binding = 0);
+    void subAttachment(const AttachmentPtr& attachment);
+    // The attachment of the given type group and binding, or null.
+    AttachmentPtr findAttachment(const FieldContainerType& group, UInt16 binding = 0) const;
+    template <class T> FCPtr<T> findAttachment(UInt16 binding = 0) const {
+        return FCPtr<T>::dcast(findAttachment(T::getClassType(), binding));
+    }
+    const std::vector<Entry>& getAttachments() const { return _attachments; }
+
+private:
+    std::vector<Entry> _attachments;
+};
+
+} // namespace osg

@@ -1,0 +1,74 @@
+#pragma once
+// The host's camera core. A camera is placed by its own transform values (it
+// is a Transform3D); it looks along its local -Z axis with +Y up.
+// Sensor size and principal point offset are in millimetres, focal length in
+// millimetres, roll and field of view in degrees, clipping distances and
+// focus distance in scene units.
+#include <kestrel/osg/Transform.h>
+
+namespace osg {
+
+KS_FC_TYPEDEFS(UberCamera)
+
+class UberCamera : public Transform3D {
+    KS_FIELD_CONTAINER_DECL(UberCamera, Transform3D)
+public:
+    static constexpr BitVector CameraFieldMask = 1ull << 20;
+    // Projection mode: 0 perspective, 1 orthographic.
+    // Field-of-view mode: 0 vertical, 1 horizontal (which sensor side the
+    // field of view spans).
+
+    UInt32 getProjectionMode() const { return _projection; }
+    void setProjectionMode(UInt32 mode);
+    Real32 getNear() const { return _near; }
+    void setNear(Real32 v);
+    Real32 getFar() const { return _far; }
+    void setFar(Real32 v);
+    UInt32 getFovMode() const { return _fovMode; }
+    void setFovMode(UInt32 m);
+    const Vec2f& getSensorSize() const { return _sensorSize; }
+    void setSensorSize(const Vec2f& mm);
+    Real32 getFocalLength() const { return _focalLength; }
+    void setFocalLength(Real32 mm);
+    // Field of view from focal length and the sensor side chosen by the mode.
+    Real32 getFov() const;
+    // Sets the focal length that gives this field of view.
+    void setFov(Real32 degrees);
+    bool getMotionBlur() const { return _motionBlur; }
+    void setMotionBlur(bool on);
+    bool getDepthOfField() const { return _depthOfField; }
+    void setDepthOfField(bool on);
+    Real32 getFocusDistance() const { return _focusDistance; }
+    void setFocusDistance(Real32 d);
+    Real32 getFStop() const { return _fStop; }
+    void setFStop(Real32 f);
+    const Vec2f& getPrincipalPointOffset() const { return _principalPointOffset; }
+    void setPrincipalPointOffset(const Vec2f& mm);
+    Real32 getRoll() const { return _roll; }
+    void setRoll(Real32 deg);
+    // Orthographic frustum (left, right, bottom, top) in scene units.
+    const Vec4f& getFrustumSides() const { return _frustumSides; }
+    void setFrustumSides(const Vec4f& s);
+    Real32 getVisualizationScale() const { return _visScale; }
+    void setVisualizationScale(Real32 s);
+
+    // Eye point, point of interest (focus distance along -Z) and up vector in
+    // world space, from the first node that uses this core (local values
+    // when no node does).
+    void getFromAtUp(Pnt3f& from, Pnt3f& at, Vec3f& up) const;
+
+private:
+    UInt32 _projection = 0;
+    Real32 _near = 1.f, _far = 100000.f;
+    UInt32 _fovMode = 1;
+    Vec2f _sensorSize{36.f, 24.f};
+    Real32 _focalLength = 50.f;
+    bool _motionBlur = false, _depthOfField = false;
+    Real32 _focusDistance = 1000.f, _fStop = 8.f;
+    Vec2f _principalPointOffset;
+    Real32 _roll = 0.f;
+    Vec4f _frustumSides{-1.f, 1.f, -1.f, 1.f};
+    Real32 _visScale = 1.f;
+};
+
+} // namespace osg

@@ -1,0 +1,209 @@
+#pragma once
+// The uber material family.
+//
+// An UberMaterial is described by colour components, one per channel:
+// diffuse (the colour map), glossy, specular, incandescence, bump and
+// transparency. Each ColorComponent holds a colour, an intensity, an image
+// with its use-texture flag, and the texture placement (repeat, offset,
+// rotation, repeat mode) and filtering. ColorComponentSettings is the same
+// class seen as the settings of a channel.
+//
+// Texture placement: a texture coordinate uv maps to image space as
+//   (uv - 0.5) * repeat rotated by rotate, + 0.5 + offset.
+// Repeat mode bits: 2 clamp U, 16 clamp V, 128 U and V differ; 0 repeats
+// both. setConnectRepeatModes(true) means U and V use one mode.
+//
+// UBRDFMaterial adds a BRDF-driven specular reflection; UPlasticMaterial is
+// the plastic BRDF with roughness and reflectivity. UXRiteMeasuredMaterial
+// renders measured reflectance data from a file.
+#include <kestrel/osg/Image.h>
+#include <kestrel/osg/Material.h>
+
+namespace osg {
+
+KS_FC_TYPEDEFS(ColorComponent)
+KS_FC_TYPEDEFS(ColorComponents)
+KS_FC_TYPEDEFS(UberMaterial)
+KS_FC_TYPEDEFS(UBRDFMaterial)
+KS_FC_TYPEDEFS(UPlasticMaterial)
+KS_FC_TYPEDEFS(UXRiteMeasuredMaterial)
+using ColorComponentSettings = ColorComponent;
+using ColorComponentSettingsPtr = ColorComponentPtr;
+
+class ColorComponent : public FieldContainer {
+    KS_FIELD_CONTAINER_DECL(ColorComponent, FieldContainer)
+public:
+    static constexpr BitVector ColorFieldMask = 1ull << 1;
+    static constexpr BitVector ImageFieldMask = 1ull << 2;
+    static constexpr BitVector PlacementFieldMask = 1ull << 3;
+
+    const Color3f& getColor() const { return _color; }
+    void setColor(const Color3f& c);
+    Real32 getIntensity() const { return _intensity; }
+    void setIntensity(Real32 v);
+    ImagePtr getImage() const { return _image; }
+    void setImage(const ImagePtr& image);
+    bool getUseTexture() const { return _useTexture; }
+    void setUseTexture(bool on);
+    bool getUseAlpha() const { return _useAlpha; }
+    void setUseAlpha(bool on);
+    const Vec2f& getRepeat() const { return _repeat; }
+    void setRepeat(const Vec2f& r);
+    const Vec2f& getOffset() const { return _offset; }
+    void setOffset(const Vec2f& o);
+    Real32 getRotate() const { return _rotate; }
+    void setRotate(Real32 degrees);
+    UInt32 getRepeatMode() const { return _repeatMode; }
+    void setRepeatMode(UInt32 mode);
+    bool getConnectRepeatModes() const { return _connectRepeatModes; }
+    void setConnectRepeatModes(bool on);
+    // Texture repeat flag of the channel's own texture unit (0 default).
+    UInt32 getTextureRepeat() const { return _textureRepeat; }
+    void setTextureRepeat(UInt32 r);
+    Real32 getAnisotropy() const { return _anisotropy; }
+    void setAnisotropy(Real32 a);
+
+private:
+    Color3f _color;
+    Real32 _intensity = 1.f;
+    ImagePtr _image;
+    bool _useTexture = false, _useAlpha = false;
+    Vec2f _repeat{1.f, 1.f};
+    Vec2f _offset;
+    Real32 _rotate = 0.f;
+    UInt32 _repeatMode = 0;
+    bool _connectRepeatModes = true;
+    UInt32 _textureRepeat = 0;
+    Real32 _anisotropy = 1.f;
+};
+
+// The colour components of an uber material, by channel.
+class ColorComponents : public FieldContainer {
+    KS_FIELD_CONTAINER_DECL(ColorComponents, FieldContainer)
+public:
+    ColorComponents();
+    ColorComponentSettingsPtr getDiffuseComponent() const { return _diffuse; }
+    ColorComponentSettingsPtr getGlossyComponent() const { return _glossy; }
+    ColorComponentSettingsPtr getSpecularComponent() const { return _specular; }
+    ColorComponentSettingsPtr getIncandescenceComponent() const { return _incandescence; }
+    ColorComponentSettingsPtr getBumpComponent() const { return _bump; }
+    ColorComponentSettingsPtr getTransparencyComponent() const { return _transparency; }
+
+private:
+    ColorComponentPtr _diffuse, _glossy, _specular, _incandescence, _bump, _transparency;
+};
+
+class UberMaterial : public Material {
+    KS_FIELD_CONTAINER_DECL(UberMaterial, Material)
+public:
+    static constexpr BitVector ComponentsFieldMask = 1ull << 4;
+    static constexpr BitVector ParametersFieldMask = 1ull << 5;
+
+    UberMaterial();
+    UberMaterial(const UberMaterial& o); // components are copied, not shared
+
+    ColorComponentsPtr getColorComponentData() const { return _components; }
+    ColorComponentSettingsPtr getDiffuseComponentSettings() const;
+    ColorComponentSettingsPtr getGlossyComponentSettings() const;
+    ColorComponentSettingsPtr getSpecularComponentSettings() const;
+    ColorComponentSettingsPtr getIncandescenceComponentSettings() const;
+    ColorComponentSettingsPtr getBumpComponentSettings() const;
+    ColorComponentSettingsPtr getTransparencyComponentSettings() const;
+
+    // Ambient colour (not a component).
+    const Color3f& getAmbienceColor() const { return _ambience; }
+    void setAmbienceColor(const Color3f& c);
+
+    // Diffuse channel ("color").
+    void setDiffuseColor(const Color3f& c);
+    Color3f getDiffuseColor() const;
+    void setColorMap(const ImagePtr& image);
+    void setUseColorTexture(bool on);
+    void setUseAlpha(bool on);
+    void setColorRepeat(UInt32 r);
+    void setColorAnisotropy(Real32 a);
+
+    // Specular channel. The specular reflection uses the glossy component
+    // when getUseGlossy() is true, else the specular component (default).
+    void setSpecularColor(const Color3f& c);
+    Color3f getSpecularColor() const;
+    void setSpecularMap(const ImagePtr& image);
+    void setUseSpecularTexture(bool on);
+    void setSpecularRepeat(UInt32 r);
+    void setSpecularAnisotropy(Real32 a);
+    bool getUseGlossy() const { return _useGlossy; }
+    void setUseGlossy(bool on);
+
+    // Incandescence: colour (r, g, b) and intensity (fourth component).
+    void setIncandescenceColor(const Color4f& c);
+    Color4f getIncandescenceColor() const;
+    void setIncandescenceMap(const ImagePtr& image);
+    void setUseIncandescenceTexture(bool on);
+    void setIncandescenceRepeat(UInt32 r);
+    void setIncandescenceAnisotropy(Real32 a);
+
+    // Bump channel. Bump type 0 is a height map, 1 a normal map.
+    void setBumpMap(const ImagePtr& image);
+    void setUseBumpTexture(bool on);
+    void setBumpRepeat(UInt32 r);
+    void setBumpAnisotropy(Real32 a);
+    void setBumpIntensity(Real32 v);
+    Real32 getBumpIntensity() const { return _bumpIntensity; }
+    void setParallaxIntensity(Real32 v);
+    Real32 getParallaxIntensity() const { return _parallaxIntensity; }
+    void setBumpType(UInt32 t);
+    UInt32 getBumpType() const { return _bumpType; }
+    void setUseStructure(bool on);
+    bool getUseStructure() const { return _useStructure; }
+    void setStructureSize(Real32 s);
+    Real32 getStructureSize() const { return _structureSize; }
+
+    // Transparency: the see-through colour (black is opaque).
+    void setSeeThrough(const Color3f& c);
+    Color3f getSeeThrough() const;
+    bool isTransparent() const override;
+
+    // Shininess used where a Phong exponent is needed (derived from the
+    // roughness by plastic materials).
+    virtual Real32 getShininess() const { return 20.f; }
+
+private:
+    ColorComponentsPtr _components;
+    Color3f _ambience;
+    bool _useGlossy = false;
+    Real32 _bumpIntensity = 1.f, _parallaxIntensity = 0.f;
+    UInt32 _bumpType = 0;
+    bool _useStructure = false;
+    Real32 _structureSize = 0.5f;
+};
+
+class UBRDFMaterial : public UberMaterial {
+    KS_FIELD_CONTAINER_DECL(UBRDFMaterial, UberMaterial)
+};
+
+class UPlasticMaterial : public UBRDFMaterial {
+    KS_FIELD_CONTAINER_DECL(UPlasticMaterial, UBRDFMaterial)
+public:
+    Real32 getRoughness() const { return _roughness; }
+    void setRoughness(Real32 r);
+    Real32 getReflectivity() const { return _reflectivity; }
+    void setReflectivity(Real32 r);
+    // 40 / roughness (the inverse of the importer's mapping).
+    Real32 getShininess() const override;
+
+private:
+    Real32 _roughness = 2.f;
+    Real32 _reflectivity = 0.04f;
+};
+
+class UXRiteMeasuredMaterial : public UberMaterial {
+    KS_FIELD_CONTAINER_DECL(UXRiteMeasuredMaterial, UberMaterial)
+public:
+    const std::string& getMeasurementFile() const { return _file; }
+    void setMeasurementFile(const std::string& path);
+
+private:
+    std::string _file;
+};
+
+} // namespace osg

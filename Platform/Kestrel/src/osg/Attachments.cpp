@@ -1,0 +1,98 @@
+#include <algorithm>
+
+#include <kestrel/osg/Constraint.h>
+#include <kestrel/osg/Skin.h>
+#include <kestrel/osg/TimeShapeCache.h>
+
+namespace osg {
+
+KS_FIELD_CONTAINER_IMPL(DeformerCluster)
+KS_FIELD_CONTAINER_IMPL(SkinAttachment)
+KS_FIELD_CONTAINER_IMPL(TimeShapeData)
+KS_FIELD_CONTAINER_IMPL(TimeShapeCache)
+KS_FIELD_CONTAINER_IMPL(ConstraintObject)
+KS_FIELD_CONTAINER_IMPL(AimConstraint)
+
+void DeformerCluster::setWeights(std::vector<IndexWeight> w) {
+    _weights = std::move(w);
+    changed(WeightsFieldMask);
+}
+void DeformerCluster::setNodeBindPose(const Matrix& m) {
+    _nodeBindPose = m;
+    changed(NodeBindPoseFieldMask);
+}
+void DeformerCluster::setGeoBindPose(const Matrix& m) {
+    _geoBindPose = m;
+    changed(GeoBindPoseFieldMask);
+}
+NodePtr DeformerCluster::getNode() const {
+    return NodePtr(std::static_pointer_cast<Node>(_node.lock()));
+}
+void DeformerCluster::setNode(const NodePtr& node) {
+    _node = node.shared();
+    changed(NodeFieldMask);
+}
+
+void SkinAttachment::addJoint(const DeformerClusterPtr& cluster) {
+    if (!cluster) return;
+    _joints.push_back(cluster);
+    changed(JointsFieldMask);
+}
+
+void TimeShapeData::setTime(Real32 seconds) {
+    _time = seconds;
+    changed(NameFieldMask << 1);
+}
+
+void TimeShapeCache::addShape(const TimeShapeDataPtr& shape) {
+    if (!shape) return;
+    auto it =
+        std::upper_bound(_shapes.begin(), _shapes.end(), shape->getTime(),
+                         [](Real32 t, const TimeShapeDataPtr& s) { return t < s->getTime(); });
+    _shapes.insert(it, shape);
+    changed(ShapesFieldMask);
+}
+
+TimeShapeDataPtr TimeShapeCache::getShapeAt(Real32 seconds) const {
+    TimeShapeDataPtr found;
+    for (const auto& s : _shapes) {
+        if (s->getTime() > seconds) break;
+        found = s;
+    }
+    if (!found && !_shapes.empty()) found = _shapes.front();
+    return found;
+}
+
+void ConstraintObject::setReferenceNode(const NodePtr& node) {
+    _node = node;
+    changed(1ull << 1);
+}
+void ConstraintObject::setWeight(Real32 w) {
+    _weight = w;
+    changed(1ull << 2);
+}
+
+void AimConstraint::setConstrainedNode(const NodePtr& node) {
+    _constrained = node;
+    changed(1ull << 1);
+}
+void AimConstraint::addTarget(const NodePtr& node, Real32 weight) {
+    auto o = ConstraintObject::create();
+    o->setReferenceNode(node);
+    o->setWeight(weight);
+    _targets.push_back(o);
+    changed(1ull << 2);
+}
+void AimConstraint::addUpTarget(const NodePtr& node, Real32 weight) {
+    auto o = ConstraintObject::create();
+    o->setReferenceNode(node);
+    o->setWeight(weight);
+    _ups.push_back(o);
+    changed(1ull << 3);
+}
+void AimConstraint::setMaintainOffset(bool on) {
+    _maintainOffset = on;
+    changed(1ull << 4);
+}
+
+} // namespace osg

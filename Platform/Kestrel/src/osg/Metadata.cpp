@@ -1,0 +1,41 @@
+#include <algorithm>
+
+#include <kestrel/osg/Metadata.h>
+
+namespace osg {
+
+KS_FIELD_CONTAINER_IMPL(JsonAttachment)
+KS_FIELD_CONTAINER_IMPL(MetadataSet)
+KS_FIELD_CONTAINER_IMPL(Metadata)
+
+void JsonAttachment::setMetadata(Json j) {
+    _json = std::move(j);
+    changed(MetadataFieldMask);
+}
+
+void MetadataSet::setLocked(bool locked) {
+    _locked = locked;
+    changed(LockedFieldMask);
+}
+
+void Metadata::addMetadataSet(const MetadataSetPtr& set) {
+    if (!set || std::find(_sets.begin(), _sets.end(), set) != _sets.end()) return;
+    _sets.push_back(set);
+    changed(SetsFieldMask);
+}
+
+bool Metadata::subMetadataSet(const MetadataSetPtr& set) {
+    auto it = std::find(_sets.begin(), _sets.end(), set);
+    if (it == _sets.end()) return false;
+    _sets.erase(it);
+    changed(SetsFieldMask);
+    return true;
+}
+
+MetadataSetPtr Metadata::findMetadataSet(const std::string& name) const {
+    for (const auto& s : _sets)
+        if (s->getName() == name) return s;
+    return MetadataSetPtr();
+}
+
+} // namespace osg

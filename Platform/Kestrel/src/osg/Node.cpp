@@ -1,0 +1,136 @@
+#include <algorithm>
+#include <limits>
+
+#include <kestrel/osg/Node.h>
+
+namespace osg {
+
+KS_FIELD_CONTAINER_IMPL(NodeCore)
+KS_FIELD_CONTAINER_IMPL(Node)
+
+NodeCore::NodeCore(const NodeCore& o) : AttachmentContainer(o) {}
+
+NodeCore::~NodeCore() = default; // nodes hold their core, so no node refers to it here
+
+std::vector<NodePtr> NodeCore::getParents() const {
+    std::vector<NodePtr> out;
+    out.reserve(_parents.size());
+    for (Node* n : _parents)
+        out.push_back(getPtr(n));
+    return out;
+}
+
+Node::Node(const Node& o) : AttachmentContainer(o), _travMask(o._travMask) {
+    // The copy takes the core through setCore once it is owned by a handle;
+    // here we only remember it.
+    _core = o._core;
+    if (_core) _core->_parents.push_back(this);
+}
+
+Node::~Node() {
+    if (_core) {
+        auto& ps = _core->_parents;
+        ps.erase(std::remove(ps.begin(), ps.end(), this), ps.end());
+    }
+    for (auto& c : _children)
+        c->_parent = nullptr;
+}
+
+void Node::setCore(const NodeCorePtr& core) {
+    if (core == _core) return;
+    if (_core) {
+        auto& ps = _core->_parents;
+        ps.erase(std::remove(ps.begin(), ps.end(), this), ps.end());
+        _core->changed(NodeCore::ParentsFieldMask);
+    }
+    _core = core;
+    if (_core) {
+        _core->_parents.push_back(this);
+        _core->changed(NodeCore::ParentsFieldMask);
+    }
+    changed(CoreFieldMask);
+}
+
+NodePtr Node::getParent() const {
+    return getPtr(_parent);
+}
+
+NodePtr Node::getChild(UInt32 index) const {
+    return index < _children.size() ? _children[index] : NodePtr();
+}
+
+void Node::detachChild(Node* child) {
+    auto it = std::find_if(_children.begin(), _children.end(),
+                           [&](const NodePtr& c) { return c.get() == child; });
+    if (it == _children.end()) return;
+    child->_parent = nullptr;
+    _children.erase(it);
+    changed(ChildrenFieldMask);
+}
+
+bool Node::insertChild(UInt32 index, const NodePtr& child) {
+    if (!child) return false;
+    for (const Node* p = this; p; p = p->_parent)
+        if (p == child.get()) return false; // would make a cycle
+    NodePtr keep = child;                   // keeps it alive while it moves
+    if (child->_parent) {
+        if (child->_parent == this) {
+            Int32 at = findChild(child);
+            if (at >= 0 && static_cast<UInt32>(at) < index) --index;
+        }
+        child->_parent->detachChild(child.get());
+    }
+    index = std::min<UInt32>(index, static_cast<UInt32>(_children.size()));
+    _children.insert(_children.begin() + index, child);
+    child->_parent = this;
+    child->changed(ParentFieldMask);
+    changed(ChildrenFieldMask);
+    return true;
+}
+
+bool Node::addChild(const NodePtr& child) {
+    return insertChild(std::numeric_limits<UInt32>::max(), child);
+}
+
+bool Node::replaceChild(UInt32 index, const NodePtr& child) {
+    if (index >= _children.size() || !child) return false;
+    NodePtr old = _children[index];
+    if (!insertChild(index, child)) return false;
+    return subChild(old);
+}
+
+bool Node::subChild(const NodePtr& child) {
+    if (!child || child->_parent != this) return false;
+    detachChild(child.get());
+    child->changed(ParentFieldMask);
+    return true;
+}
+
+bool Node::subChild(UInt32 index) {
+    if (index >= _children.size()) return false;
+    return subChild(NodePtr(_children[index]));
+}
+
+Int32 Node::findChild(const NodePtr& child) const {
+    for (std::size_t i = 0; i < _children.size(); ++i)
+        if (_children[i] == child) return static_cast<Int32>(i);
+    return -1;
+}
+
+void Node::setTravMask(UInt32 mask) {
+    _travMask = mask;
+    changed(TravMaskFieldMask);
+}
+
+Matrix Node::getLocalMatrix() const {
+    return _core ? _core->getLocalMatrix() : Matrix();
+}
+
+Matrix Node::getToWorld() const {
+    Matrix m = getLocalMatrix();
+    for (const Node* p = _parent; p; p = p->_parent)
+        m.multLeft(p->getLocalMatrix());
+    return m;
+}
+
+} // namespace osg

@@ -1,0 +1,165 @@
+#include <cmath>
+
+#include <kestrel/ksConstraintManager.h>
+#include <kestrel/ksSceneDataManager.h>
+#include <kestrel/ksUberCameraPool.h>
+
+using namespace osg;
+
+ksUberCameraPool& ksUberCameraPool::the() {
+    static ksUberCameraPool pool;
+    return pool;
+}
+
+ksUberCameraPool::ksUberCameraPool() {
+    _root = Node::create();
+    _root->setCore(Group::create());
+    _root->setName("Cameras");
+    _default = createCameraNode("Perspective", _root, true);
+}
+
+NodePtr ksUberCameraPool::createCameraNode(const std::string& name, const NodePtr& parent,
+                                           bool makeActive) {
+    UberCameraPtr cam = UberCamera::create();
+    cam->setName(name);
+    NodePtr node = Node::create();
+    node->setCore(cam);
+    node->setName(name);
+    (parent ? parent : _root)->addChild(node);
+    if (makeActive) _active = node;
+    return node;
+}
+
+void ksUberCameraPool::setActiveCamera(const NodePtr& camera) {
+    if (ksUberCameraUtils::isCamera(camera)) _active = camera;
+}
+
+void ksUberCameraPool::reset() {
+    while (_root->getNChildren() > 0)
+        _root->subChild(0u);
+    _root->addChild(_default);
+    _active = _default;
+}
+
+bool ksUberCameraUtils::isCamera(const NodePtr& node) {
+    return bool(getCamera(node));
+}
+
+UberCameraPtr ksUberCameraUtils::getCamera(const NodePtr& node) {
+    return node ? UberCameraPtr::dcast(node->getCore()) : UberCameraPtr();
+}
+
+bool ksUberCameraUtils::isDefaultCamera(const NodePtr& node) {
+    NodePtr def = ksUberCameraPool::the().getDefaultCamera();
+    return node && (node == def || (getCamera(node) && getCamera(node) == getCamera(def)));
+}
+
+bool ksUberCameraUtils::isDefaultCamera(const UberCameraPtr& camera) {
+    return camera && camera == getCamera(ksUberCameraPool::the().getDefaultCamera());
+}
+
+std::string ksUberCameraUtils::getName(const NodePtr& node) {
+    return node ? node->getName() : std::string();
+}
+
+std::string ksUberCameraUtils::getName(const UberCameraPtr& camera) {
+    return camera ? camera->getName() : std::string();
+}
+
+// --- constraints ----------------------------------------------------------
+
+ksConstraintManager& ksConstraintManager::the() {
+    static ksConstraintManager m;
+    return m;
+}
+
+AimConstraintPtr ksConstraintManager::createAimConstraint(const std::vector<NodePtr>& targets,
+                                                          const std::vector<NodePtr>& ups,
+                                                          const NodePtr& constrained,
+                                                          bool maintainOffset) {
+    if (!constrained) return AimConstraintPtr();
+    AimConstraintPtr c = AimConstraint::create();
+    c->setConstrainedNode(constrained);
+    for (const auto& t : targets)
+        if (t) c->addTarget(t);
+    for (const auto& u : ups)
+        if (u) c->addUpTarget(u);
+    c->setMaintainOffset(maintainOffset);
+    _aims.push_back(c);
+    return c;
+}
+
+AimConstraintPtr ksConstraintManager::findAimConstraintForTarget(const NodePtr& node) const {
+    if (!node) return AimConstraintPtr();
+    for (const auto& c : _aims)
+        if (c->getConstrainedNode() == node) return c;
+    return AimConstraintPtr();
+}
+
+bool ksConstraintManager::removeConstraint(const AimConstraintPtr& c) {
+    for (auto it = _aims.begin(); it != _aims.end(); ++it)
+        if (*it == c) {
+            _aims.erase(it);
+            return true;
+        }
+    return false;
+}
+
+void ksConstraintManager::clear() {
+    _aims.clear();
+}
+
+namespace {
+bool weightedPosition(const std::vector<ConstraintObjectPtr>& objs, Pnt3f& out) {
+    Pnt3f sum;
+    Real32 w = 0;
+    for (const auto& o : objs) {
+        if (!o->getReferenceNode()) continue;
+        sum += o->getReferenceNode()->getToWorld().multPnt(Pnt3f()) * o->getWeight();
+        w += o->getWeight();
+    }
+    if (w <= 0) return false;
+    out = sum / w;
+    return true;
+}
+} // namespace
+
+UInt32 ksConstraintManager::update() {
+    UInt32 applied = 0;
+    for (const auto& c : _aims) {
+        NodePtr node = c->getConstrainedNode();
+        auto t3d = node ? Transform3DPtr::dcast(node->getCore()) : Transform3DPtr();
+        Pnt3f target;
+        if (!t3d || !weightedPosition(c->getTargets(), target)) continue;
+        Matrix world = node->getToWorld();
+        Pnt3f eye = world.multPnt(Pnt3f());
+        Vec3f up = ksSceneDataManager::getSceneData(0)->isZUp() ? Vec3f(0, 0, 1) : Vec3f(0, 1, 0);
+        Pnt3f upPos;
+        if (weightedPosition(c->getUpTargets(), upPos)) up = upPos - eye;
+        Vec3f z = eye - target; // the node looks along -Z
+        if (z.length() <= 0) continue;
+        z.normalize();
+        Vec3f x = up.cross(z);
+        if (x.length() <= 1e-12f)
+            x = (std::abs(z[0]) < 0.9f ? Vec3f(1, 0, 0) : Vec3f(0, 1, 0)).cross(z);
+        x.normalize();
+        Vec3f y = z.cross(x);
+        Matrix rot;
+        for (int i = 0; i < 3; ++i) {
+            rot.at(i, 0) = x[i];
+            rot.at(i, 1) = y[i];
+            rot.at(i, 2) = z[i];
+        }
+        // Local rotation = inverse(parent world rotation) * desired world rotation.
+        Matrix parentWorld = node->getParent() ? node->getParent()->getToWorld() : Matrix();
+        Vec3f pt, ps;
+        Quaternion pr, pso;
+        parentWorld.getTransform(pt, pr, ps, pso);
+        Quaternion local = pr.inverse() * Quaternion(rot);
+        local.normalize();
+        t3d->setEulerRotationOrientation(Vec3f());
+        t3d->setRotation(local);
+        ++applied;
+    }
+    return applied;
+}

@@ -1,0 +1,122 @@
+#include <mutex>
+#include <vector>
+
+#include <kestrel/ksInterfaceFactory.h>
+#include <kestrel/ksOpenSGUtils.h>
+
+bool ksMessage::getBool(const std::string& key, bool defaultValue) const {
+    auto it = _entries.find(key);
+    if (it == _entries.end()) return defaultValue;
+    if (auto b = std::get_if<bool>(&it->second)) return *b;
+    if (auto i = std::get_if<long long>(&it->second)) return *i != 0;
+    return defaultValue;
+}
+
+long long ksMessage::getInt(const std::string& key, long long defaultValue) const {
+    auto it = _entries.find(key);
+    if (it == _entries.end()) return defaultValue;
+    if (auto i = std::get_if<long long>(&it->second)) return *i;
+    if (auto d = std::get_if<double>(&it->second)) return static_cast<long long>(*d);
+    return defaultValue;
+}
+
+double ksMessage::getDouble(const std::string& key, double defaultValue) const {
+    auto it = _entries.find(key);
+    if (it == _entries.end()) return defaultValue;
+    if (auto d = std::get_if<double>(&it->second)) return *d;
+    if (auto i = std::get_if<long long>(&it->second)) return static_cast<double>(*i);
+    return defaultValue;
+}
+
+std::string ksMessage::getString(const std::string& key, const std::string& defaultValue) const {
+    auto it = _entries.find(key);
+    if (it == _entries.end()) return defaultValue;
+    if (auto s = std::get_if<std::string>(&it->second)) return *s;
+    return defaultValue;
+}
+
+namespace {
+struct Registered {
+    int id;
+    std::string name;
+    ksOpenSGUtils::Listener fn;
+};
+std::vector<Registered>& listeners() {
+    static std::vector<Registered> l;
+    return l;
+}
+int nextListenerId = 1;
+} // namespace
+
+int ksOpenSGUtils::call(const std::string& name, ksMessage& message, int flags) {
+    // A copy, so that listeners may add or remove listeners.
+    std::vector<Registered> now = listeners();
+    int n = 0;
+    for (const auto& l : now)
+        if (l.name.empty() || l.name == name) {
+            l.fn(name, message, flags);
+            ++n;
+        }
+    return n;
+}
+
+int ksOpenSGUtils::addListener(const std::string& name, Listener listener) {
+    listeners().push_back(Registered{nextListenerId, name, std::move(listener)});
+    return nextListenerId++;
+}
+
+void ksOpenSGUtils::removeListener(int id) {
+    auto& l = listeners();
+    for (auto it = l.begin(); it != l.end(); ++it)
+        if (it->id == id) {
+            l.erase(it);
+            return;
+        }
+}
+
+// --- interface factory -----------------------------------------------------
+
+namespace {
+class DefaultReference : public ksReferenceInterface {
+public:
+    osg::NodePtr reference(const osg::NodePtr& node, const std::string&) override { return node; }
+};
+} // namespace
+
+struct ksInterfaceFactory::Impl {
+    std::vector<std::unique_ptr<ksInterface>> services;
+};
+
+ksInterfaceFactory& ksInterfaceFactory::the() {
+    static ksInterfaceFactory f;
+    return f;
+}
+
+ksInterfaceFactory::ksInterfaceFactory() : _impl(std::make_shared<Impl>()) {
+    reset();
+}
+
+void ksInterfaceFactory::reset() {
+    _impl->services.clear();
+    _impl->services.push_back(std::make_unique<DefaultReference>());
+}
+
+ksInterface* ksInterfaceFactory::getInterface(const std::string& name) const {
+    for (const auto& s : _impl->services)
+        if (name == s->getInterfaceName()) return s.get();
+    return nullptr;
+}
+
+ksReferenceInterface* ksInterfaceFactory::getReferenceInterface() const {
+    return dynamic_cast<ksReferenceInterface*>(getInterface(ksReferenceInterface::Name));
+}
+
+void ksInterfaceFactory::setInterface(std::unique_ptr<ksInterface> service) {
+    if (!service) return;
+    for (auto& s : _impl->services)
+        if (std::string(s->getInterfaceName()) == service->getInterfaceName()) {
+            s = std::move(service);
+            return;
+        }
+    _impl->services.push_back(std::move(service));
+}

@@ -1,0 +1,170 @@
+#include <exception>
+
+#include <QDate>
+#include <QDateTime>
+#include <QString>
+#include <QTime>
+
+#include <kestrel/ksMetadataUtils.h>
+
+using namespace osg;
+
+const char* ksMetadataTypes::getName(ValueType t) {
+    switch (t) {
+    case String:
+        return "string";
+    case Integer:
+        return "integer";
+    case Float:
+        return "float";
+    case Boolean:
+        return "boolean";
+    case Time:
+        return "time";
+    case Date:
+        return "date";
+    case DateTime:
+        return "datetime";
+    case Json:
+        return "json";
+    default:
+        return "invalid";
+    }
+}
+
+MetadataPtr ksMetadataUtils::getMetadata(const AttachmentContainerPtr& container) {
+    return container ? container->findAttachment<Metadata>() : MetadataPtr();
+}
+
+MetadataPtr ksMetadataUtils::createMetadata(const AttachmentContainerPtr& container) {
+    if (!container) return MetadataPtr();
+    if (auto m = getMetadata(container)) return m;
+    MetadataPtr m = Metadata::create();
+    container->addAttachment(m);
+    return m;
+}
+
+MetadataPtr ksMetadataUtils::getMetadata(const AttachmentContainerPtr& container,
+                                         std::vector<MetadataSetPtr>& sets) {
+    MetadataPtr m = getMetadata(container);
+    sets = m ? m->getMetadataSets() : std::vector<MetadataSetPtr>();
+    return m;
+}
+
+MetadataSetPtr ksMetadataUtils::createMetadataSet(const std::string& name) {
+    MetadataSetPtr s = MetadataSet::create();
+    s->setName(name);
+    return s;
+}
+
+MetadataSetPtr ksMetadataUtils::getMetadataSet(const std::string& name,
+                                               const AttachmentContainerPtr& container) {
+    MetadataPtr m = createMetadata(container);
+    if (!m) return MetadataSetPtr();
+    if (auto s = m->findMetadataSet(name)) return s;
+    MetadataSetPtr s = createMetadataSet(name);
+    m->addMetadataSet(s);
+    return s;
+}
+
+std::string ksMetadataUtils::getName(const MetadataSetPtr& set) {
+    return set ? set->getName() : std::string();
+}
+
+void ksMetadataUtils::setName(const MetadataSetPtr& set, const std::string& name) {
+    if (set) set->setName(name);
+}
+
+void ksMetadataUtils::setLock(const MetadataSetPtr& set, bool locked) {
+    if (set) set->setLocked(locked);
+}
+
+bool ksMetadataUtils::isLocked(const MetadataSetPtr& set) {
+    return set && set->isLocked();
+}
+
+bool ksMetadataUtils::setValue(const MetadataSetPtr& set, const std::string& key,
+                               const osg::Json& value, bool force) {
+    if (!set || (set->isLocked() && !force)) return false;
+    set->getMetadata()[key] = osg::Json{{"value", value}};
+    set->changed(MetadataSet::MetadataFieldMask);
+    return true;
+}
+
+std::vector<std::string> ksJsonMetadata::getKeys(const osg::Json& json) {
+    std::vector<std::string> keys;
+    if (!json.is_object()) return keys;
+    for (auto it = json.begin(); it != json.end(); ++it)
+        keys.push_back(it.key());
+    return keys;
+}
+
+namespace {
+const osg::Json* member(const osg::Json& json, const std::string& key, const std::string& name) {
+    if (!json.is_object()) return nullptr;
+    auto e = json.find(key);
+    if (e == json.end() || !e->is_object()) return nullptr;
+    auto m = e->find(name);
+    return m == e->end() ? nullptr : &*m;
+}
+
+ksMetadataTypes::ValueType typeOfText(const std::string& text) {
+    QString s = QString::fromStdString(text);
+    // Fixed shapes first: Qt's ISO parser also accepts shorter forms.
+    if (text.size() == 8 && text[2] == ':' && QTime::fromString(s, Qt::ISODate).isValid())
+        return ksMetadataTypes::Time;
+    if (text.size() == 10 && text[4] == '-' && QDate::fromString(s, Qt::ISODate).isValid())
+        return ksMetadataTypes::Date;
+    if (text.size() >= 19 && text[4] == '-' && text[10] == 'T' &&
+        QDateTime::fromString(s, Qt::ISODate).isValid())
+        return ksMetadataTypes::DateTime;
+    return ksMetadataTypes::String;
+}
+} // namespace
+
+ksMetadataTypes::ValueType ksJsonMetadata::getPropertyType(const osg::Json& json,
+                                                           const std::string& key,
+                                                           const std::string& memberName) {
+    const osg::Json* v = member(json, key, memberName);
+    if (!v || v->is_null()) return ksMetadataTypes::Invalid;
+    if (const osg::Json* t = member(json, key, "type")) {
+        if (t->is_number_integer()) {
+            auto code = t->get<long long>();
+            if (code >= 0 && code <= 7) return static_cast<ksMetadataTypes::ValueType>(code);
+        } else if (t->is_string()) {
+            for (int c = 0; c <= 7; ++c)
+                if (t->get<std::string>() ==
+                    ksMetadataTypes::getName(ksMetadataTypes::ValueType(c)))
+                    return static_cast<ksMetadataTypes::ValueType>(c);
+        }
+    }
+    if (v->is_boolean()) return ksMetadataTypes::Boolean;
+    if (v->is_number_integer()) return ksMetadataTypes::Integer;
+    if (v->is_number_float()) return ksMetadataTypes::Float;
+    if (v->is_string()) return typeOfText(v->get<std::string>());
+    if (v->is_array() || v->is_object()) return ksMetadataTypes::Json;
+    return ksMetadataTypes::Invalid;
+}
+
+bool ksJsonMetadata::hasProperty(const osg::Json& json, const std::string& key,
+                                 const std::string& memberName) {
+    return member(json, key, memberName) != nullptr;
+}
+
+std::string ksJsonMetadata::getString(const osg::Json& json, const std::string& key,
+                                      const std::string& memberName) {
+    const osg::Json* v = member(json, key, memberName);
+    if (!v) return std::string();
+    if (v->is_string()) return v->get<std::string>();
+    return v->dump();
+}
+
+bool ksJsonMetadata::parse(const std::string& text, osg::Json& out, std::string* error) {
+    try {
+        out = osg::Json::parse(text);
+        return true;
+    } catch (const std::exception& e) {
+        if (error) *error = e.what();
+    }
+    return false;
+}

@@ -1,0 +1,227 @@
+#include <cstring>
+#include <map>
+#include <string_view>
+#include <unordered_map>
+
+#include <kestrel/ksNodeUtils.h>
+#include <kestrel/ksOptimize.h>
+#include <kestrel/osg/Skin.h>
+#include <kestrel/osg/Surface.h>
+#include <kestrel/osg/TimeShapeCache.h>
+#include <kestrel/osg/UberCamera.h>
+#include <kestrel/osg/UberLight.h>
+
+using namespace osg;
+
+namespace {
+
+bool isIdentity(const Matrix& m) {
+    return m.equals(Matrix(), 0.f);
+}
+
+// Keeps a pose of its own: lights, cameras and joints.
+bool keepsPose(const NodeCorePtr& core) {
+    return UberLightPtr::dcast(core) || UberCameraPtr::dcast(core) || JointPtr::dcast(core);
+}
+
+bool bakeGeometry(const GeometryPtr& g, const Matrix& m) {
+    bool any = false;
+    if (auto p = GeoPositions3fPtr::dcast(g->getPositions())) {
+        auto np = GeoPositions3f::create();
+        np->editField().reserve(p->size());
+        for (const Pnt3f& v : p->getField())
+            np->editField().push_back(m.multPnt(v));
+        g->setPositions(np);
+        any = true;
+    }
+    if (auto n = GeoNormals3fPtr::dcast(g->getNormals())) {
+        Matrix nm;
+        m.inverse(nm);
+        nm.transpose();
+        auto nn = GeoNormals3f::create();
+        nn->editField().reserve(n->size());
+        for (const Vec3f& v : n->getField()) {
+            Vec3f r = nm.multVec(v);
+            r.normalize();
+            nn->editField().push_back(r);
+        }
+        g->setNormals(nn);
+        any = true;
+    }
+    return any;
+}
+
+bool bakeSurface(const SurfacePtr& s, const Matrix& m) {
+    auto p = s->getControlPoints();
+    if (!p) return false;
+    auto np = GeoPositions4f::create();
+    np->editField().reserve(p->size());
+    for (const Pnt4f& v : p->getField())
+        np->editField().push_back(m.mult4(v));
+    s->setControlPoints(np);
+    return true;
+}
+
+struct Flusher {
+    std::map<const NodeCore*, Matrix> baked; // core -> matrix it was baked with
+    UInt32 changedGeometries = 0;
+
+    void visit(const NodePtr& node, const Matrix& parentAcc) {
+        NodeCorePtr core = node->getCore();
+        Matrix acc = parentAcc * node->getLocalMatrix();
+        Matrix childAcc = acc;
+        if (core && keepsPose(core)) {
+            // The pose now carries everything above it that was flushed.
+            if (!node->getLocalMatrix().equals(acc, 0.f)) {
+                if (core->getNParents() > 1) {
+                    core = NodeCorePtr::dcast(core->shallowCopy());
+                    node->setCore(core);
+                }
+                TransformPtr::dcast(core)->setMatrix(acc);
+            }
+            childAcc = Matrix();
+        } else if (auto d = DrawablePtr::dcast(core)) {
+            auto it = baked.find(core.get());
+            if (it != baked.end() && !it->second.equals(acc, 0.f)) {
+                // Shared with a node of another placement: bake a copy.
+                core = NodeCorePtr::dcast(core->shallowCopy());
+                node->setCore(core);
+                d = DrawablePtr::dcast(core);
+                it = baked.end();
+            }
+            if (it == baked.end()) {
+                bool done = false;
+                if (!isIdentity(acc)) {
+                    if (auto g = GeometryPtr::dcast(core))
+                        done = bakeGeometry(g, acc);
+                    else if (auto s = SurfacePtr::dcast(core))
+                        done = bakeSurface(s, acc);
+                }
+                if (done) ++changedGeometries;
+                if (d->getTransform()) d->setTransform(TransformPtr());
+                baked[core.get()] = acc;
+            }
+        } else if (auto t = TransformPtr::dcast(core)) {
+            if (!isIdentity(t->getMatrix())) {
+                if (core->getNParents() > 1) {
+                    core = NodeCorePtr::dcast(core->shallowCopy());
+                    node->setCore(core);
+                    t = TransformPtr::dcast(core);
+                }
+                t->setMatrix(Matrix());
+            }
+        }
+        for (const auto& c : std::vector<NodePtr>(node->getChildren()))
+            visit(c, childAcc);
+    }
+};
+
+} // namespace
+
+UInt32 ksOptimize::flushTransformations(const NodePtr& node) {
+    if (!node) return 0;
+    Flusher f;
+    f.visit(node, Matrix());
+    return f.changedGeometries;
+}
+
+UInt32 ksGeoOptimizer::mergeVertices(const GeometryPtr& g) {
+    if (!g || !g->getPositions() || g->getIndexMapping().size() > 1) return 0;
+    if (g->findAttachment<TimeShapeCache>()) return 0;
+    std::vector<GeoPropertyPtr> props;
+    props.push_back(g->getPositions());
+    if (g->getNormals()) props.push_back(g->getNormals());
+    if (g->getColors()) props.push_back(g->getColors());
+    for (UInt32 s = 0; s < Geometry::MaxTexSlots; ++s)
+        if (g->getTexSlot(s)) props.push_back(g->getTexSlot(s));
+    const UInt32 n = g->getPositions()->size();
+    std::size_t keySize = 0;
+    for (const auto& p : props) {
+        if (p->size() != n) return 0; // not one value per vertex
+        keySize += p->getElementSize();
+    }
+    if (n < 2) return 0;
+    auto idx = GeoIndicesUI32Ptr::dcast(g->getIndices());
+    if (g->getIndices() && !idx) return 0;
+    if (idx)
+        for (UInt32 v : idx->getField())
+            if (v >= n) return 0; // broken index: leave it for verifyGeometry
+
+    // Vertex keys side by side; equal bytes mean an equal vertex.
+    std::string keys(keySize * n, '\0');
+    std::size_t off = 0;
+    for (const auto& p : props) {
+        const char* src = static_cast<const char*>(p->getData());
+        std::size_t es = p->getElementSize();
+        for (UInt32 i = 0; i < n; ++i)
+            std::memcpy(&keys[i * keySize + off], src + i * es, es);
+        off += es;
+    }
+    std::unordered_map<std::string_view, UInt32> firstOf;
+    firstOf.reserve(n);
+    std::vector<UInt32> remap(n);
+    UInt32 next = 0;
+    for (UInt32 i = 0; i < n; ++i) {
+        auto [it, inserted] = firstOf.emplace(std::string_view(&keys[i * keySize], keySize), next);
+        remap[i] = it->second;
+        if (inserted) ++next;
+    }
+    if (next == n) return 0;
+
+    for (const auto& p : props) {
+        char* data = static_cast<char*>(p->editData());
+        std::size_t es = p->getElementSize();
+        UInt32 written = 0;
+        for (UInt32 i = 0; i < n; ++i)
+            if (remap[i] == written) { // first occurrence, in order
+                if (written != i) std::memcpy(data + written * es, data + i * es, es);
+                ++written;
+            }
+        p->resize(next);
+    }
+    if (idx) {
+        for (UInt32& v : idx->editField())
+            v = remap[v];
+        idx->changed(GeoProperty::ValuesFieldMask);
+    } else {
+        auto ni = GeoIndicesUI32::create();
+        ni->setValues(remap);
+        g->setIndices(ni);
+        if (g->getIndexMapping().empty()) {
+            UInt16 bits = MapPosition;
+            if (g->getNormals()) bits |= MapNormal;
+            if (g->getColors()) bits |= MapColor;
+            for (UInt32 s = 0; s < Geometry::MaxTexSlots; ++s)
+                if (g->getTexSlot(s)) bits |= mapTexCoordsBit(s);
+            g->setIndexMapping({bits});
+        }
+    }
+    if (auto skin = g->findAttachment<SkinAttachment>()) {
+        for (const auto& cluster : skin->getJoints()) {
+            std::vector<bool> seen(next, false);
+            std::vector<IndexWeight> out;
+            out.reserve(cluster->getWeights().size());
+            for (const IndexWeight& w : cluster->getWeights()) {
+                if (w.index >= n) continue;
+                UInt32 v = remap[w.index];
+                if (seen[v]) continue;
+                seen[v] = true;
+                out.emplace_back(v, w.weight);
+            }
+            cluster->setWeights(std::move(out));
+        }
+    }
+    g->changed(Geometry::PositionsFieldMask | Geometry::IndicesFieldMask);
+    return n - next;
+}
+
+UInt32 ksGeoOptimizer::optimize(const NodePtr& node) {
+    UInt32 removed = 0;
+    std::map<const NodeCore*, bool> done;
+    ksNodeUtils::traverse(node, [&](const NodePtr& n) {
+        if (auto g = GeometryPtr::dcast(n->getCore()))
+            if (done.emplace(g.get(), true).second) removed += mergeVertices(g);
+        return true;
+    });
+    return removed;
+}
