@@ -54,7 +54,10 @@ void Image::clearPixels() {
 
 bool Image::read(const std::string& path) {
     try {
-        auto in = OIIO::ImageInput::open(path);
+        // Pixels are kept with straight (not premultiplied) alpha.
+        OIIO::ImageSpec config;
+        config.attribute("oiio:UnassociatedAlpha", 1);
+        auto in = OIIO::ImageInput::open(path, &config);
         if (!in) {
             _lastError = "cannot open image '" + path + "': " + OIIO::geterror();
             return false;
@@ -106,7 +109,10 @@ bool Image::write(const std::string& path) const {
             return false;
         }
         OIIO::ImageSpec spec(int(_width), int(_height), int(_channels), toTypeDesc(_type));
-        if (_channels == 2 || _channels == 4) spec.alpha_channel = int(_channels) - 1;
+        if (_channels == 2 || _channels == 4) {
+            spec.alpha_channel = int(_channels) - 1;
+            spec.attribute("oiio:UnassociatedAlpha", 1);
+        }
         if (!out->open(path, spec) || !out->write_image(toTypeDesc(_type), _pixels.data()) ||
             !out->close()) {
             _lastError = "cannot write image '" + path + "': " + out->geterror();

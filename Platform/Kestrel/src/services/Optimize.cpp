@@ -63,7 +63,8 @@ bool bakeSurface(const SurfacePtr& s, const Matrix& m) {
 }
 
 struct Flusher {
-    std::map<const NodeCore*, Matrix> baked; // core -> matrix it was baked with
+    // original core -> (placement, baked core)
+    std::map<const NodeCore*, std::vector<std::pair<Matrix, NodeCorePtr>>> baked;
     UInt32 changedGeometries = 0;
 
     void visit(const NodePtr& node, const Matrix& parentAcc) {
@@ -80,27 +81,28 @@ struct Flusher {
                 TransformPtr::dcast(core)->setMatrix(acc);
             }
             childAcc = Matrix();
-        } else if (auto d = DrawablePtr::dcast(core)) {
-            auto it = baked.find(core.get());
-            if (it != baked.end() && !it->second.equals(acc, 0.f)) {
-                // Shared with a node of another placement: bake a copy.
-                core = NodeCorePtr::dcast(core->shallowCopy());
-                node->setCore(core);
-                d = DrawablePtr::dcast(core);
-                it = baked.end();
-            }
-            if (it == baked.end()) {
-                bool done = false;
+        } else if (DrawablePtr::dcast(core)) {
+            // One baked core per (original core, placement): nodes that shared
+            // a core and sit at the same place keep sharing the baked one.
+            auto& done = baked[core.get()];
+            NodeCorePtr result;
+            for (const auto& [m, c] : done)
+                if (m.equals(acc, 0.f)) result = c;
+            if (!result) {
+                result = core->getNParents() > 1 ? NodeCorePtr::dcast(core->shallowCopy()) : core;
+                bool changedOne = false;
                 if (!isIdentity(acc)) {
-                    if (auto g = GeometryPtr::dcast(core))
-                        done = bakeGeometry(g, acc);
-                    else if (auto s = SurfacePtr::dcast(core))
-                        done = bakeSurface(s, acc);
+                    if (auto g = GeometryPtr::dcast(result))
+                        changedOne = bakeGeometry(g, acc);
+                    else if (auto s = SurfacePtr::dcast(result))
+                        changedOne = bakeSurface(s, acc);
                 }
-                if (done) ++changedGeometries;
+                if (changedOne) ++changedGeometries;
+                auto d = DrawablePtr::dcast(result);
                 if (d->getTransform()) d->setTransform(TransformPtr());
-                baked[core.get()] = acc;
+                done.emplace_back(acc, result);
             }
+            if (result != core) node->setCore(result);
         } else if (auto t = TransformPtr::dcast(core)) {
             if (!isIdentity(t->getMatrix())) {
                 if (core->getNParents() > 1) {

@@ -1,0 +1,372 @@
+#include "SceneReport.h"
+
+#include <iomanip>
+#include <map>
+#include <ostream>
+#include <set>
+#include <sstream>
+
+#include <kestrel/ksAnimManager.h>
+#include <kestrel/ksMetadataUtils.h>
+#include <kestrel/ksNodeUtils.h>
+#include <kestrel/osg/Skin.h>
+#include <kestrel/osg/Surface.h>
+#include <kestrel/osg/TimeShapeCache.h>
+#include <kestrel/osg/UberCamera.h>
+#include <kestrel/osg/UberLight.h>
+#include <kestrel/osg/UberMaterial.h>
+
+using namespace osg;
+using nlohmann::json;
+
+namespace {
+
+const char* primName(UInt32 t) {
+    static const char* names[] = {"points",     "lines",          "line loop",    "line strip",
+                                  "triangles",  "triangle strip", "triangle fan", "quads",
+                                  "quad strip", "polygon"};
+    return t < 10 ? names[t] : "unknown";
+}
+
+json vec(const Vec3f& v) {
+    return json::array({v[0], v[1], v[2]});
+}
+json vec(const Vec2f& v) {
+    return json::array({v[0], v[1]});
+}
+bool isZero(const Vec3f& v) {
+    return v[0] == 0.f && v[1] == 0.f && v[2] == 0.f;
+}
+
+json describeTransform(const TransformPtr& t) {
+    json j;
+    if (auto t3 = Transform3DPtr::dcast(t)) {
+        j["translation"] = vec(t3->getTranslation());
+        j["rotation"] = vec(t3->getEulerRotation());
+        j["scale"] = vec(t3->getScale());
+        if (!isZero(t3->getEulerRotationOrientation()))
+            j["rotationOrientation"] = vec(t3->getEulerRotationOrientation());
+        if (!isZero(t3->getRotatePivot())) j["rotatePivot"] = vec(t3->getRotatePivot());
+        if (!isZero(t3->getScalePivot())) j["scalePivot"] = vec(t3->getScalePivot());
+        if (!isZero(t3->getRotatePivotTranslation()))
+            j["rotatePivotTranslation"] = vec(t3->getRotatePivotTranslation());
+        if (!isZero(t3->getScalePivotTranslation()))
+            j["scalePivotTranslation"] = vec(t3->getScalePivotTranslation());
+    } else if (t) {
+        json rows = json::array();
+        Matrix m = t->getMatrix();
+        for (int r = 0; r < 4; ++r)
+            rows.push_back({m.at(r, 0), m.at(r, 1), m.at(r, 2), m.at(r, 3)});
+        j["matrix"] = rows;
+    }
+    return j;
+}
+
+json describeImage(const ImagePtr& img) {
+    json j;
+    j["name"] = img->getName();
+    j["width"] = img->getWidth();
+    j["height"] = img->getHeight();
+    j["channels"] = img->getChannels();
+    return j;
+}
+
+json describeMaterial(const MaterialPtr& m) {
+    json j;
+    j["name"] = m->getName();
+    j["type"] = m->getTypeName();
+    if (auto u = UberMaterialPtr::dcast(m)) {
+        j["diffuse"] = vec(u->getDiffuseColor());
+        json tex = json::object();
+        auto add = [&](const char* channel, const ColorComponentPtr& c) {
+            if (c && c->getImage() && c->getUseTexture())
+                tex[channel] = describeImage(c->getImage());
+        };
+        add("diffuse", u->getDiffuseComponentSettings());
+        add("glossy", u->getGlossyComponentSettings());
+        add("specular", u->getSpecularComponentSettings());
+        add("incandescence", u->getIncandescenceComponentSettings());
+        add("bump", u->getBumpComponentSettings());
+        add("transparency", u->getTransparencyComponentSettings());
+        if (!tex.empty()) j["textures"] = tex;
+    } else if (auto c = ChunkMaterialPtr::dcast(m)) {
+        if (auto mc = c->getMaterialChunk()) {
+            const Color4f& d = mc->getDiffuse();
+            j["diffuse"] = json::array({d[0], d[1], d[2]});
+        }
+    }
+    return j;
+}
+
+json describeGeometry(const GeometryPtr& g) {
+    json j;
+    UInt32 prims = g->getTypes() ? g->getTypes()->size() : 0;
+    j["primitives"] = prims;
+    std::map<std::string, UInt32> byType;
+    if (auto t = GeoPTypesUI8Ptr::dcast(g->getTypes()))
+        for (UInt8 v : t->getField())
+            ++byType[primName(v)];
+    j["primitiveTypes"] = byType;
+    j["vertices"] = g->getVertexCount();
+    j["positions"] = g->getPositions() ? g->getPositions()->size() : 0;
+    j["normals"] = g->getNormals() ? g->getNormals()->size() : 0;
+    j["triangles"] = g->countTriangles();
+    json uv = json::array();
+    for (UInt32 s = 0; s < Geometry::MaxTexSlots; ++s)
+        if (auto tc = g->getTexSlot(s)) {
+            json e;
+            e["slot"] = s;
+            e["name"] = g->getTexSlotName(s);
+            e["dimension"] = tc->getDimension();
+            e["count"] = tc->size();
+            uv.push_back(e);
+        }
+    j["texCoords"] = uv;
+    UInt32 colours = g->getColors() ? g->getColors()->size() : 0;
+    if (auto c7 = g->getTexSlot(7); c7 && c7->getDimension() == 4) colours = c7->size();
+    j["colors"] = colours;
+    return j;
+}
+
+json describeNode(const NodePtr& node) {
+    json j;
+    j["name"] = node->getName();
+    NodeCorePtr core = node->getCore();
+    j["core"] = core ? core->getTypeName() : "none";
+    if (node->getTravMask() == 0) j["hidden"] = true;
+    if (core && core->getNParents() > 1) j["sharedCore"] = core->getNParents();
+    if (auto t = TransformPtr::dcast(core)) j["transform"] = describeTransform(t);
+    if (auto d = DrawablePtr::dcast(core)) {
+        if (d->getTransform()) j["transform"] = describeTransform(d->getTransform());
+        if (d->getMaterial()) j["material"] = describeMaterial(d->getMaterial());
+    }
+    if (auto g = GeometryPtr::dcast(core)) {
+        j["geometry"] = describeGeometry(g);
+        if (ksNodeUtils::isShellGeometry(node)) j["shell"] = true;
+        if (auto skin = g->findAttachment<SkinAttachment>())
+            j["skinClusters"] = skin->getJoints().size();
+        if (auto cache = g->findAttachment<TimeShapeCache>())
+            j["vertexCacheFrames"] = cache->getShapes().size();
+    }
+    if (auto s = SurfacePtr::dcast(core)) {
+        json sj;
+        sj["degree"] = {s->getDimU(), s->getDimV()};
+        sj["controlPoints"] = s->getControlPoints() ? s->getControlPoints()->size() : 0;
+        sj["trimCurves"] = s->getNumCurves();
+        sj["trimLoops"] = s->getCurvesPerLoop().size();
+        j["surface"] = sj;
+    }
+    if (auto l = UberLightPtr::dcast(core)) {
+        static const char* types[] = {"point",       "directional", "spot",
+                                      "rectangular", "spherical",   "disk"};
+        json lj;
+        lj["type"] = l->getLightType() < 6 ? types[l->getLightType()] : "unknown";
+        lj["value"] = l->getLightValue();
+        lj["color"] = vec(l->getDiffuse());
+        lj["on"] = l->getOn();
+        j["light"] = lj;
+    }
+    if (auto c = UberCameraPtr::dcast(core)) {
+        json cj;
+        cj["projection"] = c->getProjectionMode() == 1 ? "orthographic" : "perspective";
+        cj["focalLength"] = c->getFocalLength();
+        cj["sensorSize"] = vec(c->getSensorSize());
+        cj["near"] = c->getNear();
+        cj["far"] = c->getFar();
+        j["camera"] = cj;
+    }
+    std::vector<MetadataSetPtr> sets;
+    if (ksMetadataUtils::getMetadata(node, sets) && !sets.empty()) {
+        json mj = json::array();
+        for (const auto& s : sets) {
+            json e;
+            e["name"] = s->getName();
+            e["entries"] = s->getMetadata().size();
+            if (s->isLocked()) e["locked"] = true;
+            mj.push_back(e);
+        }
+        j["metadata"] = mj;
+    }
+    if (auto a = ksAnimManager::the().getAnimAttachment(node)) {
+        std::vector<AnimCurvePtr> curves;
+        a->getRoot()->collectCurves(curves);
+        UInt32 keyed = 0, keys = 0;
+        for (const auto& c : curves)
+            if (c->size() > 0) {
+                ++keyed;
+                keys += c->size();
+            }
+        j["animation"] = {{"curves", keyed}, {"keys", keys}};
+    }
+    json children = json::array();
+    for (const auto& c : node->getChildren())
+        children.push_back(describeNode(c));
+    if (!children.empty()) j["children"] = children;
+    return j;
+}
+
+std::string fmt(const json& v) {
+    std::ostringstream os;
+    if (v.is_array()) {
+        os << "(";
+        for (std::size_t i = 0; i < v.size(); ++i)
+            os << (i ? " " : "") << fmt(v[i]);
+        os << ")";
+    } else if (v.is_number_float()) {
+        os << std::setprecision(6) << v.get<double>();
+    } else if (v.is_string()) {
+        os << v.get<std::string>();
+    } else {
+        os << v.dump();
+    }
+    return os.str();
+}
+
+void printNode(std::ostream& os, const json& n, const std::string& indent) {
+    os << indent
+       << (n["name"].get<std::string>().empty() ? "<unnamed>" : n["name"].get<std::string>())
+       << " [" << n["core"].get<std::string>() << "]";
+    if (n.contains("hidden")) os << " hidden";
+    if (n.contains("shell")) os << " shell";
+    if (n.contains("sharedCore")) os << " shared by " << n["sharedCore"];
+    os << "\n";
+    std::string in = indent + "    ";
+    if (n.contains("transform")) {
+        const json& t = n["transform"];
+        os << in;
+        for (auto it = t.begin(); it != t.end(); ++it)
+            os << (it == t.begin() ? "" : " ") << it.key() << "=" << fmt(it.value());
+        os << "\n";
+    }
+    if (n.contains("geometry")) {
+        const json& g = n["geometry"];
+        os << in << g["primitives"] << " primitives";
+        for (auto it = g["primitiveTypes"].begin(); it != g["primitiveTypes"].end(); ++it)
+            os << (it == g["primitiveTypes"].begin() ? " (" : ", ") << it.value() << " "
+               << it.key();
+        if (!g["primitiveTypes"].empty()) os << ")";
+        os << ", " << g["vertices"] << " vertices, " << g["positions"] << " positions, "
+           << g["normals"] << " normals, " << g["triangles"] << " triangles\n";
+        os << in << g["texCoords"].size() << " UV slots";
+        for (const auto& uv : g["texCoords"]) {
+            os << " [" << uv["slot"];
+            if (!uv["name"].get<std::string>().empty())
+                os << " \"" << uv["name"].get<std::string>() << "\"";
+            os << ": " << uv["count"] << "x" << uv["dimension"] << "]";
+        }
+        os << ", " << g["colors"] << " colours\n";
+    }
+    if (n.contains("surface")) {
+        const json& s = n["surface"];
+        os << in << "surface degree " << fmt(s["degree"]) << ", " << s["controlPoints"]
+           << " control points, " << s["trimCurves"] << " trim curves in " << s["trimLoops"]
+           << " loops\n";
+    }
+    if (n.contains("material")) {
+        const json& m = n["material"];
+        os << in << "material \"" << m["name"].get<std::string>() << "\" ("
+           << m["type"].get<std::string>() << ")";
+        if (m.contains("diffuse")) os << " diffuse=" << fmt(m["diffuse"]);
+        os << "\n";
+        if (m.contains("textures"))
+            for (auto it = m["textures"].begin(); it != m["textures"].end(); ++it)
+                os << in << "  texture " << it.key() << ": "
+                   << it.value()["name"].get<std::string>() << " (" << it.value()["width"] << "x"
+                   << it.value()["height"] << ")\n";
+    }
+    if (n.contains("light")) {
+        const json& l = n["light"];
+        os << in << l["type"].get<std::string>() << " light, value " << fmt(l["value"])
+           << ", colour " << fmt(l["color"]) << (l["on"].get<bool>() ? "" : ", off") << "\n";
+    }
+    if (n.contains("camera")) {
+        const json& c = n["camera"];
+        os << in << c["projection"].get<std::string>() << " camera, focal length "
+           << fmt(c["focalLength"]) << " mm, sensor " << fmt(c["sensorSize"]) << " mm\n";
+    }
+    if (n.contains("skinClusters")) os << in << "skin: " << n["skinClusters"] << " clusters\n";
+    if (n.contains("vertexCacheFrames"))
+        os << in << "vertex cache: " << n["vertexCacheFrames"] << " frames\n";
+    if (n.contains("animation"))
+        os << in << "animation: " << n["animation"]["curves"] << " curves, "
+           << n["animation"]["keys"] << " keys\n";
+    if (n.contains("metadata"))
+        for (const auto& s : n["metadata"])
+            os << in << "metadata set \"" << s["name"].get<std::string>() << "\": " << s["entries"]
+               << " entries" << (s.contains("locked") ? " (locked)" : "") << "\n";
+    if (n.contains("children"))
+        for (const auto& c : n["children"])
+            printNode(os, c, indent + "  ");
+}
+
+} // namespace
+
+json describeTree(const NodePtr& root) {
+    return root ? describeNode(root) : json();
+}
+
+json describeStatistics(const NodePtr& root) {
+    json s;
+    std::map<std::string, UInt64> cores;
+    UInt64 nodes = 0, prims = 0, vertices = 0, triangles = 0, curves = 0, keys = 0, hidden = 0;
+    std::set<const void*> materials, images, geometries;
+    ksNodeUtils::traverse(root, [&](const NodePtr& n) {
+        ++nodes;
+        if (n->getTravMask() == 0) ++hidden;
+        ++cores[n->getCore() ? n->getCore()->getTypeName() : "none"];
+        if (auto g = GeometryPtr::dcast(n->getCore()); g && geometries.insert(g.get()).second) {
+            prims += g->getTypes() ? g->getTypes()->size() : 0;
+            vertices += g->getVertexCount();
+            triangles += g->countTriangles();
+        }
+        if (auto d = DrawablePtr::dcast(n->getCore()); d && d->getMaterial()) {
+            materials.insert(d->getMaterial().get());
+            if (auto u = UberMaterialPtr::dcast(d->getMaterial()))
+                for (auto c :
+                     {u->getDiffuseComponentSettings(), u->getGlossyComponentSettings(),
+                      u->getSpecularComponentSettings(), u->getIncandescenceComponentSettings(),
+                      u->getBumpComponentSettings(), u->getTransparencyComponentSettings()})
+                    if (c->getImage()) images.insert(c->getImage().get());
+        }
+        if (auto a = ksAnimManager::the().getAnimAttachment(n)) {
+            std::vector<AnimCurvePtr> cs;
+            a->getRoot()->collectCurves(cs);
+            for (const auto& c : cs)
+                if (c->size()) {
+                    ++curves;
+                    keys += c->size();
+                }
+        }
+        return true;
+    });
+    s["nodes"] = nodes;
+    s["hiddenNodes"] = hidden;
+    s["cores"] = cores;
+    s["geometries"] = geometries.size();
+    s["primitives"] = prims;
+    s["vertices"] = vertices;
+    s["triangles"] = triangles;
+    s["materials"] = materials.size();
+    s["textures"] = images.size();
+    s["animationCurves"] = curves;
+    s["animationKeys"] = keys;
+    return s;
+}
+
+void printTree(std::ostream& os, const json& tree) {
+    if (tree.is_null()) return;
+    printNode(os, tree, "");
+}
+
+void printStatistics(std::ostream& os, const json& s) {
+    os << "nodes:            " << s["nodes"] << " (" << s["hiddenNodes"] << " hidden)\n";
+    for (auto it = s["cores"].begin(); it != s["cores"].end(); ++it)
+        os << "  " << std::left << std::setw(16) << it.key() << it.value() << "\n";
+    os << "geometries:       " << s["geometries"] << "\n";
+    os << "primitives:       " << s["primitives"] << "\n";
+    os << "vertices:         " << s["vertices"] << "\n";
+    os << "triangles:        " << s["triangles"] << "\n";
+    os << "materials:        " << s["materials"] << "\n";
+    os << "textures:         " << s["textures"] << "\n";
+    os << "animation curves: " << s["animationCurves"] << " (" << s["animationKeys"] << " keys)\n";
+}

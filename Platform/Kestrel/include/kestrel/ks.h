@@ -1,0 +1,19 @@
+#pragma once
+// Every host service header at once (and the scene graph they use).
+#include <kestrel/ksAnimManager.h>
+#include <kestrel/ksConstraintManager.h>
+#include <kestrel/ksFile.h>
+#include <kestrel/ksInterfaceFactory.h>
+#include <kestrel/ksLights.h>
+#include <kestrel/ksLog.h>
+#include <kestrel/ksMaterials.h>
+#include <kestrel/ksMetadataUtils.h>
+#include <kestrel/ksNodeUtils.h>
+#include <kestrel/ksOpenSGExt.h>
+#include <kestrel/ksOpenSGUtils.h>
+#include <kestrel/ksOptimize.h>
+#include <kestrel/ksSceneDataManager.h>
+#include <kestrel/ksString.h>
+#include <kestrel/ksUberCameraPool.h>
+#include <kestrel/ksVersionInfo.h>
+#include <kestrel/osg.h>

@@ -1,0 +1,26 @@
+#pragma once
+// Every scene-graph header at once.
+#include <kestrel/osg/Animation.h>
+#include <kestrel/osg/Attachment.h>
+#include <kestrel/osg/ChangeList.h>
+#include <kestrel/osg/Constraint.h>
+#include <kestrel/osg/FieldContainer.h>
+#include <kestrel/osg/GeoProperties.h>
+#include <kestrel/osg/Geometry.h>
+#include <kestrel/osg/Group.h>
+#include <kestrel/osg/Image.h>
+#include <kestrel/osg/Material.h>
+#include <kestrel/osg/Matrix.h>
+#include <kestrel/osg/Metadata.h>
+#include <kestrel/osg/Node.h>
+#include <kestrel/osg/SceneFileHandler.h>
+#include <kestrel/osg/SceneFileType.h>
+#include <kestrel/osg/Skin.h>
+#include <kestrel/osg/Surface.h>
+#include <kestrel/osg/TimeShapeCache.h>
+#include <kestrel/osg/Transform.h>
+#include <kestrel/osg/Types.h>
+#include <kestrel/osg/UberCamera.h>
+#include <kestrel/osg/UberLight.h>
+#include <kestrel/osg/UberMaterial.h>
+#include <kestrel/osg/Vector.h>

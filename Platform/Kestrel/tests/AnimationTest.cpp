@@ -1,0 +1,182 @@
+// Animation: keyable channels, the attachment's curve tree, curve values,
+// the evaluator, and aim constraints.
+#include <gtest/gtest.h>
+
+#include <kestrel/ksAnimManager.h>
+#include <kestrel/ksConstraintManager.h>
+#include <kestrel/ksLights.h>
+#include <kestrel/ksUberCameraPool.h>
+#include <kestrel/osg/Geometry.h>
+
+using namespace osg;
+
+namespace {
+
+NodePtr nodeWith(const NodeCorePtr& core) {
+    NodePtr n = Node::create();
+    n->setCore(core);
+    return n;
+}
+
+std::vector<std::string> channelIds(const NodePtr& node) {
+    std::vector<ksAnimManager::ksOSGChannelData> list;
+    ksAnimManager::the().getKeyableChannels(node, list);
+    std::vector<std::string> out;
+    for (const auto& c : list) {
+        if (c.components.empty()) out.push_back(c.name);
+        for (const auto& comp : c.components)
+            out.push_back(c.name + comp);
+    }
+    return out;
+}
+
+bool has(const std::vector<std::string>& v, const std::string& s) {
+    return std::find(v.begin(), v.end(), s) != v.end();
+}
+
+AnimAttachmentPtr prepared(const NodePtr& node) {
+    auto& m = ksAnimManager::the();
+    AnimAttachmentPtr a = m.createAnimAttachment(node);
+    std::vector<ksAnimManager::ksOSGChannelData> list;
+    m.getKeyableChannels(node, list);
+    for (const auto& c : list)
+        m.createChannelCurveNode(c, a);
+    return a;
+}
+
+} // namespace
+
+TEST(KeyableChannels, DependOnTheCoreType) {
+    auto transform = channelIds(nodeWith(Transform3D::create()));
+    EXPECT_EQ(transform,
+              (std::vector<std::string>{"translationX", "translationY", "translationZ",
+                                        "eulerRotationX", "eulerRotationY", "eulerRotationZ",
+                                        "scaleX", "scaleY", "scaleZ", "visible"}));
+    EXPECT_EQ(channelIds(nodeWith(Group::create())), (std::vector<std::string>{"visible"}));
+    EXPECT_TRUE(channelIds(Node::create()).empty());
+    EXPECT_TRUE(has(channelIds(nodeWith(Geometry::create())), "translationX"));
+
+    auto camera = channelIds(ksUberCameraPool::the().createCameraNode("cam", NullFC));
+    for (const char* c :
+         {"focalLength", "fov", "near", "far", "sensorSizeX", "sensorSizeY", "roll",
+          "principalPointOffsetX", "principalPointOffsetY", "focusDistance", "translationX"})
+        EXPECT_TRUE(has(camera, c)) << c;
+
+    auto spot = channelIds(ksLights::createLight("SpotLight", "spot"));
+    for (const char* c : {"diffuseR", "glossyB", "intensity", "coneAngle", "penumbraAngle"})
+        EXPECT_TRUE(has(spot, c)) << c;
+    auto point = channelIds(ksLights::createLight("PointLight", "point"));
+    EXPECT_TRUE(has(point, "intensity"));
+    EXPECT_FALSE(has(point, "coneAngle"));
+    EXPECT_FALSE(has(point, "diffuseA"));
+}
+
+TEST(ChannelCurves, AreUngroupedUntilABlockTakesThem) {
+    auto& m = ksAnimManager::the();
+    NodePtr node = nodeWith(Transform3D::create());
+    AnimAttachmentPtr a = prepared(node);
+    EXPECT_EQ(m.getAnimAttachment(node), a);
+    EXPECT_EQ(a->getRoot()->getNChildren(), 10u);
+
+    AnimCurvePtr tx = m.findChannelCurve("translation", "X", a);
+    ASSERT_TRUE(tx);
+    EXPECT_EQ(tx->getParent(), a->getRoot());
+    EXPECT_EQ(m.findChannelCurve("translation", "X", a), tx);
+    EXPECT_TRUE(m.findChannelCurve("focalLength", "", a) == NullFC);
+    EXPECT_TRUE(m.findChannelCurve("translation", "W", a) == NullFC);
+    EXPECT_TRUE(m.findChannelCurve("visible", "", a));
+
+    AnimNodePtr block = m.createBlock(a, "Cube_L2");
+    ASSERT_TRUE(block);
+    EXPECT_EQ(block->getName(), "Cube_L2");
+    EXPECT_EQ(block->getNChildren(), 10u);
+    EXPECT_EQ(tx->getParent(), block);
+    EXPECT_EQ(a->getRoot()->getNChildren(), 1u);
+
+    // The channel is still keyable: a new ungrouped curve takes its place.
+    AnimCurvePtr tx2 = m.findChannelCurve("translation", "X", a);
+    ASSERT_TRUE(tx2);
+    EXPECT_NE(tx2, tx);
+    EXPECT_EQ(tx2->getParent(), a->getRoot());
+    AnimNodePtr second = m.createBlock(a, "Cube_L3");
+    EXPECT_EQ(second->getNChildren(), 1u);
+    EXPECT_EQ(block->getNChildren(), 10u);
+}
+
+TEST(AnimCurve, EvaluatesStepLinearAndBezierSegments) {
+    auto c = AnimCurve::create();
+    c->addPoint(Pnt2f(1, 10), Vec2f(), Vec2f(), 0, 1, true, false);
+    c->addPoint(Pnt2f(0, 0), Vec2f(), Vec2f(), 1, 0, true, false); // out of order
+    c->addPoint(Pnt2f(2, 20), Vec2f(-0.5f, 0), Vec2f(0.5f, 0), 1, 5, true, false);
+    c->addPoint(Pnt2f(3, 40), Vec2f(-0.5f, 0), Vec2f(0.5f, 0), 5, 5, true, false);
+    c->addPoint(Pnt2f(3, 99), Vec2f(), Vec2f(), 5, 5, true, false); // duplicate time
+    EXPECT_FALSE(c->verify(true, false, false));
+    EXPECT_TRUE(c->verify(true, true, true));
+    EXPECT_TRUE(c->isSampled());
+    ASSERT_EQ(c->size(), 4u);
+    EXPECT_EQ(c->evaluate(-1.f), 0.f);
+    EXPECT_EQ(c->evaluate(0.5f), 0.f);           // step after the first point
+    EXPECT_EQ(c->evaluate(1.5f), 15.f);          // linear
+    EXPECT_NEAR(c->evaluate(2.5f), 30.f, 1e-4f); // flat tangents: symmetric midpoint
+    EXPECT_LT(c->evaluate(2.25f), 25.f);         // ease in
+    EXPECT_EQ(c->evaluate(10.f), 40.f);
+}
+
+TEST(AnimEvaluator, WritesCurveValuesIntoTheScene) {
+    auto root = nodeWith(Group::create());
+    auto t3d = Transform3D::create();
+    auto node = nodeWith(t3d);
+    root->addChild(node);
+    auto& m = ksAnimManager::the();
+    AnimAttachmentPtr a = prepared(node);
+    AnimCurvePtr ty = m.findChannelCurve("translation", "Y", a);
+    ty->addPoint(Pnt2f(0, 0), Vec2f(), Vec2f(), 1, 1, true, false);
+    ty->addPoint(Pnt2f(1, 8), Vec2f(), Vec2f(), 1, 1, true, false);
+    AnimCurvePtr vis = m.findChannelCurve("visible", "", a);
+    vis->addPoint(Pnt2f(0, 1), Vec2f(), Vec2f(), 0, 0, true, false);
+    vis->addPoint(Pnt2f(1, 0), Vec2f(), Vec2f(), 0, 0, true, false);
+    m.createBlock(a, "take"); // curves in blocks are applied too
+
+    auto& e = ksAnimEvaluator::the();
+    e.updateSceneAnimParentMap(root);
+    EXPECT_EQ(e.getAnimatedNodes(), std::vector<NodePtr>{node});
+    EXPECT_EQ(e.getAnimParent(node), root);
+    EXPECT_EQ(e.evaluate(0.25f), 2u);
+    EXPECT_FLOAT_EQ(t3d->getTranslation()[1], 2.f);
+    EXPECT_EQ(node->getTravMask(), 0xFFFFFFFFu);
+    e.evaluate(1.f);
+    EXPECT_EQ(node->getTravMask(), 0u);
+}
+
+TEST(AimConstraint, IsFoundByItsConstrainedNodeAndAimsAlongMinusZ) {
+    auto& cm = ksConstraintManager::the();
+    cm.clear();
+    auto world = nodeWith(Group::create());
+    NodePtr camera = ksUberCameraPool::the().createCameraNode("shot", world);
+    auto targetCore = Transform3D::create();
+    targetCore->setTranslation(Vec3f(10, 0, 0));
+    auto target = nodeWith(targetCore);
+    auto upCore = Transform3D::create();
+    upCore->setTranslation(Vec3f(0, 0, 5));
+    auto up = nodeWith(upCore);
+    world->addChild(target);
+    world->addChild(up);
+
+    AimConstraintPtr c = cm->createAimConstraint({target}, {up}, camera, false);
+    ASSERT_TRUE(c);
+    EXPECT_EQ(cm.findAimConstraintForTarget(camera), c);
+    EXPECT_TRUE(cm.findAimConstraintForTarget(target) == NullFC);
+    ASSERT_EQ(c->getTargets().size(), 1u);
+    EXPECT_EQ(c->getTargets()[0]->getReferenceNode(), target);
+    EXPECT_EQ(c->getUpTargets()[0]->getReferenceNode(), up);
+    // Empty lists are allowed.
+    EXPECT_TRUE(cm.createAimConstraint({}, {}, target, true));
+    EXPECT_TRUE(cm.createAimConstraint({}, {}, NullFC, false) == NullFC);
+
+    EXPECT_EQ(cm.update(), 1u); // the one without targets is skipped
+    Vec3f look = camera->getToWorld().multVec(Vec3f(0, 0, -1));
+    Vec3f camUp = camera->getToWorld().multVec(Vec3f(0, 1, 0));
+    EXPECT_NEAR(look[0], 1.f, 1e-5f);
+    EXPECT_NEAR(camUp[2], 1.f, 1e-5f);
+    cm.clear();
+}

@@ -1,0 +1,149 @@
+// The kestrel program end to end, through its command line, with the
+// test-only plug-in module loaded from its own folder.
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "TestUtil.h"
+
+namespace {
+
+struct AppRun {
+    int code;
+    std::string out, err;
+};
+
+AppRun run(const std::string& args, const std::string& env = "") {
+    TempDir dir;
+    std::string errFile = dir.file("stderr");
+    std::string cmd =
+        env + (env.empty() ? "" : " ") + "'" KESTREL_APP_PATH "' " + args + " 2>'" + errFile + "'";
+    AppRun r{-1, "", ""};
+    FILE* p = popen(cmd.c_str(), "r");
+    if (!p) return r;
+    char buf[4096];
+    std::size_t n;
+    while ((n = fread(buf, 1, sizeof buf, p)) > 0)
+        r.out.append(buf, n);
+    int status = pclose(p);
+    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    std::ifstream e(errFile);
+    std::stringstream ss;
+    ss << e.rdbuf();
+    r.err = ss.str();
+    return r;
+}
+
+const std::string kPlugins = "--plugin-dir '" KESTREL_TEST_PLUGIN_DIR "' ";
+
+void writeScene(const std::string& path) {
+    std::ofstream(path) << "ktst 1\n"
+                           "group Car -1 0 0 5\n"
+                           "mesh Body 0 4 0 0 0 1 0 0 1 1 0 0 1 0\n"
+                           "group Wheels 0 1 2 3\n";
+}
+
+} // namespace
+
+TEST(KestrelApp, HelpWorksForEveryCommand) {
+    for (const char* c : {"--help", "formats --help", "import --help", "convert --help"}) {
+        AppRun r = run(c);
+        EXPECT_EQ(r.code, 0) << c;
+        EXPECT_NE(r.out.find("Usage"), std::string::npos) << c;
+    }
+    AppRun none = run("");
+    EXPECT_NE(none.code, 0);
+    EXPECT_NE(run("import").code, 0); // FILE is required
+}
+
+TEST(KestrelApp, FormatsListsTypesFromLoadedPlugins) {
+    AppRun r = run(kPlugins + "formats");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("Test Scene"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("ktst"), std::string::npos);
+    EXPECT_NE(r.out.find("read/write"), std::string::npos);
+
+    AppRun j =
+        run("formats --json", "KESTREL_PLUGIN_PATH='/nonexistent:" KESTREL_TEST_PLUGIN_DIR "'");
+    ASSERT_EQ(j.code, 0) << j.err;
+    auto list = nlohmann::json::parse(j.out);
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list[0]["name"], "Test Scene");
+    EXPECT_EQ(list[0]["suffixes"][0]["suffix"], "ktst");
+    EXPECT_TRUE(list[0]["read"].get<bool>());
+    EXPECT_TRUE(list[0]["write"].get<bool>());
+}
+
+TEST(KestrelApp, ImportPrintsTheSceneGraph) {
+    TempDir dir;
+    writeScene(dir.file("car.KTST"));
+    AppRun r = run(kPlugins + "import '" + dir.file("car.KTST") + "'");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("Car [Transform3D]"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("translation=(0 0 5)"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Body [Geometry]"), std::string::npos);
+    EXPECT_NE(r.out.find("1 primitives (1 polygon)"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("4 vertices"), std::string::npos);
+    EXPECT_NE(r.out.find("2 triangles"), std::string::npos);
+
+    AppRun j = run(kPlugins + "import --json '" + dir.file("car.KTST") + "' --options ktst=upper");
+    ASSERT_EQ(j.code, 0) << j.err;
+    auto tree = nlohmann::json::parse(j.out);
+    EXPECT_EQ(tree["name"], "CAR");
+    ASSERT_EQ(tree["children"].size(), 2u);
+    EXPECT_EQ(tree["children"][0]["geometry"]["positions"], 4);
+    EXPECT_EQ(tree["children"][1]["transform"]["translation"], nlohmann::json::array({1, 2, 3}));
+
+    AppRun s = run(kPlugins + "import --stats '" + dir.file("car.KTST") + "'");
+    ASSERT_EQ(s.code, 0) << s.err;
+    EXPECT_NE(s.out.find("nodes:            3"), std::string::npos) << s.out;
+    EXPECT_NE(s.out.find("triangles:        2"), std::string::npos) << s.out;
+}
+
+TEST(KestrelApp, ConvertWritesThroughTheHandler) {
+    TempDir dir;
+    writeScene(dir.file("in.ktst"));
+    AppRun r =
+        run(kPlugins + "convert '" + dir.file("in.ktst") + "' '" + dir.file("out.ktst") + "'");
+    ASSERT_EQ(r.code, 0) << r.err;
+    AppRun back = run(kPlugins + "import --json '" + dir.file("out.ktst") + "'");
+    ASSERT_EQ(back.code, 0) << back.err;
+    auto tree = nlohmann::json::parse(back.out);
+    EXPECT_EQ(tree["children"][0]["name"], "Body");
+}
+
+TEST(KestrelApp, FailuresGiveMessagesAndNonZeroExitCodes) {
+    TempDir dir;
+    writeScene(dir.file("in.ktst"));
+    std::ofstream(dir.file("broken.ktst")) << "something else";
+    std::ofstream(dir.file("scene.qdx")) << "x";
+
+    AppRun noPlugin = run("import '" + dir.file("scene.qdx") + "'");
+    EXPECT_EQ(noPlugin.code, 1);
+    EXPECT_NE(noPlugin.err.find("no plug-in reads this suffix"), std::string::npos) << noPlugin.err;
+
+    AppRun missing = run(kPlugins + "import '" + dir.file("missing.ktst") + "'");
+    EXPECT_EQ(missing.code, 1);
+    EXPECT_NE(missing.err.find("cannot open"), std::string::npos) << missing.err;
+
+    AppRun broken = run(kPlugins + "import '" + dir.file("broken.ktst") + "'");
+    EXPECT_EQ(broken.code, 1);
+    EXPECT_NE(broken.err.find("could not read"), std::string::npos) << broken.err;
+
+    AppRun badOut =
+        run(kPlugins + "convert '" + dir.file("in.ktst") + "' '" + dir.file("x.unknown") + "'");
+    EXPECT_EQ(badOut.code, 1);
+    EXPECT_NE(badOut.err.find("no plug-in writes this suffix"), std::string::npos) << badOut.err;
+
+    AppRun badUnit = run(kPlugins + "--unit parsec formats");
+    EXPECT_EQ(badUnit.code, 1);
+    EXPECT_NE(badUnit.err.find("unknown length unit"), std::string::npos);
+    AppRun badOption = run(kPlugins + "formats --options nosuffix");
+    EXPECT_EQ(badOption.code, 1);
+    EXPECT_NE(badOption.err.find("SUFFIX=OPTIONS"), std::string::npos);
+}
