@@ -1,0 +1,226 @@
+// The object model: every SDK object is a class id, a name, typed
+// properties, typed arrays and connections, owned by a manager.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qdxsdk/classid.h"
+#include "qdxsdk/property.h"
+#include "qdxsdk/types.h"
+
+namespace qdxsdk {
+
+class QdxScene;
+class QdxIOPluginRegistry;
+class QdxIOSettings;
+
+namespace detail {
+struct PropertyRec {
+    std::string name;
+    std::string label;
+    QdxDataType type;
+    unsigned int flags = 0;
+    Value value;
+    std::vector<std::string> enumItems;
+    std::vector<QdxObject*> srcObjects;
+};
+
+// Element kinds of arrays. Numbers are part of the file formats.
+enum class ArrayKind : uint8_t { Int32 = 1, Int64 = 2, Double = 3, UInt8 = 4 };
+size_t ArrayElementSize(ArrayKind kind);
+
+struct ArrayRec {
+    std::string name;
+    ArrayKind kind = ArrayKind::Double;
+    std::vector<int32_t> i32;
+    std::vector<int64_t> i64;
+    std::vector<double> f64;
+    std::vector<uint8_t> u8;
+    size_t Count() const;
+    const void* Data() const;
+    void* Resize(size_t count); // returns the data pointer
+    void Clear();
+};
+
+struct DstLink {
+    QdxObject* object;
+    int property; // -1: the object itself
+};
+} // namespace detail
+
+#define QDX_DECLARE_OBJECT(Class)                                                                  \
+public:                                                                                            \
+    static const QdxClassId ClassId;                                                               \
+    const QdxClassId& GetClassId() const override {                                                \
+        return ClassId;                                                                            \
+    }                                                                                              \
+    static Class* Create(QdxManager* manager, const char* name);                                   \
+    static Class* Create(QdxObject* container, const char* name);                                  \
+    friend struct QdxObjectFactory<Class>;                                                         \
+                                                                                                   \
+protected:                                                                                         \
+    Class(QdxManager& manager, const char* name);
+
+#define QDX_DECLARE_ABSTRACT(Class)                                                                \
+public:                                                                                            \
+    static const QdxClassId ClassId;                                                               \
+    const QdxClassId& GetClassId() const override {                                                \
+        return ClassId;                                                                            \
+    }                                                                                              \
+                                                                                                   \
+protected:                                                                                         \
+    Class(QdxManager& manager, const char* name);
+
+template <class T> struct QdxObjectFactory;
+
+class QdxObject {
+public:
+    static const QdxClassId ClassId;
+    virtual const QdxClassId& GetClassId() const { return ClassId; }
+    virtual ~QdxObject();
+    QdxObject(const QdxObject&) = delete;
+    QdxObject& operator=(const QdxObject&) = delete;
+
+    template <class T> bool Is() const { return GetClassId().Is(T::ClassId); }
+
+    const char* GetName() const { return mName.c_str(); }
+    const char* GetInitialName() const { return mName.c_str(); }
+    void SetName(const char* name) { mName = name ? name : ""; }
+    QdxManager* GetQdxManager() const { return mManager; }
+    // The scene this object belongs to, or null.
+    QdxScene* GetScene() const;
+    // Frees the object (and, when recursive, its source objects) with all
+    // its connections.
+    void Destroy(bool recursive = false);
+
+    // Properties.
+    QdxProperty FindProperty(const char* name, bool caseSensitive = true) const;
+    QdxProperty GetFirstProperty() const;
+    QdxProperty GetNextProperty(const QdxProperty& current) const;
+    int GetPropertyCount() const { return static_cast<int>(mProperties.size()); }
+    QdxProperty GetPropertyAt(int index) const;
+    QdxProperty RootProperty; // index -1: parent of every property
+
+    // Connections: source objects connected to this object, and the objects
+    // (or properties of objects) this object is connected to.
+    int GetSrcObjectCount(const QdxCriteria& criteria = QdxCriteria()) const;
+    QdxObject* GetSrcObject(const QdxCriteria& criteria, int index = 0) const;
+    QdxObject* GetSrcObject(int index = 0) const { return GetSrcObject(QdxCriteria(), index); }
+    template <class T> int GetSrcObjectCount() const {
+        return GetSrcObjectCount(QdxCriteria::ObjectType(T::ClassId));
+    }
+    template <class T> T* GetSrcObject(int index = 0) const {
+        return static_cast<T*>(GetSrcObject(QdxCriteria::ObjectType(T::ClassId), index));
+    }
+    int GetDstObjectCount(const QdxCriteria& criteria = QdxCriteria()) const;
+    QdxObject* GetDstObject(const QdxCriteria& criteria, int index = 0) const;
+    QdxObject* GetDstObject(int index = 0) const { return GetDstObject(QdxCriteria(), index); }
+    template <class T> int GetDstObjectCount() const {
+        return GetDstObjectCount(QdxCriteria::ObjectType(T::ClassId));
+    }
+    template <class T> T* GetDstObject(int index = 0) const {
+        return static_cast<T*>(GetDstObject(QdxCriteria::ObjectType(T::ClassId), index));
+    }
+    int GetDstPropertyCount() const;
+    QdxProperty GetDstProperty(int index = 0) const;
+    bool ConnectSrcObject(QdxObject* object);
+    bool ConnectDstObject(QdxObject* object) { return object && object->ConnectSrcObject(this); }
+    bool DisconnectSrcObject(QdxObject* object);
+    bool DisconnectDstObject(QdxObject* object) {
+        return object && object->DisconnectSrcObject(this);
+    }
+    bool IsConnectedSrcObject(const QdxObject* object) const;
+    bool DisconnectAllSrcObject();
+    bool DisconnectAllDstObject();
+
+    // Generic storage, used by the file formats and by the classes.
+    std::vector<detail::PropertyRec>& Properties() { return mProperties; }
+    const std::vector<detail::PropertyRec>& Properties() const { return mProperties; }
+    std::vector<detail::ArrayRec>& Arrays() { return mArrays; }
+    const std::vector<detail::ArrayRec>& Arrays() const { return mArrays; }
+    const std::vector<QdxObject*>& SrcObjects() const { return mSrc; }
+    const std::vector<detail::DstLink>& DstLinks() const { return mDst; }
+    detail::ArrayRec* FindArray(const char* name);
+    const detail::ArrayRec* FindArray(const char* name) const;
+    detail::ArrayRec& AddArray(const char* name, detail::ArrayKind kind);
+    // Called by the writers before an object is serialised and by the
+    // readers after all objects and connections are in place.
+    virtual void PrepareForWrite() {}
+    virtual bool FinishRead(QdxStatus& status) { return true; }
+
+protected:
+    QdxObject(QdxManager& manager, const char* name);
+    // Adds a built-in property and returns its handle.
+    QdxProperty AddProperty(const QdxDataType& type, const char* name, detail::Value value,
+                            unsigned int flags = QdxPropertyFlags::eAnimatable);
+    int AddEnumProperty(const char* name, int value, std::initializer_list<const char*> items);
+
+private:
+    friend class QdxManager;
+    friend class QdxProperty;
+    friend class QdxScene;
+    void ConnectPropertySrc(QdxObject* src, int property);
+    bool DisconnectPropertySrc(QdxObject* src, int property);
+    void RemoveDstLink(QdxObject* dst, int property);
+
+    QdxManager* mManager;
+    size_t mManagerIndex = 0;
+    std::string mName;
+    std::vector<detail::PropertyRec> mProperties;
+    std::vector<detail::ArrayRec> mArrays;
+    std::vector<QdxObject*> mSrc;
+    std::vector<detail::DstLink> mDst;
+};
+
+template <class T> T* QdxCast(QdxObject* object) {
+    return object && object->Is<T>() ? static_cast<T*>(object) : nullptr;
+}
+template <class T> const T* QdxCast(const QdxObject* object) {
+    return object && object->Is<T>() ? static_cast<const T*>(object) : nullptr;
+}
+
+// Owns every object. Destroying the manager frees them all.
+class QdxManager {
+public:
+    static QdxManager* Create();
+    void Destroy();
+    QdxManager(const QdxManager&) = delete;
+    QdxManager& operator=(const QdxManager&) = delete;
+
+    // Version of the newest file format this SDK writes.
+    static void GetFileFormatVersion(int& major, int& minor, int& revision);
+    static const char* GetVersion();
+    QdxIOPluginRegistry* GetIOPluginRegistry() const;
+    void SetIOSettings(QdxIOSettings* settings) { mIOSettings = settings; }
+    QdxIOSettings* GetIOSettings() const { return mIOSettings; }
+
+    int GetObjectCount() const { return static_cast<int>(mObjects.size()); }
+    // Creates an object of a registered class by class name (null for
+    // unknown or abstract classes).
+    QdxObject* CreateObject(const char* className, const char* name);
+    template <class T> T* Adopt(T* object) {
+        AdoptObject(object);
+        return object;
+    }
+
+private:
+    QdxManager();
+    ~QdxManager();
+    friend class QdxObject;
+    void AdoptObject(QdxObject* object);
+    void Release(QdxObject* object);
+
+    std::vector<std::unique_ptr<QdxObject>> mObjects;
+    std::unique_ptr<QdxIOPluginRegistry> mRegistry;
+    QdxIOSettings* mIOSettings = nullptr;
+    bool mDestroying = false;
+};
+
+template <class T> struct QdxObjectFactory {
+    static T* Make(QdxManager& manager, const char* name) { return new T(manager, name); }
+};
+
+} // namespace qdxsdk

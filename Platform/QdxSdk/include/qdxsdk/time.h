@@ -1,0 +1,133 @@
+// Time values: QdxTime (ticks), QdxTimeSpan and QdxDateTime.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "qdxsdk/types.h"
+
+namespace qdxsdk {
+
+// A point in time counted in ticks of 1/141,120,000 second. The tick rate is
+// a common multiple of every supported frame rate, so frames land on exact
+// ticks.
+class QdxTime {
+public:
+    static constexpr long long kTicksPerSecond = 141120000LL;
+    static constexpr long long kTicksPerMillisecond = 141120LL;
+    static constexpr long long kInfinite = 0x7fffffffffffffffLL;
+    static constexpr long long kMinusInfinite = -0x7fffffffffffffffLL;
+
+    // Frame rates. The numbers are part of the file formats; do not reorder.
+    enum EMode {
+        eDefaultMode = 0,
+        eFrames120 = 1,
+        eFrames100 = 2,
+        eFrames60 = 3,
+        eFrames50 = 4,
+        eFrames48 = 5,
+        eFrames30 = 6,
+        eFrames30Drop = 7,
+        eNTSCDropFrame = 8,
+        eNTSCFullFrame = 9,
+        ePAL = 10,
+        eFrames24 = 11,
+        eFrames1000 = 12,
+        eFilmFullFrame = 13,
+        eCustom = 14,
+        eFrames96 = 15,
+        eFrames72 = 16,
+        eFrames59dot94 = 17,
+        eFrames119dot88 = 18,
+        eModesCount = 19
+    };
+
+    QdxTime(long long ticks = 0) : mTicks(ticks) {}
+    long long Get() const { return mTicks; }
+    void Set(long long ticks) { mTicks = ticks; }
+    double GetSecondDouble() const { return static_cast<double>(mTicks) / kTicksPerSecond; }
+    void SetSecondDouble(double seconds);
+    long long GetMilliSeconds() const { return mTicks / kTicksPerMillisecond; }
+    void SetMilliSeconds(long long ms) { mTicks = ms * kTicksPerMillisecond; }
+    // Frame number in a mode (truncated towards zero) and the time of a frame.
+    long long GetFrameCount(EMode mode = eDefaultMode) const;
+    double GetFrameCountPrecise(EMode mode = eDefaultMode) const;
+    void SetFrame(long long frame, EMode mode = eDefaultMode);
+
+    // Frames per second of a mode (eDefaultMode and eCustom use the global
+    // default mode, 30 fps unless changed).
+    static double GetFrameRate(EMode mode);
+    // The mode whose frame rate is within precision of frameRate, else eCustom.
+    static EMode ConvertFrameRateToTimeMode(double frameRate, double precision = 1e-8);
+    static void SetGlobalTimeMode(EMode mode, double customFrameRate = 0.0);
+    static EMode GetGlobalTimeMode();
+
+    friend bool operator==(QdxTime a, QdxTime b) { return a.mTicks == b.mTicks; }
+    friend bool operator!=(QdxTime a, QdxTime b) { return a.mTicks != b.mTicks; }
+    friend bool operator<(QdxTime a, QdxTime b) { return a.mTicks < b.mTicks; }
+    friend bool operator<=(QdxTime a, QdxTime b) { return a.mTicks <= b.mTicks; }
+    friend bool operator>(QdxTime a, QdxTime b) { return a.mTicks > b.mTicks; }
+    friend bool operator>=(QdxTime a, QdxTime b) { return a.mTicks >= b.mTicks; }
+    QdxTime operator+(QdxTime o) const { return QdxTime(mTicks + o.mTicks); }
+    QdxTime operator-(QdxTime o) const { return QdxTime(mTicks - o.mTicks); }
+
+private:
+    long long mTicks;
+};
+
+extern const QdxTime QDX_TIME_INFINITE;
+extern const QdxTime QDX_TIME_MINUS_INFINITE;
+extern const QdxTime QDX_TIME_ZERO;
+
+class QdxTimeSpan {
+public:
+    QdxTimeSpan() = default;
+    QdxTimeSpan(QdxTime start, QdxTime stop) : mStart(start), mStop(stop) {}
+    void Set(QdxTime start, QdxTime stop) {
+        mStart = start;
+        mStop = stop;
+    }
+    void SetStart(QdxTime t) { mStart = t; }
+    void SetStop(QdxTime t) { mStop = t; }
+    QdxTime GetStart() const { return mStart; }
+    QdxTime GetStop() const { return mStop; }
+    QdxTime GetDuration() const { return mStop - mStart; }
+    bool IsInside(QdxTime t) const { return t >= mStart && t <= mStop; }
+    // Grows this span to cover other.
+    void UnionAssignment(const QdxTimeSpan& other);
+
+private:
+    QdxTime mStart, mStop;
+};
+
+// Calendar date and time of day. Invalid until a date has been set.
+class QdxDateTime {
+public:
+    QdxDateTime() = default;
+    QdxDateTime(int day, int month, int year, int hour, int minute, int second,
+                int millisecond = 0);
+    void setDate(int day, int month, int year);
+    void setTime(int hour, int minute, int second, int millisecond = 0);
+    void clear() { *this = QdxDateTime(); }
+    bool isValid() const;
+    int day() const { return mDay; }
+    int month() const { return mMonth; }
+    int year() const { return mYear; }
+    int hour() const { return mHour; }
+    int minute() const { return mMinute; }
+    int second() const { return mSecond; }
+    int millisecond() const { return mMillisecond; }
+    // "YYYY-MM-DD HH:MM:SS.mmm"; an invalid value gives "".
+    std::string toString() const;
+    // Accepts toString's form, "YYYY-MM-DDTHH:MM:SS" and "YYYY-MM-DD"; false
+    // (and unchanged) on anything else.
+    bool fromString(const char* text);
+    static QdxDateTime currentDateTimeGMT();
+    friend bool operator==(const QdxDateTime& a, const QdxDateTime& b);
+
+private:
+    int mDay = 0, mMonth = 0, mYear = 0;
+    int mHour = 0, mMinute = 0, mSecond = 0, mMillisecond = 0;
+};
+
+} // namespace qdxsdk

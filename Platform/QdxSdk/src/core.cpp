@@ -1,0 +1,630 @@
+// Class ids, data types, properties, objects and the manager.
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <set>
+#include <string>
+
+#include "qdxsdk/io.h"
+#include "qdxsdk/object.h"
+#include "qdxsdk/scene.h"
+
+namespace qdxsdk {
+
+// ---------------------------------------------------------------- class ids
+
+namespace {
+std::map<std::string, const QdxClassId*>& ClassRegistry() {
+    static std::map<std::string, const QdxClassId*> registry;
+    return registry;
+}
+} // namespace
+
+QdxClassId::QdxClassId(const char* name, const QdxClassId* parent, Factory factory)
+    : mName(name), mParent(parent), mFactory(factory) {
+    ClassRegistry()[name] = this;
+}
+
+bool QdxClassId::Is(const QdxClassId& other) const {
+    for (const QdxClassId* c = this; c; c = c->mParent)
+        if (c == &other) return true;
+    return false;
+}
+
+const QdxClassId* QdxClassId::Find(const char* name) {
+    auto it = ClassRegistry().find(name ? name : "");
+    return it == ClassRegistry().end() ? nullptr : it->second;
+}
+
+bool QdxCriteria::Matches(const QdxObject* object) const {
+    if (!object) return false;
+    if (!mClassId) return true;
+    return mStrict ? &object->GetClassId() == mClassId : object->GetClassId().Is(*mClassId);
+}
+
+// ---------------------------------------------------------------- data types
+
+const QdxDataType QdxUndefinedDT(eQdxUndefined, "");
+const QdxDataType QdxBoolDT(eQdxBool, "Bool");
+const QdxDataType QdxIntDT(eQdxInt, "Int");
+const QdxDataType QdxFloatDT(eQdxFloat, "Float");
+const QdxDataType QdxDoubleDT(eQdxDouble, "Double");
+const QdxDataType QdxDouble2DT(eQdxDouble2, "Double2");
+const QdxDataType QdxDouble3DT(eQdxDouble3, "Double3");
+const QdxDataType QdxDouble4DT(eQdxDouble4, "Double4");
+const QdxDataType QdxColor3DT(eQdxDouble3, "Color3");
+const QdxDataType QdxColor4DT(eQdxDouble4, "Color4");
+const QdxDataType QdxDouble4x4DT(eQdxDouble4x4, "Matrix");
+const QdxDataType QdxStringDT(eQdxString, "String");
+const QdxDataType QdxStringListDT(eQdxStringList, "StringList");
+const QdxDataType QdxDateTimeDT(eQdxDateTime, "DateTime");
+const QdxDataType QdxLongLongDT(eQdxLongLong, "LongLong");
+const QdxDataType QdxEnumDT(eQdxEnum, "Enum");
+const QdxDataType QdxTimeDT(eQdxTime, "Time");
+const QdxDataType QdxReferenceDT(eQdxReference, "Reference");
+
+bool QdxDataType::Is(const QdxDataType& other) const {
+    return mType == other.mType && std::strcmp(mName, other.mName) == 0;
+}
+
+QdxDataType QdxDataType::FromName(const char* name) {
+    static const QdxDataType* all[] = {
+        &QdxBoolDT,    &QdxIntDT,        &QdxFloatDT,    &QdxDoubleDT,   &QdxDouble2DT,
+        &QdxDouble3DT, &QdxDouble4DT,    &QdxColor3DT,   &QdxColor4DT,   &QdxDouble4x4DT,
+        &QdxStringDT,  &QdxStringListDT, &QdxDateTimeDT, &QdxLongLongDT, &QdxEnumDT,
+        &QdxTimeDT,    &QdxReferenceDT};
+    for (const QdxDataType* t : all)
+        if (name && std::strcmp(t->GetName(), name) == 0) return *t;
+    return QdxUndefinedDT;
+}
+
+namespace detail {
+size_t StorageIndex(EQdxType type) {
+    switch (type) {
+    case eQdxEnum:
+        return 2;
+    case eQdxTime:
+        return 12;
+    case eQdxReference:
+    case eQdxUndefined:
+        return 0;
+    default:
+        return static_cast<size_t>(type);
+    }
+}
+
+Value DefaultValue(EQdxType type) {
+    switch (StorageIndex(type)) {
+    case 1:
+        return false;
+    case 2:
+        return 0;
+    case 3:
+        return 0.0f;
+    case 4:
+        return 0.0;
+    case 5:
+        return QdxDouble2();
+    case 6:
+        return QdxDouble3();
+    case 7:
+        return QdxDouble4();
+    case 8:
+        return QdxAMatrix();
+    case 9:
+        return std::string();
+    case 10:
+        return std::vector<std::string>();
+    case 11:
+        return QdxDateTime();
+    case 12:
+        return 0LL;
+    default:
+        return std::monostate();
+    }
+}
+
+size_t ArrayElementSize(ArrayKind kind) {
+    switch (kind) {
+    case ArrayKind::Int32:
+        return 4;
+    case ArrayKind::Int64:
+        return 8;
+    case ArrayKind::Double:
+        return 8;
+    case ArrayKind::UInt8:
+        return 1;
+    }
+    return 0;
+}
+
+size_t ArrayRec::Count() const {
+    switch (kind) {
+    case ArrayKind::Int32:
+        return i32.size();
+    case ArrayKind::Int64:
+        return i64.size();
+    case ArrayKind::Double:
+        return f64.size();
+    case ArrayKind::UInt8:
+        return u8.size();
+    }
+    return 0;
+}
+
+const void* ArrayRec::Data() const {
+    switch (kind) {
+    case ArrayKind::Int32:
+        return i32.data();
+    case ArrayKind::Int64:
+        return i64.data();
+    case ArrayKind::Double:
+        return f64.data();
+    case ArrayKind::UInt8:
+        return u8.data();
+    }
+    return nullptr;
+}
+
+void* ArrayRec::Resize(size_t count) {
+    switch (kind) {
+    case ArrayKind::Int32:
+        i32.resize(count);
+        return i32.data();
+    case ArrayKind::Int64:
+        i64.resize(count);
+        return i64.data();
+    case ArrayKind::Double:
+        f64.resize(count);
+        return f64.data();
+    case ArrayKind::UInt8:
+        u8.resize(count);
+        return u8.data();
+    }
+    return nullptr;
+}
+
+void ArrayRec::Clear() {
+    i32.clear();
+    i64.clear();
+    f64.clear();
+    u8.clear();
+}
+} // namespace detail
+
+// ---------------------------------------------------------------- properties
+
+QdxProperty QdxProperty::Create(QdxObject* object, const QdxDataType& type, const char* name,
+                                const char* label) {
+    if (!object || !name || !type.Valid()) return QdxProperty();
+    QdxProperty existing = object->FindProperty(name);
+    if (existing.IsValid()) return existing.Is(type) ? existing : QdxProperty();
+    detail::PropertyRec rec;
+    rec.name = name;
+    rec.label = label ? label : "";
+    rec.type = type;
+    rec.value = detail::DefaultValue(type.GetType());
+    rec.flags = QdxPropertyFlags::eAnimatable;
+    object->mProperties.push_back(std::move(rec));
+    return QdxProperty(object, static_cast<int>(object->mProperties.size()) - 1);
+}
+
+QdxProperty QdxProperty::Create(const QdxProperty& parent, const QdxDataType& type,
+                                const char* name, const char* label) {
+    return Create(parent.mObject, type, name, label);
+}
+
+bool QdxProperty::IsValid() const {
+    return mObject && mIndex >= 0 && mIndex < static_cast<int>(mObject->mProperties.size());
+}
+
+QdxString QdxProperty::GetName() const {
+    return IsValid() ? QdxString(mObject->mProperties[static_cast<size_t>(mIndex)].name)
+                     : QdxString();
+}
+
+QdxString QdxProperty::GetLabel(bool returnNameIfEmpty) const {
+    if (!IsValid()) return QdxString();
+    const auto& p = mObject->mProperties[static_cast<size_t>(mIndex)];
+    return QdxString(p.label.empty() && returnNameIfEmpty ? p.name : p.label);
+}
+
+void QdxProperty::SetLabel(const QdxString& label) {
+    if (IsValid()) mObject->mProperties[static_cast<size_t>(mIndex)].label = label.Str();
+}
+
+QdxDataType QdxProperty::GetPropertyDataType() const {
+    return IsValid() ? mObject->mProperties[static_cast<size_t>(mIndex)].type : QdxUndefinedDT;
+}
+
+bool QdxProperty::GetFlag(QdxPropertyFlags::EFlags flag) const {
+    return IsValid() && (mObject->mProperties[static_cast<size_t>(mIndex)].flags & flag) != 0;
+}
+
+bool QdxProperty::ModifyFlag(QdxPropertyFlags::EFlags flag, bool value) {
+    if (!IsValid()) return false;
+    unsigned int& f = mObject->mProperties[static_cast<size_t>(mIndex)].flags;
+    f = value ? (f | flag) : (f & ~static_cast<unsigned int>(flag));
+    return true;
+}
+
+unsigned int QdxProperty::GetFlags() const {
+    return IsValid() ? mObject->mProperties[static_cast<size_t>(mIndex)].flags : 0u;
+}
+
+void QdxProperty::SetFlags(unsigned int flags) {
+    if (IsValid()) mObject->mProperties[static_cast<size_t>(mIndex)].flags = flags;
+}
+
+const detail::Value* QdxProperty::RawValue() const {
+    return IsValid() ? &mObject->mProperties[static_cast<size_t>(mIndex)].value : nullptr;
+}
+
+detail::Value* QdxProperty::RawValue() {
+    return IsValid() ? &mObject->mProperties[static_cast<size_t>(mIndex)].value : nullptr;
+}
+
+int QdxProperty::GetEnumCount() const {
+    return IsValid() ? static_cast<int>(
+                           mObject->mProperties[static_cast<size_t>(mIndex)].enumItems.size())
+                     : 0;
+}
+
+int QdxProperty::AddEnumValue(const char* name) {
+    if (!IsValid() || !Is(QdxEnumDT)) return -1;
+    auto& items = mObject->mProperties[static_cast<size_t>(mIndex)].enumItems;
+    items.emplace_back(name ? name : "");
+    return static_cast<int>(items.size()) - 1;
+}
+
+const char* QdxProperty::GetEnumValue(int index) const {
+    if (!IsValid()) return nullptr;
+    const auto& items = mObject->mProperties[static_cast<size_t>(mIndex)].enumItems;
+    return index >= 0 && static_cast<size_t>(index) < items.size()
+               ? items[static_cast<size_t>(index)].c_str()
+               : nullptr;
+}
+
+int QdxProperty::GetStringListCount() const {
+    const detail::Value* v = RawValue();
+    return v && v->index() == 10 ? static_cast<int>(std::get<10>(*v).size()) : 0;
+}
+
+const char* QdxProperty::GetStringListItem(int index) const {
+    const detail::Value* v = RawValue();
+    if (!v || v->index() != 10) return nullptr;
+    const auto& l = std::get<10>(*v);
+    return index >= 0 && static_cast<size_t>(index) < l.size()
+               ? l[static_cast<size_t>(index)].c_str()
+               : nullptr;
+}
+
+bool QdxProperty::AddStringListItem(const char* item) {
+    detail::Value* v = RawValue();
+    if (!v || v->index() != 10) return false;
+    std::get<10>(*v).emplace_back(item ? item : "");
+    return true;
+}
+
+int QdxProperty::GetSrcObjectCount(const QdxCriteria& criteria) const {
+    if (!IsValid()) return 0;
+    int n = 0;
+    for (QdxObject* o : mObject->mProperties[static_cast<size_t>(mIndex)].srcObjects)
+        if (criteria.Matches(o)) ++n;
+    return n;
+}
+
+QdxObject* QdxProperty::GetSrcObject(const QdxCriteria& criteria, int index) const {
+    if (!IsValid() || index < 0) return nullptr;
+    for (QdxObject* o : mObject->mProperties[static_cast<size_t>(mIndex)].srcObjects)
+        if (criteria.Matches(o) && index-- == 0) return o;
+    return nullptr;
+}
+
+bool QdxProperty::ConnectSrcObject(QdxObject* object) {
+    if (!IsValid() || !object || IsConnectedSrcObject(object)) return false;
+    mObject->ConnectPropertySrc(object, mIndex);
+    return true;
+}
+
+bool QdxProperty::DisconnectSrcObject(QdxObject* object) {
+    return IsValid() && object && mObject->DisconnectPropertySrc(object, mIndex);
+}
+
+bool QdxProperty::DisconnectAllSrcObject() {
+    if (!IsValid()) return false;
+    auto srcs = mObject->mProperties[static_cast<size_t>(mIndex)].srcObjects;
+    for (QdxObject* o : srcs)
+        mObject->DisconnectPropertySrc(o, mIndex);
+    return true;
+}
+
+bool QdxProperty::IsConnectedSrcObject(const QdxObject* object) const {
+    if (!IsValid()) return false;
+    const auto& s = mObject->mProperties[static_cast<size_t>(mIndex)].srcObjects;
+    return std::find(s.begin(), s.end(), object) != s.end();
+}
+
+QdxProperty QdxProperty::GetFirstDescendent() const {
+    if (!mObject || mObject->mProperties.empty()) return QdxProperty();
+    if (mIndex >= 0) return QdxProperty(); // properties have no children
+    return QdxProperty(mObject, 0);
+}
+
+QdxProperty QdxProperty::GetNextDescendent(const QdxProperty& current) const {
+    if (!mObject || mIndex >= 0 || current.mObject != mObject) return QdxProperty();
+    int next = current.mIndex + 1;
+    return next < static_cast<int>(mObject->mProperties.size()) ? QdxProperty(mObject, next)
+                                                                : QdxProperty();
+}
+
+QdxProperty QdxProperty::Find(const char* name, bool caseSensitive) const {
+    return mObject ? mObject->FindProperty(name, caseSensitive) : QdxProperty();
+}
+
+// ---------------------------------------------------------------- objects
+
+const QdxClassId QdxObject::ClassId("QdxObject", nullptr, nullptr);
+
+QdxObject::QdxObject(QdxManager& manager, const char* name)
+    : RootProperty(this, -1), mManager(&manager), mName(name ? name : "") {}
+
+QdxObject::~QdxObject() = default;
+
+QdxScene* QdxObject::GetScene() const {
+    for (const auto& d : mDst)
+        if (d.property < 0 && d.object->Is<QdxScene>()) return static_cast<QdxScene*>(d.object);
+    return nullptr;
+}
+
+void QdxObject::Destroy(bool recursive) {
+    if (!recursive) {
+        mManager->Release(this);
+        return;
+    }
+    // Collect the source closure first; connections may form cycles.
+    std::vector<QdxObject*> order{this}, stack{this};
+    std::set<QdxObject*> seen{this};
+    while (!stack.empty()) {
+        QdxObject* o = stack.back();
+        stack.pop_back();
+        for (QdxObject* s : o->mSrc)
+            if (!s->Is<QdxScene>() && seen.insert(s).second) {
+                order.push_back(s);
+                stack.push_back(s);
+            }
+    }
+    for (QdxObject* o : order)
+        mManager->Release(o);
+}
+
+QdxProperty QdxObject::FindProperty(const char* name, bool caseSensitive) const {
+    if (!name) return QdxProperty();
+    auto* self = const_cast<QdxObject*>(this);
+    for (size_t i = 0; i < mProperties.size(); ++i) {
+        const std::string& n = mProperties[i].name;
+        bool eq = caseSensitive ? n == name : strcasecmp(n.c_str(), name) == 0;
+        if (eq) return QdxProperty(self, static_cast<int>(i));
+    }
+    return QdxProperty();
+}
+
+QdxProperty QdxObject::GetFirstProperty() const {
+    return RootProperty.GetFirstDescendent();
+}
+
+QdxProperty QdxObject::GetNextProperty(const QdxProperty& current) const {
+    return RootProperty.GetNextDescendent(current);
+}
+
+QdxProperty QdxObject::GetPropertyAt(int index) const {
+    if (index < 0 || index >= GetPropertyCount()) return QdxProperty();
+    return QdxProperty(const_cast<QdxObject*>(this), index);
+}
+
+QdxProperty QdxObject::AddProperty(const QdxDataType& type, const char* name, detail::Value value,
+                                   unsigned int flags) {
+    detail::PropertyRec rec;
+    rec.name = name;
+    rec.type = type;
+    rec.flags = flags;
+    rec.value = value.index() == detail::StorageIndex(type.GetType())
+                    ? std::move(value)
+                    : detail::DefaultValue(type.GetType());
+    mProperties.push_back(std::move(rec));
+    return QdxProperty(this, static_cast<int>(mProperties.size()) - 1);
+}
+
+int QdxObject::AddEnumProperty(const char* name, int value,
+                               std::initializer_list<const char*> items) {
+    QdxProperty p = AddProperty(QdxEnumDT, name, value);
+    for (const char* i : items)
+        p.AddEnumValue(i);
+    return p.GetIndex();
+}
+
+int QdxObject::GetSrcObjectCount(const QdxCriteria& criteria) const {
+    int n = 0;
+    for (QdxObject* o : mSrc)
+        if (criteria.Matches(o)) ++n;
+    return n;
+}
+
+QdxObject* QdxObject::GetSrcObject(const QdxCriteria& criteria, int index) const {
+    if (index < 0) return nullptr;
+    for (QdxObject* o : mSrc)
+        if (criteria.Matches(o) && index-- == 0) return o;
+    return nullptr;
+}
+
+int QdxObject::GetDstObjectCount(const QdxCriteria& criteria) const {
+    int n = 0;
+    for (const auto& d : mDst)
+        if (d.property < 0 && criteria.Matches(d.object)) ++n;
+    return n;
+}
+
+QdxObject* QdxObject::GetDstObject(const QdxCriteria& criteria, int index) const {
+    if (index < 0) return nullptr;
+    for (const auto& d : mDst)
+        if (d.property < 0 && criteria.Matches(d.object) && index-- == 0) return d.object;
+    return nullptr;
+}
+
+int QdxObject::GetDstPropertyCount() const {
+    int n = 0;
+    for (const auto& d : mDst)
+        if (d.property >= 0) ++n;
+    return n;
+}
+
+QdxProperty QdxObject::GetDstProperty(int index) const {
+    if (index < 0) return QdxProperty();
+    for (const auto& d : mDst)
+        if (d.property >= 0 && index-- == 0) return QdxProperty(d.object, d.property);
+    return QdxProperty();
+}
+
+bool QdxObject::ConnectSrcObject(QdxObject* object) {
+    if (!object || object == this || IsConnectedSrcObject(object)) return false;
+    mSrc.push_back(object);
+    object->mDst.push_back({this, -1});
+    return true;
+}
+
+bool QdxObject::DisconnectSrcObject(QdxObject* object) {
+    auto it = std::find(mSrc.begin(), mSrc.end(), object);
+    if (it == mSrc.end()) return false;
+    mSrc.erase(it);
+    object->RemoveDstLink(this, -1);
+    return true;
+}
+
+bool QdxObject::IsConnectedSrcObject(const QdxObject* object) const {
+    return std::find(mSrc.begin(), mSrc.end(), object) != mSrc.end();
+}
+
+bool QdxObject::DisconnectAllSrcObject() {
+    auto srcs = mSrc;
+    for (QdxObject* s : srcs)
+        DisconnectSrcObject(s);
+    return true;
+}
+
+bool QdxObject::DisconnectAllDstObject() {
+    auto dsts = mDst;
+    for (const auto& d : dsts) {
+        if (d.property < 0)
+            d.object->DisconnectSrcObject(this);
+        else
+            d.object->DisconnectPropertySrc(this, d.property);
+    }
+    return true;
+}
+
+void QdxObject::ConnectPropertySrc(QdxObject* src, int property) {
+    mProperties[static_cast<size_t>(property)].srcObjects.push_back(src);
+    src->mDst.push_back({this, property});
+}
+
+bool QdxObject::DisconnectPropertySrc(QdxObject* src, int property) {
+    auto& s = mProperties[static_cast<size_t>(property)].srcObjects;
+    auto it = std::find(s.begin(), s.end(), src);
+    if (it == s.end()) return false;
+    s.erase(it);
+    src->RemoveDstLink(this, property);
+    return true;
+}
+
+void QdxObject::RemoveDstLink(QdxObject* dst, int property) {
+    for (auto it = mDst.begin(); it != mDst.end(); ++it)
+        if (it->object == dst && it->property == property) {
+            mDst.erase(it);
+            return;
+        }
+}
+
+detail::ArrayRec* QdxObject::FindArray(const char* name) {
+    for (auto& a : mArrays)
+        if (a.name == name) return &a;
+    return nullptr;
+}
+
+const detail::ArrayRec* QdxObject::FindArray(const char* name) const {
+    for (const auto& a : mArrays)
+        if (a.name == name) return &a;
+    return nullptr;
+}
+
+detail::ArrayRec& QdxObject::AddArray(const char* name, detail::ArrayKind kind) {
+    mArrays.emplace_back();
+    mArrays.back().name = name;
+    mArrays.back().kind = kind;
+    return mArrays.back();
+}
+
+// ---------------------------------------------------------------- manager
+
+QdxManager::QdxManager() : mRegistry(std::make_unique<QdxIOPluginRegistry>()) {}
+
+QdxManager::~QdxManager() {
+    mDestroying = true;
+    // Objects are freed without unlinking: every link points inside this set.
+    mObjects.clear();
+}
+
+QdxManager* QdxManager::Create() {
+    return new QdxManager();
+}
+
+void QdxManager::Destroy() {
+    delete this;
+}
+
+void QdxManager::GetFileFormatVersion(int& major, int& minor, int& revision) {
+    major = 3;
+    minor = 0;
+    revision = 0;
+}
+
+const char* QdxManager::GetVersion() {
+    return "Qdx SDK 1.0.0";
+}
+
+QdxIOPluginRegistry* QdxManager::GetIOPluginRegistry() const {
+    return mRegistry.get();
+}
+
+QdxObject* QdxManager::CreateObject(const char* className, const char* name) {
+    const QdxClassId* id = QdxClassId::Find(className);
+    if (!id || id->IsAbstract()) return nullptr;
+    QdxObject* o = id->GetFactory()(*this, name);
+    AdoptObject(o);
+    return o;
+}
+
+void QdxManager::AdoptObject(QdxObject* object) {
+    object->mManagerIndex = mObjects.size();
+    mObjects.emplace_back(object);
+}
+
+void QdxManager::Release(QdxObject* object) {
+    if (mDestroying || !object) return;
+    if (object == mIOSettings) mIOSettings = nullptr;
+    object->DisconnectAllSrcObject();
+    object->DisconnectAllDstObject();
+    for (size_t p = 0; p < object->mProperties.size(); ++p) {
+        auto srcs = object->mProperties[p].srcObjects;
+        for (QdxObject* s : srcs)
+            object->DisconnectPropertySrc(s, static_cast<int>(p));
+    }
+    size_t at = object->mManagerIndex;
+    std::unique_ptr<QdxObject> doomed = std::move(mObjects[at]);
+    if (at + 1 != mObjects.size()) {
+        mObjects[at] = std::move(mObjects.back());
+        mObjects[at]->mManagerIndex = at;
+    }
+    mObjects.pop_back();
+}
+
+} // namespace qdxsdk

@@ -1,0 +1,564 @@
+// The binary flavour: a chunked container.
+//
+// header  "\x89QDX\r\n\x1a\n", u32 version, u32 flags (0)
+// chunk   4-byte tag, u64 payload length, payload, u32 CRC-32 of the payload
+// chunks  "STRS" (string table), "OBJS" (objects), "CONS" (connections),
+//         "END " (empty), in this order; other tags are skipped.
+// All numbers little-endian. docs/qdx-format.md is the full description.
+#include <libdeflate.h>
+#include <zstd.h>
+
+#include <bit>
+#include <cstring>
+#include <unordered_map>
+
+#include "format.h"
+
+namespace qdxsdk::format {
+
+static_assert(std::endian::native == std::endian::little, "the binary flavour is little-endian");
+
+namespace {
+constexpr uint8_t kMagic[8] = {0x89, 'Q', 'D', 'X', '\r', '\n', 0x1a, '\n'};
+constexpr size_t kCompressMin = 4096;
+constexpr uint64_t kMaxRatio = 1000;
+enum Codec : uint8_t { kRaw = 0, kDeflate = 1, kZstd = 2 };
+
+bool Fail(QdxStatus& status, const std::string& text) {
+    status.SetCode(QdxStatus::eInvalidFile, text);
+    return false;
+}
+
+// ---------------------------------------------------------------- writing
+
+class Buffer {
+public:
+    void U8(uint8_t v) { Raw(&v, 1); }
+    void U16(uint16_t v) { Raw(&v, 2); }
+    void U32(uint32_t v) { Raw(&v, 4); }
+    void I32(int32_t v) { Raw(&v, 4); }
+    void U64(uint64_t v) { Raw(&v, 8); }
+    void I64(int64_t v) { Raw(&v, 8); }
+    void F32(float v) { Raw(&v, 4); }
+    void F64(double v) { Raw(&v, 8); }
+    [[gnu::noinline]] void Raw(const void* p, size_t n) {
+        if (n == 0) return;
+        size_t at = b.size();
+        b.resize(at + n);
+        std::memcpy(b.data() + at, p, n);
+    }
+    std::vector<uint8_t> b;
+};
+
+class Strings {
+public:
+    uint32_t Id(const std::string& s) {
+        auto it = ids.find(s);
+        if (it != ids.end()) return it->second;
+        uint32_t id = static_cast<uint32_t>(list.size());
+        ids.emplace(s, id);
+        list.push_back(s);
+        return id;
+    }
+    std::unordered_map<std::string, uint32_t> ids;
+    std::vector<std::string> list;
+};
+
+void EncodeValue(Buffer& out, Strings& strings, const detail::Value& v) {
+    switch (v.index()) {
+    case 1:
+        out.U8(std::get<bool>(v) ? 1 : 0);
+        break;
+    case 2:
+        out.I32(std::get<int>(v));
+        break;
+    case 3:
+        out.F32(std::get<float>(v));
+        break;
+    case 4:
+        out.F64(std::get<double>(v));
+        break;
+    case 5:
+        out.Raw(std::get<QdxDouble2>(v).Buffer(), 16);
+        break;
+    case 6:
+        out.Raw(std::get<QdxDouble3>(v).Buffer(), 24);
+        break;
+    case 7:
+        out.Raw(std::get<QdxDouble4>(v).Buffer(), 32);
+        break;
+    case 8:
+        out.Raw(std::get<QdxAMatrix>(v).m, 128);
+        break;
+    case 9:
+        out.U32(strings.Id(std::get<std::string>(v)));
+        break;
+    case 10: {
+        const auto& l = std::get<std::vector<std::string>>(v);
+        out.U32(static_cast<uint32_t>(l.size()));
+        for (const auto& s : l)
+            out.U32(strings.Id(s));
+        break;
+    }
+    case 11: {
+        const QdxDateTime& d = std::get<QdxDateTime>(v);
+        for (int x :
+             {d.year(), d.month(), d.day(), d.hour(), d.minute(), d.second(), d.millisecond()})
+            out.I32(x);
+        break;
+    }
+    case 12:
+        out.I64(std::get<long long>(v));
+        break;
+    default:
+        break;
+    }
+}
+
+struct PreparedArray {
+    uint8_t codec = kRaw;
+    std::vector<uint8_t> packed; // compressed bytes when codec != kRaw
+};
+
+PreparedArray Prepare(const detail::ArrayRec& a, int version) {
+    PreparedArray p;
+    size_t raw = a.Count() * detail::ArrayElementSize(a.kind);
+    if (version < 2 || raw < kCompressMin) return p;
+    const void* src = a.Data();
+    if (version == 2) {
+        libdeflate_compressor* c = libdeflate_alloc_compressor(4);
+        if (!c) return p;
+        p.packed.resize(libdeflate_deflate_compress_bound(c, raw));
+        size_t n = libdeflate_deflate_compress(c, src, raw, p.packed.data(), p.packed.size());
+        libdeflate_free_compressor(c);
+        p.packed.resize(n);
+        p.codec = n ? kDeflate : kRaw;
+    } else {
+        p.packed.resize(ZSTD_compressBound(raw));
+        size_t n = ZSTD_compress(p.packed.data(), p.packed.size(), src, raw, 3);
+        bool good = !ZSTD_isError(n);
+        p.packed.resize(good ? n : 0);
+        p.codec = good ? kZstd : kRaw;
+    }
+    // Keep compression only when it pays and stays within the readers' ratio limit.
+    if (p.codec != kRaw && (p.packed.size() > raw - raw / 8 || raw > p.packed.size() * kMaxRatio)) {
+        p.codec = kRaw;
+        p.packed.clear();
+    }
+    return p;
+}
+
+class ChunkWriter {
+public:
+    ChunkWriter(const Sink& sink) : mSink(sink) {}
+    bool Begin(const char tag[4], uint64_t length) {
+        mCrc = 0;
+        return mSink(tag, 4) && mSink(&length, 8);
+    }
+    bool Write(const void* p, size_t n) {
+        mCrc = Crc32(p, n, mCrc);
+        return mSink(p, n);
+    }
+    bool End() { return mSink(&mCrc, 4); }
+
+private:
+    const Sink& mSink;
+    uint32_t mCrc = 0;
+};
+} // namespace
+
+bool WriteBinary(const FlatDocument& doc, const Sink& sink, QdxStatus& status,
+                 const Progress& progress) {
+    int version = doc.version;
+    if (version < kOldestVersion || version > kNewestVersion) {
+        status.SetCode(QdxStatus::eInvalidFileVersion, "Unsupported file version");
+        return false;
+    }
+    Strings strings;
+    // Object records without array data; arrays follow each object's record.
+    std::vector<Buffer> heads(doc.objects.size());
+    std::vector<std::vector<Buffer>> arrayHeads(doc.objects.size());
+    std::vector<std::vector<PreparedArray>> prepared(doc.objects.size());
+    uint64_t objsLength = 4, totalArrayBytes = 0;
+    for (size_t i = 0; i < doc.objects.size(); ++i) {
+        const FlatObject& o = doc.objects[i];
+        Buffer& h = heads[i];
+        h.U32(strings.Id(o.className));
+        h.U32(strings.Id(o.name));
+        h.U32(static_cast<uint32_t>(o.properties.size()));
+        for (const FlatProperty& p : o.properties) {
+            h.U32(strings.Id(p.name));
+            h.U32(strings.Id(p.label));
+            h.U32(strings.Id(p.type));
+            h.U32(p.flags);
+            h.U32(static_cast<uint32_t>(p.enumItems.size()));
+            for (const auto& e : p.enumItems)
+                h.U32(strings.Id(e));
+            EncodeValue(h, strings, p.value);
+        }
+        h.U32(static_cast<uint32_t>(o.arrays.size()));
+        objsLength += h.b.size();
+        for (const FlatArray& a : o.arrays) {
+            const detail::ArrayRec& rec = a.Get();
+            PreparedArray pa = Prepare(rec, version);
+            uint64_t raw = rec.Count() * detail::ArrayElementSize(rec.kind);
+            uint64_t stored = pa.codec == kRaw ? raw : pa.packed.size();
+            Buffer ah;
+            ah.U32(strings.Id(a.name));
+            ah.U8(static_cast<uint8_t>(rec.kind));
+            ah.U8(pa.codec);
+            ah.U16(0);
+            ah.U64(rec.Count());
+            ah.U64(stored);
+            objsLength += ah.b.size() + stored;
+            totalArrayBytes += stored;
+            arrayHeads[i].push_back(std::move(ah));
+            prepared[i].push_back(std::move(pa));
+        }
+    }
+    Buffer cons;
+    cons.U32(static_cast<uint32_t>(doc.connections.size()));
+    for (const FlatConnection& c : doc.connections) {
+        cons.U32(c.src);
+        cons.U32(c.dst);
+        cons.U32(c.property.empty() ? 0u : strings.Id(c.property) + 1);
+    }
+    Buffer strs;
+    strs.U32(static_cast<uint32_t>(strings.list.size()));
+    for (const auto& s : strings.list) {
+        strs.U32(static_cast<uint32_t>(s.size()));
+        strs.Raw(s.data(), s.size());
+    }
+
+    Buffer header;
+    header.Raw(kMagic, 8);
+    header.U32(static_cast<uint32_t>(version));
+    header.U32(0);
+    ChunkWriter w(sink);
+    bool ok = sink(header.b.data(), header.b.size());
+    ok = ok && w.Begin("STRS", strs.b.size()) && w.Write(strs.b.data(), strs.b.size()) && w.End();
+    ok = ok && w.Begin("OBJS", objsLength);
+    uint32_t count = static_cast<uint32_t>(doc.objects.size());
+    ok = ok && w.Write(&count, 4);
+    uint64_t written = 0;
+    for (size_t i = 0; ok && i < doc.objects.size(); ++i) {
+        ok = w.Write(heads[i].b.data(), heads[i].b.size());
+        for (size_t k = 0; ok && k < arrayHeads[i].size(); ++k) {
+            ok = w.Write(arrayHeads[i][k].b.data(), arrayHeads[i][k].b.size());
+            const detail::ArrayRec& rec = doc.objects[i].arrays[k].Get();
+            const PreparedArray& pa = prepared[i][k];
+            size_t n = pa.codec == kRaw ? rec.Count() * detail::ArrayElementSize(rec.kind)
+                                        : pa.packed.size();
+            ok = ok && w.Write(pa.codec == kRaw ? rec.Data() : pa.packed.data(), n);
+            written += n;
+            if (progress && totalArrayBytes)
+                progress(static_cast<double>(written) / totalArrayBytes);
+        }
+    }
+    ok = ok && w.End();
+    ok = ok && w.Begin("CONS", cons.b.size()) && w.Write(cons.b.data(), cons.b.size()) && w.End();
+    ok = ok && w.Begin("END ", 0) && w.End();
+    if (!ok) status.SetCode(QdxStatus::eFailure, "Cannot write the file");
+    return ok;
+}
+
+// ---------------------------------------------------------------- reading
+
+namespace {
+class Cursor {
+public:
+    Cursor(const uint8_t* p, size_t n) : mP(p), mEnd(p + n) {}
+    size_t Left() const { return static_cast<size_t>(mEnd - mP); }
+    bool Ok() const { return mOk; }
+    bool Take(void* out, size_t n) {
+        if (!mOk || Left() < n) return mOk = false;
+        std::memcpy(out, mP, n);
+        mP += n;
+        return true;
+    }
+    const uint8_t* Skip(size_t n) {
+        if (!mOk || Left() < n) {
+            mOk = false;
+            return nullptr;
+        }
+        const uint8_t* at = mP;
+        mP += n;
+        return at;
+    }
+    template <class T> T Get() {
+        T v{};
+        Take(&v, sizeof v);
+        return v;
+    }
+    const uint8_t* Pos() const { return mP; }
+
+private:
+    const uint8_t* mP;
+    const uint8_t* mEnd;
+    bool mOk = true;
+};
+
+struct Reader {
+    std::vector<std::string> strings;
+    int version = 0;
+    QdxStatus* status = nullptr;
+    std::string error;
+
+    bool Str(Cursor& c, std::string& out) {
+        uint32_t id = c.Get<uint32_t>();
+        if (!c.Ok() || id >= strings.size()) return Bad("a string index is out of range");
+        out = strings[id];
+        return true;
+    }
+    bool Bad(const std::string& why) {
+        if (error.empty()) error = why;
+        return false;
+    }
+
+    bool Value(Cursor& c, size_t storage, detail::Value& v) {
+        switch (storage) {
+        case 0:
+            v = std::monostate();
+            return true;
+        case 1: {
+            uint8_t b = c.Get<uint8_t>();
+            if (b > 1) return Bad("a boolean is neither 0 nor 1");
+            v = b == 1;
+            return c.Ok();
+        }
+        case 2:
+            v = c.Get<int32_t>();
+            return c.Ok();
+        case 3:
+            v = c.Get<float>();
+            return c.Ok();
+        case 4:
+            v = c.Get<double>();
+            return c.Ok();
+        case 5: {
+            QdxDouble2 d;
+            c.Take(d.Buffer(), 16);
+            v = d;
+            return c.Ok();
+        }
+        case 6: {
+            QdxDouble3 d;
+            c.Take(d.Buffer(), 24);
+            v = d;
+            return c.Ok();
+        }
+        case 7: {
+            QdxDouble4 d;
+            c.Take(d.Buffer(), 32);
+            v = d;
+            return c.Ok();
+        }
+        case 8: {
+            QdxAMatrix m;
+            c.Take(m.m, 128);
+            v = m;
+            return c.Ok();
+        }
+        case 9: {
+            std::string s;
+            if (!Str(c, s)) return false;
+            v = std::move(s);
+            return true;
+        }
+        case 10: {
+            uint32_t n = c.Get<uint32_t>();
+            if (!c.Ok() || n > c.Left() / 4) return Bad("a string list is longer than the file");
+            std::vector<std::string> l(n);
+            for (auto& s : l)
+                if (!Str(c, s)) return false;
+            v = std::move(l);
+            return true;
+        }
+        case 11: {
+            int32_t f[7];
+            c.Take(f, sizeof f);
+            v = QdxDateTime(f[2], f[1], f[0], f[3], f[4], f[5], f[6]);
+            return c.Ok();
+        }
+        case 12:
+            v = static_cast<long long>(c.Get<int64_t>());
+            return c.Ok();
+        default:
+            return Bad("unknown value storage");
+        }
+    }
+
+    bool Array(Cursor& c, FlatArray& a) {
+        if (!Str(c, a.name)) return false;
+        uint8_t kind = c.Get<uint8_t>(), codec = c.Get<uint8_t>();
+        c.Get<uint16_t>();
+        uint64_t count = c.Get<uint64_t>(), stored = c.Get<uint64_t>();
+        if (!c.Ok()) return Bad("an array header is cut short");
+        if (kind < 1 || kind > 4) return Bad("an array has an unknown element kind");
+        a.kind = static_cast<detail::ArrayKind>(kind);
+        a.owned.kind = a.kind;
+        uint64_t elem = detail::ArrayElementSize(a.kind);
+        if (count > (uint64_t(1) << 56) / elem) return Bad("an array is impossibly long");
+        uint64_t raw = count * elem;
+        if (stored > c.Left()) return Bad("array '" + a.name + "' is longer than the file");
+        bool allowed = codec == kRaw || (codec == kDeflate && version == 2) ||
+                       (codec == kZstd && version == 3);
+        if (!allowed) return Bad("array '" + a.name + "' uses a compression its version lacks");
+        if (codec == kRaw && stored != raw) return Bad("array '" + a.name + "' has a bad length");
+        if (codec != kRaw && raw > stored * kMaxRatio + 1024)
+            return Bad("array '" + a.name + "' claims more data than it can hold");
+        const uint8_t* src = c.Skip(static_cast<size_t>(stored));
+        if (!src) return Bad("array data is cut short");
+        void* dst = a.owned.Resize(static_cast<size_t>(count));
+        if (codec == kRaw) {
+            if (raw) std::memcpy(dst, src, static_cast<size_t>(raw));
+            return true;
+        }
+        if (codec == kDeflate) {
+            libdeflate_decompressor* d = libdeflate_alloc_decompressor();
+            if (!d) return Bad("out of memory");
+            size_t actual = 0;
+            libdeflate_result r = libdeflate_deflate_decompress(
+                d, src, static_cast<size_t>(stored), dst, static_cast<size_t>(raw), &actual);
+            libdeflate_free_decompressor(d);
+            if (r != LIBDEFLATE_SUCCESS || actual != raw)
+                return Bad("array '" + a.name + "' does not decompress");
+            return true;
+        }
+        size_t n = ZSTD_decompress(dst, static_cast<size_t>(raw), src, static_cast<size_t>(stored));
+        if (ZSTD_isError(n) || n != raw) return Bad("array '" + a.name + "' does not decompress");
+        return true;
+    }
+
+    bool Objects(Cursor& c, FlatDocument& doc, const Progress& progress, const uint8_t* base,
+                 size_t total) {
+        uint32_t n = c.Get<uint32_t>();
+        if (!c.Ok() || n > c.Left() / 16) return Bad("the object count is larger than the file");
+        doc.objects.resize(n);
+        for (FlatObject& o : doc.objects) {
+            if (!Str(c, o.className) || !Str(c, o.name)) return false;
+            uint32_t np = c.Get<uint32_t>();
+            if (!c.Ok() || np > c.Left() / 20)
+                return Bad("a property count is larger than the file");
+            o.properties.resize(np);
+            for (FlatProperty& p : o.properties) {
+                if (!Str(c, p.name) || !Str(c, p.label) || !Str(c, p.type)) return false;
+                p.flags = c.Get<uint32_t>();
+                uint32_t ne = c.Get<uint32_t>();
+                if (!c.Ok() || ne > c.Left() / 4)
+                    return Bad("an enumeration is longer than the file");
+                p.enumItems.resize(ne);
+                for (auto& e : p.enumItems)
+                    if (!Str(c, e)) return false;
+                QdxDataType t = QdxDataType::FromName(p.type.c_str());
+                if (!t.Valid()) return Bad("property '" + p.name + "' has an unknown type");
+                if (!Value(c, detail::StorageIndex(t.GetType()), p.value)) return false;
+            }
+            uint32_t na = c.Get<uint32_t>();
+            if (!c.Ok() || na > c.Left() / 24) return Bad("an array count is larger than the file");
+            o.arrays.resize(na);
+            for (FlatArray& a : o.arrays) {
+                if (!Array(c, a)) return false;
+                if (progress)
+                    progress(static_cast<double>(c.Pos() - base) / static_cast<double>(total));
+            }
+        }
+        return c.Ok() || Bad("the object table is cut short");
+    }
+};
+} // namespace
+
+bool IsBinary(const uint8_t* data, size_t size) {
+    return size >= 8 && std::memcmp(data, kMagic, 8) == 0;
+}
+
+bool ReadBinaryVersion(const uint8_t* data, size_t size, int& version, QdxStatus& status) {
+    if (!IsBinary(data, size) || size < 16) return Fail(status, "Not a binary Qdx file");
+    uint32_t v;
+    std::memcpy(&v, data + 8, 4);
+    if (v < kOldestVersion || v > kNewestVersion) {
+        status.SetCode(QdxStatus::eInvalidFileVersion,
+                       "Unsupported binary file version " + std::to_string(v));
+        return false;
+    }
+    version = static_cast<int>(v);
+    return true;
+}
+
+bool ReadBinary(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& status,
+                const Progress& progress) {
+    doc = FlatDocument();
+    Reader r;
+    if (!ReadBinaryVersion(data, size, r.version, status)) return false;
+    doc.version = r.version;
+    Cursor file(data + 16, size - 16);
+    const char* expected[] = {"STRS", "OBJS", "CONS", "END "};
+    int next = 0;
+    while (next < 4) {
+        char tag[4];
+        file.Take(tag, 4);
+        uint64_t length = file.Get<uint64_t>();
+        if (!file.Ok()) return Fail(status, "The file is cut short");
+        if (length > file.Left() || file.Left() - length < 4)
+            return Fail(status, "A chunk is longer than the file");
+        const uint8_t* payload = file.Skip(static_cast<size_t>(length));
+        uint32_t crc = file.Get<uint32_t>();
+        if (Crc32(payload, static_cast<size_t>(length)) != crc)
+            return Fail(status,
+                        std::string("Chunk '") + std::string(tag, 4) + "' fails its checksum");
+        if (std::memcmp(tag, expected[next], 4) != 0) {
+            for (int k = next + 1; k < 4; ++k)
+                if (std::memcmp(tag, expected[k], 4) == 0)
+                    return Fail(status, std::string("Chunk '") + expected[next] + "' is missing");
+            continue; // unknown chunk: skipped
+        }
+        Cursor c(payload, static_cast<size_t>(length));
+        bool ok = true;
+        switch (next) {
+        case 0: {
+            uint32_t n = c.Get<uint32_t>();
+            if (!c.Ok() || n > c.Left() / 4) return Fail(status, "The string table is cut short");
+            r.strings.resize(n);
+            for (auto& s : r.strings) {
+                uint32_t len = c.Get<uint32_t>();
+                const uint8_t* p = c.Ok() ? c.Skip(len) : nullptr;
+                if (!p) return Fail(status, "The string table is cut short");
+                s.assign(reinterpret_cast<const char*>(p), len);
+            }
+            break;
+        }
+        case 1:
+            ok = r.Objects(c, doc, progress, data, size);
+            break;
+        case 2: {
+            uint32_t n = c.Get<uint32_t>();
+            if (!c.Ok() || n > c.Left() / 12)
+                return Fail(status, "The connection table is cut short");
+            doc.connections.resize(n);
+            for (FlatConnection& k : doc.connections) {
+                k.src = c.Get<uint32_t>();
+                k.dst = c.Get<uint32_t>();
+                uint32_t p = c.Get<uint32_t>();
+                if (!c.Ok()) return Fail(status, "The connection table is cut short");
+                if (p > 0) {
+                    if (p - 1 >= r.strings.size())
+                        return Fail(status, "A connection names a bad property");
+                    k.property = r.strings[p - 1];
+                }
+            }
+            break;
+        }
+        default:
+            break;
+        }
+        if (!ok) return Fail(status, "Bad file: " + r.error);
+        if (c.Left() != 0)
+            return Fail(status, std::string("Chunk '") + expected[next] + "' has extra bytes");
+        ++next;
+    }
+    if (file.Left() != 0) return Fail(status, "Data follows the end of the file");
+    status.Clear();
+    return true;
+}
+
+} // namespace qdxsdk::format
