@@ -281,6 +281,7 @@ double QdxAnimCurve::EvaluateInside(long long t, int* lastIndex) const {
     double wl = std::clamp(weight[2 * (k + 1)], 0.0, 1.0);
     double dr = deriv[2 * k + 1], dl = deriv[2 * (k + 1)];
     double y1 = v0 + dr * wr * dt, y2 = v1 - dl * wl * dt;
+    if (v0 == v1 && y1 == v0 && y2 == v1) return v0; // flat: exact, whatever the rounding
     double s = (wr == sDefaultWeight && wl == sDefaultWeight) ? u : SolveAbscissa(wr, 1 - wl, u);
     double r = 1 - s;
     return r * r * r * v0 + 3 * r * r * s * y1 + 3 * r * s * s * y2 + s * s * s * v1;

@@ -63,10 +63,14 @@ bool QdxAnimCurveFilterConstantKeyReducer::Apply(QdxAnimCurve& curve, QdxStatus*
             leftFlat = preConstant; // nothing kept before: extrapolation side
         else
             leftFlat = SegmentFlat(curve, prevKept, i, mTolerance);
-        if (i + 1 < n)
+        if (i + 1 < n) {
             rightFlat = SegmentFlat(curve, i, i + 1, mTolerance);
-        else
+            // The segment that replaces both must be flat as well.
+            if (prevKept >= 0)
+                rightFlat = rightFlat && SegmentFlat(curve, prevKept, i + 1, mTolerance);
+        } else {
             rightFlat = postConstant && prevKept >= 0;
+        }
         // The first key may go only when the next key carries the same value on.
         if (prevKept < 0 && i + 1 >= n) rightFlat = false;
         if (!pinned && leftFlat && rightFlat) {

@@ -13,7 +13,8 @@
 namespace qdxsdk::format {
 
 uint32_t Crc32(const void* data, size_t size, uint32_t crc) {
-    return libdeflate_crc32(crc, data, size);
+    // libdeflate treats a null buffer as "start again"; empty arrays have one.
+    return size == 0 ? crc : libdeflate_crc32(crc, data, size);
 }
 
 void Capture(QdxScene* scene, FlatDocument& doc) {

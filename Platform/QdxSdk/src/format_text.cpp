@@ -110,6 +110,10 @@ public:
             Raw(b);
             return;
         }
+        if (v == 0.0 && std::signbit(v)) {
+            Raw("-0.0"); // "-0" would read back as the integer 0
+            return;
+        }
         char b[64];
         auto r = std::to_chars(b, b + sizeof b, v);
         Raw(b, static_cast<size_t>(r.ptr - b));

@@ -279,6 +279,7 @@ void QdxScene::TakeContentOf(QdxScene* other) {
     std::vector<QdxObject*> mine = SrcObjects();
     for (QdxObject* o : mine)
         o->Destroy();
+    SetName(other->GetName());
     // Copy the scene object's own properties (values, flags) and references.
     for (int p = 0; p < other->GetPropertyCount(); ++p) {
         auto& src = other->Properties()[static_cast<size_t>(p)];

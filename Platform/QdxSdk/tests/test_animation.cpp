@@ -1,0 +1,243 @@
+// Curve evaluation, layer blending, curve filters and time.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "qdxsdk/qdxsdk.h"
+
+using namespace qdxsdk;
+
+namespace {
+class Animation : public ::testing::Test {
+protected:
+    void SetUp() override {
+        manager = QdxManager::Create();
+        scene = QdxScene::Create(manager, "");
+        stack = QdxAnimStack::Create(scene, "stack");
+        base = QdxAnimLayer::Create(scene, "base");
+        stack->AddMember(base);
+        node = QdxNode::Create(scene, "node");
+        scene->GetRootNode()->AddChild(node);
+    }
+    void TearDown() override { manager->Destroy(); }
+    QdxTime Sec(double s) {
+        QdxTime t;
+        t.SetSecondDouble(s);
+        return t;
+    }
+    QdxManager* manager = nullptr;
+    QdxScene* scene = nullptr;
+    QdxAnimStack* stack = nullptr;
+    QdxAnimLayer* base = nullptr;
+    QdxNode* node = nullptr;
+};
+
+struct P2 {
+    double x, y;
+};
+P2 Lerp(P2 a, P2 b, double s) {
+    return {a.x + (b.x - a.x) * s, a.y + (b.y - a.y) * s};
+}
+P2 DeCasteljau(const P2 p[4], double s) {
+    P2 a = Lerp(p[0], p[1], s), b = Lerp(p[1], p[2], s), c = Lerp(p[2], p[3], s);
+    P2 d = Lerp(a, b, s), e = Lerp(b, c, s);
+    return Lerp(d, e, s);
+}
+} // namespace
+
+TEST_F(Animation, WeightedCubicMatchesAnIndependentBezier) {
+    std::mt19937 rng(7);
+    auto u = [&](double lo, double hi) {
+        return std::uniform_real_distribution<double>(lo, hi)(rng);
+    };
+    QdxAnimCurve* c = QdxAnimCurve::Create(scene, "c");
+    for (int trial = 0; trial < 50; ++trial) {
+        c->KeyClear();
+        double t0 = u(-1, 1), t1 = t0 + u(0.1, 3);
+        double v0 = u(-5, 5), v1 = u(-5, 5), dr = u(-10, 10), dl = u(-10, 10);
+        double wr = u(0.01, 0.99), wl = u(0.01, 0.99);
+        int k0 = c->KeyAdd(Sec(t0)), k1 = c->KeyAdd(Sec(t1));
+        c->KeySet(k0, Sec(t0), v0, QdxAnimCurveDef::eInterpolationCubic,
+                  QdxAnimCurveDef::eTangentUser, dr, 0, wr, 1.0 / 3);
+        c->KeySet(k1, Sec(t1), v1, QdxAnimCurveDef::eInterpolationCubic,
+                  QdxAnimCurveDef::eTangentUser, 0, dl, 1.0 / 3, wl);
+        // Key times are ticks: use the stored ones for the reference curve.
+        double a = c->KeyGetTime(0).GetSecondDouble(), b = c->KeyGetTime(1).GetSecondDouble();
+        double dt = b - a;
+        P2 p[4] = {
+            {a, v0}, {a + wr * dt, v0 + dr * wr * dt}, {b - wl * dt, v1 - dl * wl * dt}, {b, v1}};
+        for (int i = 0; i <= 20; ++i) {
+            QdxTime t = Sec(a + dt * i / 20.0);
+            double x = t.GetSecondDouble(), lo = 0, hi = 1;
+            for (int it = 0; it < 200; ++it) {
+                double mid = 0.5 * (lo + hi);
+                (DeCasteljau(p, mid).x < x ? lo : hi) = mid;
+            }
+            double expected = DeCasteljau(p, 0.5 * (lo + hi)).y;
+            EXPECT_NEAR(c->Evaluate(t), expected, 1e-9 * std::max(1.0, std::fabs(expected)));
+        }
+    }
+}
+
+TEST_F(Animation, ConstantLinearAndExtrapolation) {
+    QdxAnimCurve* c = QdxAnimCurve::Create(scene, "c");
+    c->KeySet(c->KeyAdd(Sec(0)), Sec(0), 1.0, QdxAnimCurveDef::eInterpolationConstant);
+    c->KeySet(c->KeyAdd(Sec(1)), Sec(1), 3.0, QdxAnimCurveDef::eInterpolationLinear);
+    c->KeySet(c->KeyAdd(Sec(2)), Sec(2), 5.0, QdxAnimCurveDef::eInterpolationLinear);
+    EXPECT_EQ(c->Evaluate(Sec(0.5)), 1.0);
+    c->KeySetConstantMode(0, QdxAnimCurveDef::eConstantNext);
+    EXPECT_EQ(c->Evaluate(Sec(0.5)), 3.0);
+    EXPECT_DOUBLE_EQ(c->Evaluate(Sec(1.5)), 4.0);
+    EXPECT_EQ(c->Evaluate(Sec(-3)), 1.0);
+    EXPECT_EQ(c->Evaluate(Sec(9)), 5.0);
+    c->SetPostExtrapolation(QdxAnimCurveDef::eKeepSlope);
+    EXPECT_NEAR(c->Evaluate(Sec(3)), 7.0, 1e-9);
+    c->SetPostExtrapolation(QdxAnimCurveDef::eRepetition);
+    EXPECT_NEAR(c->Evaluate(Sec(3.5)), c->Evaluate(Sec(1.5)), 1e-9);
+    c->SetPreExtrapolation(QdxAnimCurveDef::eMirrorRepetition);
+    EXPECT_NEAR(c->Evaluate(Sec(-0.5)), c->Evaluate(Sec(0.5)), 1e-9);
+    EXPECT_EQ(QdxAnimCurve::Create(scene, "empty")->Evaluate(Sec(1)), 0.0);
+}
+
+TEST_F(Animation, LayersCombineByBlendMode) {
+    node->LclTranslation.Set(QdxDouble3(0, 0, 0));
+    node->LclTranslation.GetCurve(base, "X", true)->KeyAdd(Sec(0));
+    node->LclTranslation.GetCurve(base, "X", false)->KeySetValue(0, 10.0);
+    QdxAnimLayer* add = QdxAnimLayer::Create(scene, "add");
+    stack->AddMember(add);
+    add->Weight.Set(50.0);
+    QdxAnimCurve* c = node->LclTranslation.GetCurve(add, "X", true);
+    c->KeySetValue(c->KeyAdd(Sec(0)), 4.0);
+    EXPECT_DOUBLE_EQ(node->EvaluateLocalTranslation(Sec(0))[0], 12.0);
+    add->BlendMode.Set(QdxAnimLayer::eBlendOverride);
+    EXPECT_DOUBLE_EQ(node->EvaluateLocalTranslation(Sec(0))[0], 7.0);
+    add->Mute.Set(true);
+    EXPECT_DOUBLE_EQ(node->EvaluateLocalTranslation(Sec(0))[0], 10.0);
+    // Scaling layers multiply.
+    add->Mute.Set(false);
+    add->BlendMode.Set(QdxAnimLayer::eBlendAdditive);
+    add->Weight.Set(100.0);
+    node->LclScaling.GetCurve(base, "Y", true)
+        ->KeySetValue(node->LclScaling.GetCurve(base, "Y", false)->KeyAdd(Sec(0)), 2.0);
+    QdxAnimCurve* s = node->LclScaling.GetCurve(add, "Y", true);
+    s->KeySetValue(s->KeyAdd(Sec(0)), 3.0);
+    EXPECT_DOUBLE_EQ(node->EvaluateLocalScaling(Sec(0))[1], 6.0);
+}
+
+TEST_F(Animation, ReducerRemovesOnlyRedundantKeys) {
+    std::mt19937 rng(11);
+    for (int trial = 0; trial < 40; ++trial) {
+        QdxAnimCurve* c = QdxAnimCurve::Create(scene, "c");
+        double v = 0;
+        for (int f = 0; f < 40; ++f) {
+            QdxTime t;
+            t.SetFrame(f, QdxTime::eFrames24);
+            if (rng() % 3 == 0) v = static_cast<double>(rng() % 5);
+            auto interp = static_cast<QdxAnimCurveDef::EInterpolationType>(2 << (rng() % 3));
+            bool flat = rng() % 4 != 0;
+            c->KeySet(c->KeyAdd(t), t, v, interp,
+                      rng() % 5 == 0 ? QdxAnimCurveDef::eTangentUser
+                                     : QdxAnimCurveDef::eTangentAuto,
+                      flat ? 0.0 : 1.0, flat ? 0.0 : -1.0);
+        }
+        std::vector<double> before;
+        for (int i = -20; i <= 500; ++i)
+            before.push_back(c->Evaluate(QdxTime(i * 141120000LL / 240)));
+        int keys = c->KeyGetCount();
+        QdxAnimCurveFilterConstantKeyReducer r;
+        r.SetKeepOneKey(true);
+        r.SetKeepNotPureAutoKeys(trial % 2 == 0);
+        ASSERT_TRUE(r.Apply(*c));
+        EXPECT_LE(c->KeyGetCount(), keys);
+        EXPECT_GE(c->KeyGetCount(), 1);
+        for (int i = -20; i <= 500; ++i)
+            ASSERT_EQ(c->Evaluate(QdxTime(i * 141120000LL / 240)),
+                      before[static_cast<size_t>(i + 20)])
+                << "trial " << trial << " sample " << i;
+    }
+    // A flat run loses its inner keys; a peak stays.
+    QdxAnimCurve* c = QdxAnimCurve::Create(scene, "flat");
+    double vals[] = {1, 1, 1, 1, 2, 1};
+    for (int i = 0; i < 6; ++i)
+        c->KeySet(c->KeyAdd(Sec(i)), Sec(i), vals[i], QdxAnimCurveDef::eInterpolationLinear);
+    QdxAnimCurveFilterConstantKeyReducer r;
+    r.Apply(*c);
+    ASSERT_EQ(c->KeyGetCount(), 3);
+    EXPECT_EQ(c->KeyGetValue(1), 2.0);
+}
+
+TEST_F(Animation, ResamplerPutsKeysOnFramesMatchingTheCurve) {
+    QdxAnimCurve* c = QdxAnimCurve::Create(scene, "c");
+    double times[] = {0.013, 0.4, 1.27};
+    for (int i = 0; i < 3; ++i)
+        c->KeySet(c->KeyAdd(Sec(times[i])), Sec(times[i]), i * 3.0 - 1,
+                  QdxAnimCurveDef::eInterpolationCubic, QdxAnimCurveDef::eTangentUser, 2.0, -1.0,
+                  0.3, 0.2);
+    std::vector<std::pair<QdxTime, double>> reference;
+    for (int f = 1; f <= 30; ++f) {
+        QdxTime t;
+        t.SetFrame(f, QdxTime::eFrames24);
+        reference.push_back({t, c->Evaluate(t)});
+    }
+    QdxAnimCurveFilterResample r;
+    QdxTime period;
+    period.SetSecondDouble(1.0 / 24);
+    r.SetPeriodTime(period);
+    r.SetKeysOnFrame(true);
+    r.SetIntelligentMode(false);
+    ASSERT_TRUE(r.Apply(*c));
+    ASSERT_EQ(c->KeyGetCount(), 30);
+    for (int i = 0; i < c->KeyGetCount(); ++i) {
+        EXPECT_EQ(c->KeyGetTime(i).Get() % period.Get(), 0);
+        EXPECT_EQ(c->KeyGetInterpolation(i), QdxAnimCurveDef::eInterpolationCubic);
+    }
+    for (const auto& [t, v] : reference)
+        EXPECT_NEAR(c->Evaluate(t), v, 1e-12);
+}
+
+TEST_F(Animation, PivotConversionBakesAnimatedRotationAtEveryFrame) {
+    node->SetRotationActive(true);
+    node->SetPreRotation(QdxNode::eSourcePivot, QdxVector4(0, 0, 90));
+    QdxAnimCurve* c = node->LclRotation.GetCurve(base, "X", true);
+    c->KeySet(c->KeyAdd(Sec(0)), Sec(0), 0.0, QdxAnimCurveDef::eInterpolationLinear);
+    c->KeySet(c->KeyAdd(Sec(1)), Sec(1), 90.0, QdxAnimCurveDef::eInterpolationLinear);
+    node->ConvertPivotAnimationRecursive(stack, QdxNode::eDestinationPivot, 24.0, false);
+    QdxAnimCurve* x = node->LclRotation.GetCurve(base, "X", false);
+    ASSERT_NE(x, nullptr);
+    EXPECT_EQ(x->KeyGetCount(), 25);
+    QdxTime half;
+    half.SetFrame(12, QdxTime::eFrames24);
+    QdxAMatrix expected = QdxEulerToMatrix(QdxVector4(0, 0, 90), eEulerXYZ) *
+                          QdxEulerToMatrix(QdxVector4(45, 0, 0), eEulerXYZ);
+    QdxAMatrix actual = node->EvaluateLocalTransform(half, QdxNode::eDestinationPivot);
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            EXPECT_NEAR(actual.m[i][j], expected.m[i][j], 1e-12);
+}
+
+TEST(Time, TicksFramesAndModes) {
+    EXPECT_EQ(QdxTime::kTicksPerSecond, 141120000LL);
+    EXPECT_EQ(QdxTime::GetFrameRate(QdxTime::eFrames24), 24.0);
+    EXPECT_EQ(QdxTime::GetFrameRate(QdxTime::ePAL), 25.0);
+    EXPECT_EQ(QdxTime::ConvertFrameRateToTimeMode(30.0, 1e-8), QdxTime::eFrames30);
+    EXPECT_EQ(QdxTime::ConvertFrameRateToTimeMode(59.94, 1e-8), QdxTime::eFrames59dot94);
+    EXPECT_EQ(QdxTime::ConvertFrameRateToTimeMode(17.0, 1e-8), QdxTime::eCustom);
+    QdxTime t;
+    t.SetFrame(48, QdxTime::eFrames24);
+    EXPECT_EQ(t.Get(), 2 * 141120000LL);
+    EXPECT_EQ(t.GetSecondDouble(), 2.0);
+    EXPECT_EQ(t.GetFrameCount(QdxTime::eFrames24), 48);
+    t.SetFrame(-7, QdxTime::eFrames30);
+    EXPECT_EQ(t.GetFrameCount(QdxTime::eFrames30), -7);
+    EXPECT_EQ(t.GetMilliSeconds(), -233);
+    QdxTimeSpan span(QdxTime(10), QdxTime(20));
+    span.UnionAssignment(QdxTimeSpan(QdxTime(5), QdxTime(15)));
+    EXPECT_EQ(span.GetStart().Get(), 5);
+    EXPECT_EQ(span.GetStop().Get(), 20);
+    QdxDateTime d;
+    EXPECT_TRUE(d.fromString("2024-02-29T13:14:15"));
+    EXPECT_EQ(d.toString(), "2024-02-29 13:14:15.000");
+    EXPECT_FALSE(d.fromString("yesterday"));
+    EXPECT_EQ(d.day(), 29);
+}

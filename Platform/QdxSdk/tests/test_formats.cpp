@@ -1,0 +1,241 @@
+// File formats, importer, exporter and registry, through real files.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <random>
+
+#include "scene_builder.h"
+
+using namespace qdxsdk;
+using namespace qdxtest;
+
+namespace {
+class Formats : public ::testing::Test {
+protected:
+    void SetUp() override {
+        manager = QdxManager::Create();
+        source = QdxScene::Create(manager, "source");
+        BuildEverythingScene(source);
+        dir = MakeTempDir("formats");
+    }
+    void TearDown() override {
+        manager->Destroy();
+        std::filesystem::remove_all(dir);
+    }
+    QdxScene* Fresh() { return QdxScene::Create(manager, "read"); }
+    QdxManager* manager = nullptr;
+    QdxScene* source = nullptr;
+    std::string dir;
+};
+} // namespace
+
+TEST_F(Formats, EveryFlavourAndVersionRoundTripsObjectByObject) {
+    for (int format : {0, 1})
+        for (int version : {1, 2, 3}) {
+            std::string path = dir + "/rt.qdx", error;
+            ASSERT_TRUE(ExportScene(source, path, format, version, &error)) << error;
+            QdxScene* back = Fresh();
+            ASSERT_TRUE(ImportScene(back, path, &error)) << error;
+            EXPECT_EQ(CompareScenes(source, back), "")
+                << "format " << format << " version " << version;
+            // Document texts live in plain members; they must come back too.
+            ASSERT_NE(back->GetDocumentInfo(), nullptr);
+            EXPECT_EQ(back->GetDocumentInfo()->mComment, QdxString("line one\nline two"));
+            back->ForceKill();
+        }
+}
+
+TEST_F(Formats, BinaryToTextToBinaryIsByteIdentical) {
+    for (int version : {1, 2, 3}) {
+        std::string a = dir + "/a.qdx", t = dir + "/t.qdx", b = dir + "/b.qdx";
+        ASSERT_TRUE(ExportScene(source, a, 0, version));
+        QdxScene* s1 = Fresh();
+        ASSERT_TRUE(ImportScene(s1, a));
+        ASSERT_TRUE(ExportScene(s1, t, 1, version));
+        QdxScene* s2 = Fresh();
+        ASSERT_TRUE(ImportScene(s2, t));
+        ASSERT_TRUE(ExportScene(s2, b, 0, version));
+        EXPECT_EQ(ReadAll(a), ReadAll(b)) << "version " << version;
+        s1->ForceKill();
+        s2->ForceKill();
+    }
+}
+
+TEST_F(Formats, VersionsDifferAsDocumented) {
+    // Large arrays compress from version 2 on; version 1 stores them raw.
+    std::string v1 = dir + "/v1.qdx", v2 = dir + "/v2.qdx", v3 = dir + "/v3.qdx";
+    ASSERT_TRUE(ExportScene(source, v1, 0, 1));
+    ASSERT_TRUE(ExportScene(source, v2, 0, 2));
+    ASSERT_TRUE(ExportScene(source, v3, 0, 3));
+    EXPECT_LT(ReadAll(v2).size(), ReadAll(v1).size());
+    EXPECT_LT(ReadAll(v3).size(), ReadAll(v1).size());
+    std::string t1 = dir + "/t1.qdx", t3 = dir + "/t3.qdx";
+    ASSERT_TRUE(ExportScene(source, t1, 1, 1));
+    ASSERT_TRUE(ExportScene(source, t3, 1, 3));
+    EXPECT_EQ(ReadAll(t1).find("\"b64\""), std::string::npos);
+    EXPECT_NE(ReadAll(t3).find("\"b64\""), std::string::npos);
+    EXPECT_EQ(ReadAll(t1).find("\"crc32\""), std::string::npos);
+    QdxImporter* im = QdxImporter::Create(manager, "");
+    ASSERT_TRUE(im->Initialize(t3.c_str()));
+    int major, minor, revision;
+    im->GetFileVersion(major, minor, revision);
+    EXPECT_EQ(major, 3);
+    EXPECT_FALSE(im->IsBinary());
+}
+
+namespace {
+// Reads bytes as a file; the scene must be untouched when reading fails.
+bool TryRead(QdxManager* m, const std::string& path, const std::string& bytes) {
+    WriteAll(path, bytes);
+    QdxScene* scene = QdxScene::Create(m, "victim");
+    int before = scene->GetMemberCount();
+    QdxImporter* im = QdxImporter::Create(m, "");
+    bool ok = im->Initialize(path.c_str()) && im->Import(scene);
+    if (!ok) {
+        EXPECT_EQ(scene->GetMemberCount(), before);
+        EXPECT_STRNE(im->GetStatus().GetErrorString(), "");
+    }
+    im->Destroy();
+    scene->ForceKill();
+    return ok;
+}
+} // namespace
+
+TEST_F(Formats, EveryTruncationIsRejected) {
+    // A small scene keeps the number of prefixes bounded.
+    QdxScene* small = Fresh();
+    QdxNode* n = QdxNode::Create(small, "n");
+    small->GetRootNode()->AddChild(n);
+    QdxProperty::Create(n, QdxStringDT, "s").Set(QdxString("text"));
+    for (int format : {0, 1}) {
+        std::string path = dir + "/small.qdx";
+        ASSERT_TRUE(ExportScene(small, path, format, 3));
+        std::string bytes = ReadAll(path);
+        for (size_t len = 0; len < bytes.size(); ++len) {
+            // Dropping only the text's final line feed leaves a complete file.
+            if (format == 1 && bytes.find_first_not_of("\n", len) == std::string::npos) continue;
+            EXPECT_FALSE(TryRead(manager, dir + "/cut.qdx", bytes.substr(0, len)))
+                << "format " << format << " length " << len;
+        }
+    }
+}
+
+TEST_F(Formats, SeededByteFlipsNeverCrash) {
+    std::mt19937 rng(1234);
+    for (int format : {0, 1})
+        for (int version : {1, 3}) {
+            std::string path = dir + "/flip-src.qdx";
+            ASSERT_TRUE(ExportScene(source, path, format, version));
+            std::string bytes = ReadAll(path);
+            for (int round = 0; round < 300; ++round) {
+                std::string damaged = bytes;
+                int flips = 1 + static_cast<int>(rng() % 4);
+                for (int f = 0; f < flips; ++f)
+                    damaged[rng() % damaged.size()] ^= static_cast<char>(1 + rng() % 255);
+                TryRead(manager, dir + "/flip.qdx", damaged); // must not crash or leak
+            }
+        }
+}
+
+TEST_F(Formats, HostileCountsAreRejectedWithoutHugeAllocations) {
+    // A hand-made binary file whose string table claims four billion strings.
+    std::string bytes("\x89QDX\r\n\x1a\n", 8);
+    auto u32 = [&](uint32_t v) { bytes.append(reinterpret_cast<char*>(&v), 4); };
+    auto u64 = [&](uint64_t v) { bytes.append(reinterpret_cast<char*>(&v), 8); };
+    u32(3);
+    u32(0);
+    bytes += "STRS";
+    u64(4);
+    std::string payload("\xff\xff\xff\xff", 4);
+    bytes += payload;
+    u32(0x41414141); // wrong checksum first
+    EXPECT_FALSE(TryRead(manager, dir + "/h.qdx", bytes));
+    // Deep JSON nesting is refused rather than recursed into.
+    std::string deep = "{\"qdx\":\"text\",\"version\":1,\"objects\":" + std::string(100000, '[');
+    EXPECT_FALSE(TryRead(manager, dir + "/deep.qdx", deep));
+}
+
+TEST_F(Formats, RegistryDescribesReadersAndWriters) {
+    QdxIOPluginRegistry* r = manager->GetIOPluginRegistry();
+    ASSERT_EQ(r->GetWriterFormatCount(), 2);
+    EXPECT_STREQ(r->GetWriterFormatDescription(0), "Qdx binary (*.qdx)");
+    EXPECT_STREQ(r->GetWriterFormatDescription(1), "Qdx ascii (*.qdx)");
+    const char** versions = r->GetWritableVersions(1);
+    ASSERT_NE(versions, nullptr);
+    EXPECT_STREQ(versions[0], "QDX300");
+    EXPECT_EQ(versions[3], nullptr);
+    EXPECT_EQ(r->GetWritableVersions(2), nullptr);
+    // Detection by content wins over the suffix: a text file named .abc.
+    std::string path = dir + "/scene.abc";
+    ASSERT_TRUE(ExportScene(source, path, 1, 2));
+    int format = -1;
+    ASSERT_TRUE(r->DetectReaderFileFormat(path.c_str(), format));
+    EXPECT_EQ(format, 1);
+    QdxScene* back = Fresh();
+    EXPECT_TRUE(ImportScene(back, path));
+}
+
+TEST_F(Formats, NonBlockingImportReportsProgressAndTakes) {
+    std::string path = dir + "/nb.qdx";
+    ASSERT_TRUE(ExportScene(source, path, 0, 3));
+    QdxScene* scene = Fresh();
+    QdxImporter* im = QdxImporter::Create(manager, "");
+    ASSERT_TRUE(im->Initialize(path.c_str(), -1, nullptr));
+    ASSERT_TRUE(im->Import(scene, true));
+    QdxStatus status;
+    float last = 0;
+    while (im->IsImporting(status)) {
+        float p = im->GetProgress();
+        EXPECT_GE(p, last);
+        EXPECT_LE(p, 100.0f);
+        last = p;
+    }
+    EXPECT_FALSE(status.Error()) << status.GetErrorString();
+    EXPECT_EQ(im->GetProgress(), 100.0f);
+    ASSERT_EQ(im->GetAnimStackCount(), 2);
+    EXPECT_EQ(im->GetTakeInfo(0)->mName, QdxString("Take 001"));
+    ASSERT_EQ(im->GetTakeInfo(0)->mLayerInfoList.size(), 2u);
+    EXPECT_EQ(im->GetTakeInfo(0)->mLayerInfoList[1].mName, QdxString("L2"));
+    EXPECT_EQ(im->GetTakeInfo(5), nullptr);
+    EXPECT_EQ(CompareScenes(source, scene), "");
+}
+
+TEST_F(Formats, FailedExportsLeaveExistingFilesAlone) {
+    std::string path = dir + "/keep.qdx";
+    WriteAll(path, "precious");
+    QdxExporter* e = QdxExporter::Create(manager, "");
+    ASSERT_TRUE(e->Initialize(path.c_str(), 0));
+    EXPECT_FALSE(e->SetFileExportVersion("QDX999"));
+    e->SetProgressCallback([](void*, float pct, const char*) { return pct < 50.0f; });
+    EXPECT_FALSE(e->Export(source));
+    EXPECT_EQ(ReadAll(path), "precious");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir), {}), 1);
+    QdxExporter* bad = QdxExporter::Create(manager, "");
+    ASSERT_TRUE(bad->Initialize((dir + "/missing/dir/x.qdx").c_str(), 1));
+    EXPECT_FALSE(bad->Export(source));
+    EXPECT_STRNE(bad->GetStatus().GetErrorString(), "");
+    // A successful export replaces the file and reports 0..100.
+    std::vector<float> seen;
+    QdxExporter* good = QdxExporter::Create(manager, "");
+    ASSERT_TRUE(good->Initialize(path.c_str(), 0));
+    good->SetProgressCallback(
+        [](void* args, float pct, const char*) {
+            static_cast<std::vector<float>*>(args)->push_back(pct);
+            return true;
+        },
+        &seen);
+    ASSERT_TRUE(good->Export(source));
+    ASSERT_FALSE(seen.empty());
+    EXPECT_EQ(seen.front(), 0.0f);
+    EXPECT_EQ(seen.back(), 100.0f);
+    EXPECT_NE(ReadAll(path), "precious");
+}
+
+TEST_F(Formats, ImporterErrorsHaveTexts) {
+    QdxImporter* im = QdxImporter::Create(manager, "");
+    EXPECT_FALSE(im->Initialize((dir + "/absent.qdx").c_str()));
+    EXPECT_NE(std::string(im->GetStatus().GetErrorString()).find("not found"), std::string::npos);
+    WriteAll(dir + "/junk.txt", "hello");
+    EXPECT_FALSE(im->Initialize((dir + "/junk.txt").c_str()));
+    EXPECT_FALSE(im->Import(Fresh()));
+}
