@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# Builds the Qdx reader fuzz targets with clang in build-fuzz/ and runs each.
+#   scripts/fuzz.sh --smoke   a few seconds per target (CI)
+#   scripts/fuzz.sh --long    ten minutes per target (set FUZZ_SECONDS to change)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+case "${1:---smoke}" in
+  --smoke) seconds=${FUZZ_SECONDS:-8} ;;
+  --long) seconds=${FUZZ_SECONDS:-600} ;;
+  -h|--help) sed -n '2,4p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+  *) echo "fuzz.sh: unknown argument '$1' (see --help)" >&2; exit 2 ;;
+esac
+dir=build-fuzz
+cc=$(command -v clang || command -v clang-14)
+cxx=$(command -v clang++ || command -v clang++-14)
+cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" \
+  "-DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer" \
+  -DQDX_BUILD_FUZZ=ON -DQDX_BUILD_TESTS=OFF -DQDX_BUILD_BENCH=OFF >/dev/null
+ninja -C "$dir" fuzz_qdx_binary fuzz_qdx_text fuzz_qdx_seeds
+corpus="$dir/corpus"
+mkdir -p "$corpus/binary" "$corpus/text"
+"$dir/bin/fuzz_qdx_seeds" "$corpus/binary" "$corpus/text"
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+for flavour in binary text; do
+  echo "fuzz: $flavour reader for $seconds s"
+  "$dir/bin/fuzz_qdx_$flavour" -max_total_time="$seconds" -rss_limit_mb=2048 -max_len=65536 \
+    -print_final_stats=1 "$corpus/$flavour" 2>&1 | tail -n 4
+done
