@@ -138,8 +138,9 @@ int main(int argc, char** argv) {
         ->capture_default_str();
     app.add_option("--up", s.up, "Scene up axis: y or z")->capture_default_str();
     app.add_option("--options", s.options,
-                   "Option string for a suffix, SUFFIX=OPTIONS (repeatable), e.g. "
-                   "--options qdx=flush_transforms,enable_metadata=false");
+                   "Option string for a suffix, SUFFIX=OPTIONS (repeatable); the suffix is "
+                   "stored exactly as written (case matters), e.g. "
+                   "--options QDX=flush_transforms,enable_metadata=false");
     app.add_flag("-v,--verbose", s.verbose, "Show informational log messages");
     app.add_flag("--no-progress", s.noProgress, "No progress bar");
 

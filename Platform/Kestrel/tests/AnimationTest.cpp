@@ -7,6 +7,7 @@
 #include <kestrel/ksLights.h>
 #include <kestrel/ksUberCameraPool.h>
 #include <kestrel/osg/Geometry.h>
+#include <kestrel/osg/TimeShapeCache.h>
 
 using namespace osg;
 
@@ -179,4 +180,44 @@ TEST(AimConstraint, IsFoundByItsConstrainedNodeAndAimsAlongMinusZ) {
     EXPECT_NEAR(look[0], 1.f, 1e-5f);
     EXPECT_NEAR(camUp[2], 1.f, 1e-5f);
     cm.clear();
+}
+
+TEST(AimConstraint, CanKeepTheNodesRotationAsAnOffset) {
+    auto& cm = ksConstraintManager::the();
+    cm.clear();
+    auto targetCore = Transform3D::create();
+    targetCore->setTranslation(Vec3f(3, 4, 0));
+    auto target = nodeWith(targetCore);
+    NodePtr camera = ksUberCameraPool::the().createCameraNode("offset", NullFC);
+    auto core = UberCameraPtr::dcast(camera->getCore());
+    core->setEulerRotation(Vec3f(10, 20, 30));
+    Quaternion before = core->getRotation();
+
+    cm.createAimConstraint({target}, {}, camera, true);
+    EXPECT_EQ(cm.update(), 1u);
+    EXPECT_TRUE(core->getRotation().equals(before, 1e-4f));
+
+    cm.clear();
+    cm.createAimConstraint({target}, {}, camera, false);
+    cm.update();
+    EXPECT_FALSE(core->getRotation().equals(before, 1e-2f));
+    Vec3f look = camera->getToWorld().multVec(Vec3f(0, 0, -1));
+    EXPECT_NEAR(look[0], 0.6f, 1e-4f);
+    EXPECT_NEAR(look[1], 0.8f, 1e-4f);
+    cm.clear();
+}
+
+TEST(TimeShapeCache, ReturnsTheSampleAtOrBeforeATime) {
+    auto cache = TimeShapeCache::create();
+    for (float t : {0.5f, 0.f, 1.f}) {
+        auto s = TimeShapeData::create();
+        s->setTime(t);
+        s->editPositions().push_back(Pnt3f(t, 0, 0));
+        cache->addShape(s);
+    }
+    ASSERT_EQ(cache->getShapes().size(), 3u);
+    EXPECT_EQ(cache->getShapes()[1]->getTime(), 0.5f);
+    EXPECT_EQ(cache->getShapeAt(0.7f)->getTime(), 0.5f);
+    EXPECT_EQ(cache->getShapeAt(5.f)->getTime(), 1.f);
+    EXPECT_EQ(cache->getShapeAt(-1.f)->getTime(), 0.f);
 }

@@ -84,6 +84,7 @@ TEST(KestrelApp, ImportPrintsTheSceneGraph) {
     writeScene(dir.file("car.KTST"));
     AppRun r = run(kPlugins + "import '" + dir.file("car.KTST") + "'");
     ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(r.err, ""); // no progress bar when stderr is not a terminal
     EXPECT_NE(r.out.find("Car [Transform3D]"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("translation=(0 0 5)"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("Body [Geometry]"), std::string::npos);

@@ -49,6 +49,20 @@ TEST(Image, ExrRoundTripKeepsFloatValues) {
                 EXPECT_EQ(back->getComponent(x, y, c), px[(y * 3 + x) * 3 + c]);
 }
 
+TEST(Image, SixteenBitGreyTiffRoundTrip) {
+    TempDir dir;
+    std::vector<UInt16> px = {0, 1, 256, 4095, 65535, 32768};
+    auto img = Image::create();
+    ASSERT_TRUE(img->set(3, 2, 1, Image::UInt16Type, px.data()));
+    ASSERT_TRUE(img->write(dir.file("grey.tif"))) << img->getLastError();
+    auto back = Image::create();
+    ASSERT_TRUE(back->read(dir.file("grey.tif"))) << back->getLastError();
+    ASSERT_EQ(back->getDataType(), Image::UInt16Type);
+    ASSERT_EQ(back->getChannels(), 1u);
+    EXPECT_EQ(back->getPixels(), img->getPixels());
+    EXPECT_FLOAT_EQ(back->getComponent(1, 1, 0), 1.f);
+}
+
 TEST(Image, UnreadableFilesFailWithAMessage) {
     TempDir dir;
     auto img = Image::create();

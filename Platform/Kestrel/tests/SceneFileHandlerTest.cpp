@@ -77,13 +77,19 @@ TEST(SceneFileHandler, KeepsOneOptionStringPerSuffix) {
     h.clearOptions();
     EXPECT_EQ(h.getOptions("qdx"), nullptr);
     h.setOptions("QDX", "flush_transforms,enable_metadata=false");
-    ASSERT_NE(h.getOptions("qdx"), nullptr);
-    EXPECT_STREQ(h.getOptions("qdx"), "flush_transforms,enable_metadata=false");
+    ASSERT_NE(h.getOptions("QDX"), nullptr);
+    EXPECT_STREQ(h.getOptions("QDX"), "flush_transforms,enable_metadata=false");
+    // Keys are exact: a reader asking for "QDX" and a writer asking for
+    // "qdx" see different strings.
+    EXPECT_EQ(h.getOptions("qdx"), nullptr);
     EXPECT_EQ(h.getOptions("hsp"), nullptr);
     h.setOptions("qdx", "");
-    EXPECT_STREQ(h.getOptions("Qdx"), "");
+    EXPECT_STREQ(h.getOptions("qdx"), "");
+    EXPECT_STREQ(h.getOptions("QDX"), "flush_transforms,enable_metadata=false");
     h.setOptions("qdx", nullptr);
     EXPECT_EQ(h.getOptions("qdx"), nullptr);
+    h.clearOptions();
+    EXPECT_EQ(h.getOptions("QDX"), nullptr);
 }
 
 TEST(SceneFileHandler, ReportsProgressToTheRightCallbacks) {

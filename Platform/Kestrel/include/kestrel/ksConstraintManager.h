@@ -15,7 +15,8 @@ public:
     ksConstraintManager* operator->() { return this; }
 
     // Creates and registers an aim constraint; targets or ups may be empty.
-    // maintainOffset keeps the node's current rotation relative to the aim.
+    // maintainOffset: the node's rotation at creation, relative to the aim
+    // direction, is kept as an offset that update() applies after the aim.
     osg::AimConstraintPtr createAimConstraint(const std::vector<osg::NodePtr>& targets,
                                               const std::vector<osg::NodePtr>& ups,
                                               const osg::NodePtr& constrained, bool maintainOffset);

@@ -41,7 +41,7 @@ void SkinAttachment::addJoint(const DeformerClusterPtr& cluster) {
 
 void TimeShapeData::setTime(Real32 seconds) {
     _time = seconds;
-    changed(NameFieldMask << 1);
+    changed(TimeFieldMask);
 }
 
 void TimeShapeCache::addShape(const TimeShapeDataPtr& shape) {
@@ -93,6 +93,10 @@ void AimConstraint::addUpTarget(const NodePtr& node, Real32 weight) {
 void AimConstraint::setMaintainOffset(bool on) {
     _maintainOffset = on;
     changed(1ull << 4);
+}
+void AimConstraint::setOffset(const Quaternion& q) {
+    _offset = q;
+    changed(1ull << 5);
 }
 
 } // namespace osg

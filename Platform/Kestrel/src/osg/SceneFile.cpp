@@ -108,12 +108,12 @@ std::vector<SceneFileType*> SceneFileHandler::getFileTypes() const {
 }
 
 const char* SceneFileHandler::getOptions(const char* suffix) const {
-    auto it = _options.find(normSuffix(suffix));
+    auto it = _options.find(suffix ? suffix : "");
     return it == _options.end() ? nullptr : it->second.c_str();
 }
 
 void SceneFileHandler::setOptions(const char* suffix, const char* options) {
-    std::string key = normSuffix(suffix);
+    std::string key = suffix ? suffix : "";
     if (options)
         _options[key] = options;
     else

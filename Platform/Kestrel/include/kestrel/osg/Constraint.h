@@ -6,6 +6,7 @@
 // ConstraintObject that refers to a node and carries a weight.
 #include <vector>
 
+#include <kestrel/osg/Matrix.h>
 #include <kestrel/osg/Node.h>
 
 namespace osg {
@@ -38,11 +39,16 @@ public:
     void addUpTarget(const NodePtr& node, Real32 weight = 1.f);
     bool getMaintainOffset() const { return _maintainOffset; }
     void setMaintainOffset(bool on);
+    // World rotation applied after the aim rotation (identity unless the
+    // constraint keeps an offset).
+    const Quaternion& getOffset() const { return _offset; }
+    void setOffset(const Quaternion& q);
 
 private:
     NodePtr _constrained;
     std::vector<ConstraintObjectPtr> _targets, _ups;
     bool _maintainOffset = false;
+    Quaternion _offset;
 };
 
 } // namespace osg

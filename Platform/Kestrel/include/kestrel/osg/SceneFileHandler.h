@@ -4,8 +4,9 @@
 // - Types register by suffix (case-insensitive). When two types share a
 //   suffix, the later one takes it only if it asks to override and its
 //   priority is higher than the current holder's; otherwise the first stays.
-// - Option strings are kept per suffix (case-insensitive key, stored as
-//   given); getOptions() returns null when none was set.
+// - Option strings are kept per suffix, exactly as the suffix is written:
+//   "qdx" and "QDX" are two different keys (a reader and a writer may ask
+//   for different spellings). getOptions() returns null when none was set.
 // - Read and write progress (0..100 percent) is passed to the registered
 //   callbacks; each callback has an id for removal.
 // - read()/write() dispatch by the file name's suffix; failures return null
@@ -68,7 +69,7 @@ private:
 
     std::map<std::string, SceneFileType*> _bySuffix; // lower-case suffix
     std::vector<SceneFileType*> _types;
-    std::map<std::string, std::string> _options; // lower-case suffix
+    std::map<std::string, std::string> _options; // suffix as given
     std::vector<Callback> _callbacks;
     UInt32 _nextId = 1;
     std::string _lastError;

@@ -18,6 +18,8 @@ KS_FC_TYPEDEFS(TimeShapeCache)
 class TimeShapeData : public FieldContainer {
     KS_FIELD_CONTAINER_DECL(TimeShapeData, FieldContainer)
 public:
+    static constexpr BitVector TimeFieldMask = 1ull << 1;
+    static constexpr BitVector ShapeFieldMask = 1ull << 2; // record after editing
     Real32 getTime() const { return _time; }
     void setTime(Real32 seconds);
     const std::vector<Pnt3f>& getPositions() const { return _positions; }
