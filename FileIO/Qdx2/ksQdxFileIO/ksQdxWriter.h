@@ -1,0 +1,86 @@
+#pragma once
+// Export of a scene-graph subtree as a Qdx file.
+//
+// ksQdxWriter::write(node, fileName, options) converts the children of node
+// (the node itself, its name and its transform are not written) into a Qdx
+// scene and saves it through the Qdx SDK, in the binary or the text flavour
+// and in the file version that the options ask for. It returns true only
+// when the SDK wrote the file. Recognised options (comma-separated):
+//   qdx_version=V               first writable version whose text contains V
+//   qdx_format=W                writer whose description contains W (only
+//                               together with qdx_version)
+//   qdx_export_vertex_colors=B  write texture-coordinate set 7 as colours
+//
+// A writer lives for one call; it uses process-wide host singletons
+// (animation manager and evaluator, scene data), so two exports must not
+// run at the same time.
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include <kestrel/osg/Node.h>
+#include <kestrel/osg/Transform.h>
+#include <kestrel/osg/UberMaterial.h>
+#include <kestrel/osg/Vector.h>
+
+namespace qdxsdk {
+class QdxNode;
+class QdxNodeAttribute;
+class QdxTexture;
+class QdxNurbsSurface;
+} // namespace qdxsdk
+
+class ksQdxWriter {
+public:
+    // Exports node's subtree to fileName. False at once for a null node or an
+    // empty file name; never throws.
+    static bool write(const osg::NodePtr& node, const std::string& fileName,
+                      const std::string& options);
+
+    ksQdxWriter(const osg::NodePtr& node, const std::string& fileName, const std::string& options);
+    ksQdxWriter(const ksQdxWriter& other);
+    ksQdxWriter& operator=(const ksQdxWriter& other);
+    virtual ~ksQdxWriter();
+
+private:
+    struct Data;
+    using NodeKey = const osg::Node*;
+
+    bool write();
+
+    // Nodes and transforms.
+    qdxsdk::QdxNode* convert(const osg::NodePtr& node);
+    std::string getValidName(const char* name) const;
+    qdxsdk::QdxNodeAttribute* getNodeAttribute(const osg::NodeCorePtr& core);
+    void addNodeAttribute(const osg::NodeCorePtr& core, qdxsdk::QdxNodeAttribute* attribute);
+    void updateCameraTargets();
+    qdxsdk::QdxNode* convertTransform(const osg::NodePtr& node);
+    void setTransform(osg::NodePtr node, qdxsdk::QdxNode* qdxNode, bool addPostRotation);
+    void setTransform(osg::TransformPtr transform, qdxsdk::QdxNode* qdxNode,
+                      bool addPostRotation);
+    osg::Vec3f calculatePostRotation(osg::Vec3f& rotation) const;
+
+    // Cameras and lights.
+    qdxsdk::QdxNode* convertCamera(const osg::NodePtr& node);
+    qdxsdk::QdxNode* convertLight(const osg::NodePtr& node);
+
+    // Geometry.
+    qdxsdk::QdxNode* convertGeometry(const osg::NodePtr& node);
+    qdxsdk::QdxNode* convertShell(const osg::NodePtr& node);
+    qdxsdk::QdxNode* convertSurface(const osg::NodePtr& node);
+    qdxsdk::QdxNode* convertTrimmedSurface(const osg::NodePtr& node);
+    qdxsdk::QdxNurbsSurface* convertSurface(const osg::NodeCorePtr& surface,
+                                            const std::string& name);
+
+    // Materials and textures.
+    void convertMaterial(qdxsdk::QdxNode* qdxNode, const osg::NodePtr& node);
+    qdxsdk::QdxTexture* convertTexture(const osg::ImagePtr& image,
+                                       const osg::ColorComponentSettingsPtr& settings);
+
+    std::unique_ptr<Data> _d;
+    // Scene-graph node to the SDK node made for it.
+    std::map<NodeKey, qdxsdk::QdxNode*> _nodeMap;
+    // Camera or light node to its (target, up) scene-graph nodes.
+    std::map<qdxsdk::QdxNode*, std::pair<NodeKey, NodeKey>> _targetMap;
+};
