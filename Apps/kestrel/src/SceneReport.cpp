@@ -133,7 +133,7 @@ json describeNode(const NodePtr& node) {
     j["name"] = node->getName();
     NodeCorePtr core = node->getCore();
     j["core"] = core ? core->getTypeName() : "none";
-    if (node->getTravMask() == 0) j["hidden"] = true;
+    if (node->getTraversalMask() == 0) j["hidden"] = true;
     if (core && core->getNParents() > 1) j["sharedCore"] = core->getNParents();
     if (auto t = TransformPtr::dcast(core)) j["transform"] = describeTransform(t);
     if (auto d = DrawablePtr::dcast(core)) {
@@ -312,7 +312,7 @@ json describeStatistics(const NodePtr& root) {
     std::set<const void*> materials, images, geometries;
     ksNodeUtils::traverse(root, [&](const NodePtr& n) {
         ++nodes;
-        if (n->getTravMask() == 0) ++hidden;
+        if (n->getTraversalMask() == 0) ++hidden;
         ++cores[n->getCore() ? n->getCore()->getTypeName() : "none"];
         if (auto g = GeometryPtr::dcast(n->getCore()); g && geometries.insert(g.get()).second) {
             prims += g->getTypes() ? g->getTypes()->size() : 0;

@@ -144,9 +144,9 @@ TEST(AnimEvaluator, WritesCurveValuesIntoTheScene) {
     EXPECT_EQ(e.getAnimParent(node), root);
     EXPECT_EQ(e.evaluate(0.25f), 2u);
     EXPECT_FLOAT_EQ(t3d->getTranslation()[1], 2.f);
-    EXPECT_EQ(node->getTravMask(), 0xFFFFFFFFu);
+    EXPECT_EQ(node->getTraversalMask(), 0xFFFFFFFFu);
     e.evaluate(1.f);
-    EXPECT_EQ(node->getTravMask(), 0u);
+    EXPECT_EQ(node->getTraversalMask(), 0u);
 }
 
 TEST(AimConstraint, IsFoundByItsConstrainedNodeAndAimsAlongMinusZ) {
@@ -175,8 +175,8 @@ TEST(AimConstraint, IsFoundByItsConstrainedNodeAndAimsAlongMinusZ) {
     EXPECT_TRUE(cm.createAimConstraint({}, {}, NullFC, false) == NullFC);
 
     EXPECT_EQ(cm.update(), 1u); // the one without targets is skipped
-    Vec3f look = camera->getToWorld().multVec(Vec3f(0, 0, -1));
-    Vec3f camUp = camera->getToWorld().multVec(Vec3f(0, 1, 0));
+    Vec3f look = camera->getWorldMatrix().multVec(Vec3f(0, 0, -1));
+    Vec3f camUp = camera->getWorldMatrix().multVec(Vec3f(0, 1, 0));
     EXPECT_NEAR(look[0], 1.f, 1e-5f);
     EXPECT_NEAR(camUp[2], 1.f, 1e-5f);
     cm.clear();
@@ -201,7 +201,7 @@ TEST(AimConstraint, CanKeepTheNodesRotationAsAnOffset) {
     cm.createAimConstraint({target}, {}, camera, false);
     cm.update();
     EXPECT_FALSE(core->getRotation().equals(before, 1e-2f));
-    Vec3f look = camera->getToWorld().multVec(Vec3f(0, 0, -1));
+    Vec3f look = camera->getWorldMatrix().multVec(Vec3f(0, 0, -1));
     EXPECT_NEAR(look[0], 0.6f, 1e-4f);
     EXPECT_NEAR(look[1], 0.8f, 1e-4f);
     cm.clear();

@@ -52,7 +52,7 @@ std::vector<std::array<UInt32, 3>> triangles(const GeometryPtr& g) {
 std::vector<Pnt3f> worldPositions(const NodePtr& node) {
     auto g = GeometryPtr::dcast(node->getCore());
     auto p = GeoPositions3fPtr::dcast(g->getPositions());
-    Matrix m = node->getToWorld();
+    Matrix m = node->getWorldMatrix();
     std::vector<Pnt3f> out;
     for (const auto& v : p->getField())
         out.push_back(m.multPnt(v));
@@ -199,7 +199,7 @@ TEST(FlushTransformations, KeepsWorldPositionsAndNormals) {
 
     auto beforeA = worldPositions(leafA);
     auto beforeB = worldPositions(leafB);
-    Pnt3f lightBefore = light->getToWorld().multPnt(Pnt3f());
+    Pnt3f lightBefore = light->getWorldMatrix().multPnt(Pnt3f());
 
     EXPECT_EQ(ksOptimize::flushTransformations(root), 2u);
     expectSamePoints(worldPositions(leafA), beforeA);
@@ -208,7 +208,7 @@ TEST(FlushTransformations, KeepsWorldPositionsAndNormals) {
     EXPECT_TRUE(rootT->getMatrix().equals(Matrix(), 0.f));
     EXPECT_TRUE(midT->getMatrix().equals(Matrix(), 0.f));
     EXPECT_TRUE(GeometryPtr::dcast(leafA->getCore())->getTransform() == NullFC);
-    Pnt3f lightAfter = light->getToWorld().multPnt(Pnt3f());
+    Pnt3f lightAfter = light->getWorldMatrix().multPnt(Pnt3f());
     for (int k = 0; k < 3; ++k)
         EXPECT_NEAR(lightAfter[k], lightBefore[k], 1e-4f);
     // Normal (1,0,0) under Rz(90) * scale(2,1,1): stays unit length, points to +Y.
@@ -245,7 +245,7 @@ TEST(Shells, GroupsOfSurfacesBecomeShellGeometry) {
     EXPECT_FALSE(ksNodeUtils::isShellGeometry(mixed));
     auto geo = GeometryPtr::dcast(shell->getCore());
     ASSERT_TRUE(geo);
-    EXPECT_EQ(shell->getToWorld().multPnt(Pnt3f()), Pnt3f(5, 0, 0));
+    EXPECT_EQ(shell->getWorldMatrix().multPnt(Pnt3f()), Pnt3f(5, 0, 0));
     EXPECT_EQ(geo->countTriangles(), 4u); // one quad per surface
     // Homogeneous (0,2,0,2) is the point (0,1,0).
     EXPECT_EQ(GeoPositions3fPtr::dcast(geo->getPositions())->getValue(1), Pnt3f(0, 1, 0));

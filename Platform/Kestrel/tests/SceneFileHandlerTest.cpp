@@ -38,7 +38,7 @@ private:
     const char* _name;
 };
 
-constexpr UInt32 RW = SceneFileType::OSG_READ_SUPPORTED | SceneFileType::OSG_WRITE_SUPPORTED;
+constexpr UInt32 RW = SceneFileType::ReadSupported | SceneFileType::WriteSupported;
 
 } // namespace
 
@@ -113,8 +113,7 @@ TEST(SceneFileHandler, ReadsAndWritesFilesBySuffix) {
     const char* sfx[] = {"wrd"};
     WordType t("Word", sfx, sizeof(sfx), false, 0, RW);
     const char* roSfx[] = {"ronly"};
-    WordType readOnly("ReadOnly", roSfx, sizeof(roSfx), false, 0,
-                      SceneFileType::OSG_READ_SUPPORTED);
+    WordType readOnly("ReadOnly", roSfx, sizeof(roSfx), false, 0, SceneFileType::ReadSupported);
     auto& h = SceneFileHandler::the();
     std::vector<UInt32> progress;
     UInt32 id = h.addReadProgressCallback([&](UInt32 p) { progress.push_back(p); });

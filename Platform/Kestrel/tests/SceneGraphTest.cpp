@@ -73,7 +73,7 @@ TEST(CloneFullTree, SharesCoresAndCopiesStructure) {
     auto root = makeNode("root", Group::create());
     auto mid = makeNode("mid", Transform3D::create());
     auto leaf = makeNode("leaf", Geometry::create());
-    mid->setTravMask(0);
+    mid->setTraversalMask(0);
     root->addChild(mid);
     mid->addChild(leaf);
     auto anim = AnimAttachment::create();
@@ -86,7 +86,7 @@ TEST(CloneFullTree, SharesCoresAndCopiesStructure) {
     NodePtr cmid = copy->getChild(0);
     EXPECT_NE(cmid, mid);
     EXPECT_EQ(cmid->getName(), "mid");
-    EXPECT_EQ(cmid->getTravMask(), 0u);
+    EXPECT_EQ(cmid->getTraversalMask(), 0u);
     EXPECT_EQ(cmid->getCore(), mid->getCore());
     EXPECT_EQ(cmid->getChild(0)->getCore(), leaf->getCore());
     EXPECT_EQ(leaf->getCore()->getNParents(), 2u);

@@ -99,9 +99,9 @@ TEST(WorldMatrix, AccumulatesThroughTheHierarchyAndDrawableTransforms) {
     leaf->setCore(geo);
     child->addChild(leaf);
 
-    expectNear(child->getToWorld().multPnt(Pnt3f()), Pnt3f(2, 0, 10));
+    expectNear(child->getWorldMatrix().multPnt(Pnt3f()), Pnt3f(2, 0, 10));
     // (1,0,0) -> rotate (0,1,0) -> +child (1,1,0) -> *2 +(0,0,10) = (2,2,10)
-    expectNear(leaf->getToWorld().multPnt(Pnt3f(1, 0, 0)), Pnt3f(2, 2, 10));
+    expectNear(leaf->getWorldMatrix().multPnt(Pnt3f(1, 0, 0)), Pnt3f(2, 2, 10));
 }
 
 TEST(SetTransformNodeValues, WritesIntoTheCoreOrTheDrawableTransform) {
@@ -120,7 +120,7 @@ TEST(SetTransformNodeValues, WritesIntoTheCoreOrTheDrawableTransform) {
                                                     Vec3f(), Vec3f(), Vec3f(2, 2, 2), Vec3f(),
                                                     Vec3f()));
     ASSERT_TRUE(geo->getTransform());
-    expectNear(geoNode->getToWorld().multPnt(Pnt3f(1, 0, 0)), Pnt3f(7, 0, 0));
+    expectNear(geoNode->getWorldMatrix().multPnt(Pnt3f(1, 0, 0)), Pnt3f(7, 0, 0));
 
     auto groupNode = Node::create();
     groupNode->setCore(Group::create());
@@ -137,10 +137,10 @@ TEST(SetTransformNodeValues, CanKeepChildrenInPlace) {
     childCore->setTranslation(Vec3f(0, 1, 0));
     child->setCore(childCore);
     node->addChild(child);
-    Pnt3f before = child->getToWorld().multPnt(Pnt3f());
+    Pnt3f before = child->getWorldMatrix().multPnt(Pnt3f());
     ksNodeUtils::setTransformNodeValues(node, Vec3f(3, 0, 0), Vec3f(), Vec3f(0, 0, 45), Vec3f(),
                                         Vec3f(), Vec3f(2, 2, 2), Vec3f(), Vec3f(), 0, "", true);
-    expectNear(child->getToWorld().multPnt(Pnt3f()), before, 1e-4f);
+    expectNear(child->getWorldMatrix().multPnt(Pnt3f()), before, 1e-4f);
 }
 
 TEST(Rotation, EulerAnglesSurviveQuaternionsAndMatrices) {

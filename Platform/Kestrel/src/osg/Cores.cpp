@@ -59,7 +59,7 @@ void UberCamera::setFov(Real32 degrees) {
 
 void UberCamera::getFromAtUp(Pnt3f& from, Pnt3f& at, Vec3f& up) const {
     std::vector<NodePtr> nodes = getParents();
-    Matrix m = nodes.empty() ? getMatrix() : nodes.front()->getToWorld();
+    Matrix m = nodes.empty() ? getMatrix() : nodes.front()->getWorldMatrix();
     from = m.multPnt(Pnt3f(0, 0, 0));
     at = m.multPnt(Pnt3f(0, 0, -_focusDistance));
     up = m.multVec(Vec3f(0, 1, 0));

@@ -94,7 +94,7 @@ void Geometry::setIndexMapping(std::vector<UInt16> mapping) {
     changed(IndexMappingFieldMask);
 }
 
-Int32 Geometry::calcMappingIndex(UInt16 bit) const {
+Int32 Geometry::findMappingIndex(UInt16 bit) const {
     if (_indexMapping.empty()) return 0;
     for (std::size_t i = 0; i < _indexMapping.size(); ++i)
         if (_indexMapping[i] & bit) return static_cast<Int32>(i);
@@ -122,7 +122,7 @@ UInt32 Geometry::getVertexCount() const {
 UInt32 Geometry::getPropertyIndex(UInt32 v, UInt16 bit) const {
     constexpr UInt32 bad = 0xFFFFFFFFu;
     if (!_indices || _indices->empty()) return v;
-    Int32 slot = calcMappingIndex(bit);
+    Int32 slot = findMappingIndex(bit);
     if (slot < 0) return bad;
     auto* idx = dynamic_cast<const GeoIndicesUI32*>(_indices.get());
     if (!idx) return bad;

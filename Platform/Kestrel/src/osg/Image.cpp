@@ -62,20 +62,20 @@ bool Image::read(const std::string& path) {
             _lastError = "cannot open image '" + path + "': " + OIIO::geterror();
             return false;
         }
-        const OIIO::ImageSpec& spec = in->spec();
-        if (spec.width <= 0 || spec.height <= 0 || spec.nchannels <= 0) {
+        const OIIO::ImageSpec& desc = in->spec();
+        if (desc.width <= 0 || desc.height <= 0 || desc.nchannels <= 0) {
             _lastError = "image '" + path + "' has no pixels";
             return false;
         }
-        int channels = std::min(spec.nchannels, 4);
+        int channels = std::min(desc.nchannels, 4);
         DataType type = UInt8Type;
-        if (spec.format == OIIO::TypeDesc::UINT16 || spec.format == OIIO::TypeDesc::INT16)
+        if (desc.format == OIIO::TypeDesc::UINT16 || desc.format == OIIO::TypeDesc::INT16)
             type = UInt16Type;
-        else if (spec.format.is_floating_point())
+        else if (desc.format.is_floating_point())
             type = Float32Type;
-        else if (spec.format.size() > 2)
+        else if (desc.format.size() > 2)
             type = Float32Type;
-        if (!set(UInt32(spec.width), UInt32(spec.height), UInt32(channels), type)) {
+        if (!set(UInt32(desc.width), UInt32(desc.height), UInt32(channels), type)) {
             _lastError = "image '" + path + "' is too large";
             return false;
         }
@@ -108,12 +108,12 @@ bool Image::write(const std::string& path) const {
             _lastError = "no writer for '" + path + "': " + OIIO::geterror();
             return false;
         }
-        OIIO::ImageSpec spec(int(_width), int(_height), int(_channels), toTypeDesc(_type));
+        OIIO::ImageSpec desc(int(_width), int(_height), int(_channels), toTypeDesc(_type));
         if (_channels == 2 || _channels == 4) {
-            spec.alpha_channel = int(_channels) - 1;
-            spec.attribute("oiio:UnassociatedAlpha", 1);
+            desc.alpha_channel = int(_channels) - 1;
+            desc.attribute("oiio:UnassociatedAlpha", 1);
         }
-        if (!out->open(path, spec) || !out->write_image(toTypeDesc(_type), _pixels.data()) ||
+        if (!out->open(path, desc) || !out->write_image(toTypeDesc(_type), _pixels.data()) ||
             !out->close()) {
             _lastError = "cannot write image '" + path + "': " + out->geterror();
             return false;

@@ -20,7 +20,7 @@ std::vector<NodePtr> NodeCore::getParents() const {
     return out;
 }
 
-Node::Node(const Node& o) : AttachmentContainer(o), _travMask(o._travMask) {
+Node::Node(const Node& o) : AttachmentContainer(o), _traversalMask(o._traversalMask) {
     // The copy takes the core through setCore once it is owned by a handle;
     // here we only remember it.
     _core = o._core;
@@ -117,16 +117,16 @@ Int32 Node::findChild(const NodePtr& child) const {
     return -1;
 }
 
-void Node::setTravMask(UInt32 mask) {
-    _travMask = mask;
-    changed(TravMaskFieldMask);
+void Node::setTraversalMask(UInt32 mask) {
+    _traversalMask = mask;
+    changed(TraversalMaskFieldMask);
 }
 
 Matrix Node::getLocalMatrix() const {
     return _core ? _core->getLocalMatrix() : Matrix();
 }
 
-Matrix Node::getToWorld() const {
+Matrix Node::getWorldMatrix() const {
     Matrix m = getLocalMatrix();
     for (const Node* p = _parent; p; p = p->_parent)
         m.multLeft(p->getLocalMatrix());

@@ -169,7 +169,7 @@ bool apply(const NodePtr& node, const AnimCurvePtr& curve, Real32 t) {
     const std::string& ch = curve->getChannel();
     int a = axis(curve->getComponent());
     if (ch == "visible") {
-        node->setTravMask(v >= 0.5f ? 0xFFFFFFFFu : 0u);
+        node->setTraversalMask(v >= 0.5f ? 0xFFFFFFFFu : 0u);
         return true;
     }
     if (auto t3d = ksNodeUtils::getTransform3D(node); t3d && a >= 0) {

@@ -99,7 +99,7 @@ bool weightedPosition(const std::vector<ConstraintObjectPtr>& objs, Pnt3f& out) 
     Real32 w = 0;
     for (const auto& o : objs) {
         if (!o->getReferenceNode()) continue;
-        sum += o->getReferenceNode()->getToWorld().multPnt(Pnt3f()) * o->getWeight();
+        sum += o->getReferenceNode()->getWorldMatrix().multPnt(Pnt3f()) * o->getWeight();
         w += o->getWeight();
     }
     if (w <= 0) return false;
@@ -113,7 +113,7 @@ bool aimRotation(const AimConstraintPtr& c, Quaternion& out) {
     NodePtr node = c->getConstrainedNode();
     Pnt3f target;
     if (!node || !weightedPosition(c->getTargets(), target)) return false;
-    Pnt3f eye = node->getToWorld().multPnt(Pnt3f());
+    Pnt3f eye = node->getWorldMatrix().multPnt(Pnt3f());
     Vec3f up = ksSceneDataManager::getSceneData(0)->isZUp() ? Vec3f(0, 0, 1) : Vec3f(0, 1, 0);
     Pnt3f upPos;
     if (weightedPosition(c->getUpTargets(), upPos)) up = upPos - eye;
@@ -157,7 +157,7 @@ AimConstraintPtr ksConstraintManager::createAimConstraint(const std::vector<Node
     c->setMaintainOffset(maintainOffset);
     Quaternion aim;
     if (maintainOffset && aimRotation(c, aim)) {
-        Quaternion offset = aim.inverse() * worldRotation(constrained->getToWorld());
+        Quaternion offset = aim.inverse() * worldRotation(constrained->getWorldMatrix());
         offset.normalize();
         c->setOffset(offset);
     }
@@ -173,7 +173,7 @@ UInt32 ksConstraintManager::update() {
         Quaternion aim;
         if (!t3d || !aimRotation(c, aim)) continue;
         // Local rotation = inverse(parent world rotation) * desired world rotation.
-        Matrix parentWorld = node->getParent() ? node->getParent()->getToWorld() : Matrix();
+        Matrix parentWorld = node->getParent() ? node->getParent()->getWorldMatrix() : Matrix();
         Quaternion local = worldRotation(parentWorld).inverse() * aim * c->getOffset();
         local.normalize();
         t3d->setEulerRotationOrientation(Vec3f());

@@ -1,7 +1,6 @@
+#include <cstdint>
 #include <cstring>
 #include <map>
-#include <string_view>
-#include <unordered_map>
 
 #include <kestrel/ksNodeUtils.h>
 #include <kestrel/ksOptimize.h>
@@ -159,14 +158,32 @@ UInt32 ksGeoOptimizer::mergeVertices(const GeometryPtr& g) {
             std::memcpy(&keys[i * keySize + off], src + i * es, es);
         off += es;
     }
-    std::unordered_map<std::string_view, UInt32> firstOf;
-    firstOf.reserve(n);
+    // Open addressing over vertex numbers: no allocation per vertex.
+    std::size_t cap = 16;
+    while (cap < std::size_t(n) * 2)
+        cap <<= 1;
+    std::vector<UInt32> table(cap, 0xFFFFFFFFu);
     std::vector<UInt32> remap(n);
     UInt32 next = 0;
     for (UInt32 i = 0; i < n; ++i) {
-        auto [it, inserted] = firstOf.emplace(std::string_view(&keys[i * keySize], keySize), next);
-        remap[i] = it->second;
-        if (inserted) ++next;
+        const char* key = &keys[i * keySize];
+        std::uint64_t h = 1469598103934665603ull; // FNV-1a
+        for (std::size_t b = 0; b < keySize; ++b)
+            h = (h ^ UInt8(key[b])) * 1099511628211ull;
+        std::size_t slot = (h ^ (h >> 29)) & (cap - 1);
+        while (true) {
+            UInt32 v = table[slot];
+            if (v == 0xFFFFFFFFu) {
+                table[slot] = i;
+                remap[i] = next++;
+                break;
+            }
+            if (std::memcmp(&keys[v * keySize], key, keySize) == 0) {
+                remap[i] = remap[v];
+                break;
+            }
+            slot = (slot + 1) & (cap - 1);
+        }
     }
     if (next == n) return 0;
 

@@ -126,6 +126,6 @@ private:
 
 const char* suffixes[] = {"ktst"};
 TestSceneFileType theType(suffixes, sizeof(suffixes), false, 0,
-                          SceneFileType::OSG_READ_SUPPORTED | SceneFileType::OSG_WRITE_SUPPORTED);
+                          SceneFileType::ReadSupported | SceneFileType::WriteSupported);
 
 } // namespace

@@ -150,7 +150,7 @@ public:
     void setIndexMapping(std::vector<UInt16> mapping);
     // Position of the mapping entry that contains bit, or -1. With an empty
     // mapping every property is addressed by the single index (returns 0).
-    Int32 calcMappingIndex(UInt16 bit) const;
+    Int32 findMappingIndex(UInt16 bit) const;
     // Values per vertex in the index (1 for an empty or single mapping).
     UInt32 getIndexStride() const;
     // The property addressed by a mapping bit (MapPosition, MapTexCoords3...).

@@ -44,7 +44,7 @@ class Node : public AttachmentContainer {
 public:
     static constexpr BitVector CoreFieldMask = 1ull << 2;
     static constexpr BitVector ChildrenFieldMask = 1ull << 3;
-    static constexpr BitVector TravMaskFieldMask = 1ull << 4;
+    static constexpr BitVector TraversalMaskFieldMask = 1ull << 4;
     static constexpr BitVector ParentFieldMask = 1ull << 5;
 
     Node() = default;
@@ -68,13 +68,13 @@ public:
     bool subChild(UInt32 index);
     Int32 findChild(const NodePtr& child) const; // -1 when absent
 
-    UInt32 getTravMask() const { return _travMask; }
-    void setTravMask(UInt32 mask);
+    UInt32 getTraversalMask() const { return _traversalMask; }
+    void setTraversalMask(UInt32 mask);
 
     // This node's local matrix (its core's), and the product of the local
     // matrices from the root down to and including this node.
     Matrix getLocalMatrix() const;
-    Matrix getToWorld() const;
+    Matrix getWorldMatrix() const;
 
 private:
     void detachChild(Node* child);
@@ -82,7 +82,7 @@ private:
     NodeCorePtr _core;
     std::vector<NodePtr> _children;
     Node* _parent = nullptr;
-    UInt32 _travMask = 0xFFFFFFFFu;
+    UInt32 _traversalMask = 0xFFFFFFFFu;
 };
 
 } // namespace osg

@@ -16,8 +16,8 @@ namespace osg {
 class SceneFileType {
 public:
     // Flag bits.
-    static constexpr UInt32 OSG_READ_SUPPORTED = 1u << 1;
-    static constexpr UInt32 OSG_WRITE_SUPPORTED = 1u << 2;
+    static constexpr UInt32 ReadSupported = 1u << 1;
+    static constexpr UInt32 WriteSupported = 1u << 2;
 
     // suffixArray holds suffixByteCount / sizeof(const char*) suffixes
     // (without the dot). override: this type replaces an already registered
@@ -33,8 +33,8 @@ public:
     bool doOverride() const { return _override; }
     UInt32 getOverridePriority() const { return _priority; }
     UInt32 getFlags() const { return _flags; }
-    bool canRead() const { return (_flags & OSG_READ_SUPPORTED) != 0; }
-    bool canWrite() const { return (_flags & OSG_WRITE_SUPPORTED) != 0; }
+    bool canRead() const { return (_flags & ReadSupported) != 0; }
+    bool canWrite() const { return (_flags & WriteSupported) != 0; }
 
     // Stream entry points: the defaults read/write nothing (null / false).
     virtual NodePtr read(std::istream& is, const char* fileName) const;
