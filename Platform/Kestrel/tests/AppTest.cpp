@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <kestrel/osg/Image.h>
+
 #include "TestUtil.h"
 
 namespace {
@@ -46,6 +48,17 @@ void writeScene(const std::string& path) {
                            "group Car -1 0 0 5\n"
                            "mesh Body 0 4 0 0 0 1 0 0 1 1 0 0 1 0\n"
                            "group Wheels 0 1 2 3\n";
+}
+
+// A mesh with a textured material; the texture is a real 2x2 PNG.
+void writeTexturedScene(const TempDir& dir) {
+    std::vector<osg::UInt8> px(2 * 2 * 3, 200);
+    auto img = osg::Image::create();
+    img->set(2, 2, 3, osg::Image::UInt8Type, px.data());
+    img->write(dir.file("wood.png"));
+    std::ofstream(dir.file("textured.ktst")) << "ktst 1\n"
+                                                "mesh Plank -1 3 0 0 0 1 0 0 0 1 0\n"
+                                                "material Oak 0 0.5 0.25 0 wood.png\n";
 }
 
 } // namespace
@@ -104,6 +117,24 @@ TEST(KestrelApp, ImportPrintsTheSceneGraph) {
     ASSERT_EQ(s.code, 0) << s.err;
     EXPECT_NE(s.out.find("nodes:            3"), std::string::npos) << s.out;
     EXPECT_NE(s.out.find("triangles:        2"), std::string::npos) << s.out;
+}
+
+TEST(KestrelApp, ImportShowsMaterialsAndTextures) {
+    TempDir dir;
+    writeTexturedScene(dir);
+    AppRun r = run(kPlugins + "import '" + dir.file("textured.ktst") + "'");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("material \"Oak\" (UPlasticMaterial) diffuse=(0.5 0.25 0)"),
+              std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("texture diffuse: " + dir.file("wood.png") + " (2x2)"), std::string::npos)
+        << r.out;
+    AppRun s = run(kPlugins + "import --stats --json '" + dir.file("textured.ktst") + "'");
+    ASSERT_EQ(s.code, 0) << s.err;
+    auto j = nlohmann::json::parse(s.out);
+    EXPECT_EQ(j["statistics"]["materials"], 1);
+    EXPECT_EQ(j["statistics"]["textures"], 1);
+    EXPECT_EQ(j["tree"]["material"]["textures"]["diffuse"]["width"], 2);
 }
 
 TEST(KestrelApp, ConvertWritesThroughTheHandler) {

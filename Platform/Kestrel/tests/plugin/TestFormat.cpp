@@ -4,6 +4,8 @@
 //   ktst 1
 //   group NAME PARENT TX TY TZ
 //   mesh NAME PARENT N X Y Z ... (one polygon of N points)
+//   material NAME PARENT R G B TEXTURE (on the mesh of line PARENT; TEXTURE
+//                                       relative to the file, "-" for none)
 // PARENT is the index of an earlier line's node, -1 for the root (the first
 // line). With the handler option "upper" for "ktst", names are upper-cased.
 #include <cctype>
@@ -13,10 +15,12 @@
 #include <string>
 #include <vector>
 
+#include <kestrel/ksFile.h>
 #include <kestrel/ksLog.h>
 #include <kestrel/ksString.h>
 #include <kestrel/osg/Geometry.h>
 #include <kestrel/osg/SceneFileHandler.h>
+#include <kestrel/osg/UberMaterial.h>
 
 using namespace osg;
 
@@ -43,6 +47,26 @@ public:
         std::string kind, name;
         int parent = 0;
         while (is >> kind >> name >> parent) {
+            if (kind == "material") {
+                if (parent < 0 || static_cast<std::size_t>(parent) >= nodes.size())
+                    return NodePtr();
+                auto geo = GeometryPtr::dcast(nodes[std::size_t(parent)]->getCore());
+                Color3f c;
+                std::string texture;
+                if (!geo || !(is >> c[0] >> c[1] >> c[2] >> texture)) return NodePtr();
+                auto mat = UPlasticMaterial::create();
+                mat->setName(name);
+                mat->setDiffuseColor(c);
+                if (texture != "-") {
+                    auto img = Image::create();
+                    if (img->read(ksFile::join(ksFile::getDirName(fileName), texture))) {
+                        mat->setColorMap(img);
+                        mat->setUseColorTexture(true);
+                    }
+                }
+                geo->setMaterial(mat);
+                continue;
+            }
             if (upper)
                 for (char& c : name)
                     c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
