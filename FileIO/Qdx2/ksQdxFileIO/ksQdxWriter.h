@@ -19,7 +19,9 @@
 #include <string>
 #include <utility>
 
+#include <kestrel/osg/Geometry.h>
 #include <kestrel/osg/Node.h>
+#include <kestrel/osg/Surface.h>
 #include <kestrel/osg/Transform.h>
 #include <kestrel/osg/UberMaterial.h>
 #include <kestrel/osg/Vector.h>
@@ -27,8 +29,9 @@
 namespace qdxsdk {
 class QdxNode;
 class QdxNodeAttribute;
-class QdxTexture;
+class QdxMesh;
 class QdxNurbsSurface;
+class QdxTexture;
 } // namespace qdxsdk
 
 class ksQdxWriter {
@@ -49,16 +52,18 @@ private:
 
     bool write();
 
-    // Nodes and transforms.
+    // Nodes and transforms. convert() walks the subtree; convertNodeOnly()
+    // makes the SDK node of one scene-graph node without its children.
     qdxsdk::QdxNode* convert(const osg::NodePtr& node);
+    qdxsdk::QdxNode* convertNodeOnly(const osg::NodePtr& node);
+    void finishNode(const osg::NodePtr& node, qdxsdk::QdxNode* qdxNode);
     std::string getValidName(const char* name) const;
     qdxsdk::QdxNodeAttribute* getNodeAttribute(const osg::NodeCorePtr& core);
     void addNodeAttribute(const osg::NodeCorePtr& core, qdxsdk::QdxNodeAttribute* attribute);
     void updateCameraTargets();
     qdxsdk::QdxNode* convertTransform(const osg::NodePtr& node);
     void setTransform(osg::NodePtr node, qdxsdk::QdxNode* qdxNode, bool addPostRotation);
-    void setTransform(osg::TransformPtr transform, qdxsdk::QdxNode* qdxNode,
-                      bool addPostRotation);
+    void setTransform(osg::TransformPtr transform, qdxsdk::QdxNode* qdxNode, bool addPostRotation);
     osg::Vec3f calculatePostRotation(osg::Vec3f& rotation) const;
 
     // Cameras and lights.
@@ -66,12 +71,11 @@ private:
     qdxsdk::QdxNode* convertLight(const osg::NodePtr& node);
 
     // Geometry.
-    qdxsdk::QdxNode* convertGeometry(const osg::NodePtr& node);
-    qdxsdk::QdxNode* convertShell(const osg::NodePtr& node);
+    qdxsdk::QdxNode* convertMesh(const osg::NodePtr& node);
+    qdxsdk::QdxMesh* convertMesh(const osg::GeometryPtr& geometry, const char* name);
     qdxsdk::QdxNode* convertSurface(const osg::NodePtr& node);
+    qdxsdk::QdxNurbsSurface* convertSurface(const osg::SurfacePtr& surface, const char* name);
     qdxsdk::QdxNode* convertTrimmedSurface(const osg::NodePtr& node);
-    qdxsdk::QdxNurbsSurface* convertSurface(const osg::NodeCorePtr& surface,
-                                            const std::string& name);
 
     // Materials and textures.
     void convertMaterial(qdxsdk::QdxNode* qdxNode, const osg::NodePtr& node);

@@ -1,0 +1,890 @@
+// Export of a scene-graph subtree as a Qdx file: the driver and every
+// converter (nodes and transforms, geometry, materials and textures).
+#include "ksQdxWriter.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <vector>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QString>
+
+#include <kestrel/ksAnimManager.h>
+#include <kestrel/ksMaterials.h>
+#include <kestrel/ksNodeUtils.h>
+#include <kestrel/ksOpenSGExt.h>
+#include <kestrel/ksSceneDataManager.h>
+#include <kestrel/ksString.h>
+#include <kestrel/ksUberCameraPool.h>
+#include <kestrel/ksVersionInfo.h>
+#include <kestrel/osg/Group.h>
+#include <kestrel/osg/Image.h>
+#include <kestrel/osg/Material.h>
+#include <kestrel/osg/SceneFileHandler.h>
+#include <kestrel/osg/UberCamera.h>
+#include <kestrel/osg/UberLight.h>
+#include <kestrel/osg/UberMaterial.h>
+
+#include <qdxsdk/qdxsdk.h>
+
+#include "ksQdxMetaData.h"
+
+using namespace qdxsdk;
+
+struct ksQdxWriter::Data {
+    osg::NodePtr node;
+    std::string fileName;
+    std::string options;
+    bool exportVertexColors = false;
+    bool asciiFormat = false;
+    // Scene units to centimetres; multiplies every exported length.
+    double unitScaleFactor = 1.0;
+    QdxManager* manager = nullptr;
+    QdxScene* scene = nullptr;
+    // One SDK material per scene-graph material (a null entry: nothing to
+    // write for that material).
+    std::map<const osg::Material*, QdxSurfaceMaterial*> materialMap;
+    // One SDK attribute per shared node core.
+    std::map<const osg::NodeCore*, QdxNodeAttribute*> attributeMap;
+};
+
+namespace {
+
+// Console lines are flushed at once so that they interleave correctly with
+// the host's own output.
+void printLine(const std::string& text) {
+    std::fputs(text.c_str(), stdout);
+    std::fputc('\n', stdout);
+    std::fflush(stdout);
+}
+
+bool exportProgress(void*, float percentage, const char*) {
+    float p = percentage > 0.f ? percentage : 0.f;
+    osg::SceneFileHandler::the().updateWriteProgress(static_cast<unsigned>(p));
+    return true;
+}
+
+// The text behind the first occurrence of key ("" when the key is absent).
+bool findOption(const std::string& options, const char* key, std::string& value) {
+    std::size_t at = options.find(key);
+    if (at == std::string::npos) return false;
+    value = ksString::getStringOption(options.substr(at + std::strlen(key)));
+    return true;
+}
+
+QdxDouble3 toDouble3(const osg::Vec3f& v) {
+    return QdxDouble3(v[0], v[1], v[2]);
+}
+QdxVector4 toVector4(const osg::Vec3f& v, double scale = 1.0) {
+    return QdxVector4(v[0] * scale, v[1] * scale, v[2] * scale, 1.0);
+}
+
+std::string toStd(const QString& s) {
+    return s.toUtf8().toStdString();
+}
+
+const char* const kUVSetNames[5] = {"Material UV Set", "Lightmap UV Set", "UV Set 3", "UV Set 4",
+                                    "UV Set 5"};
+
+// Index of each control point's value in a property addressed by bit:
+// -1 where no triangle corner ties the two together. When the property
+// shares the positions' index (the usual case) that is the control point
+// itself, as long as the property is long enough.
+std::vector<osg::Int32> perControlPointIndex(const osg::Geometry& geo, osg::UInt16 bit,
+                                             osg::UInt32 valueCount, osg::UInt32 pointCount) {
+    std::vector<osg::Int32> at(pointCount, -1);
+    if (geo.findMappingIndex(bit) == geo.findMappingIndex(osg::MapPosition) &&
+        valueCount >= pointCount) {
+        for (osg::UInt32 i = 0; i < pointCount; ++i)
+            at[i] = static_cast<osg::Int32>(i);
+        return at;
+    }
+    for (auto it = geo.beginTriangles(), end = geo.endTriangles(); it != end; ++it)
+        for (int k = 0; k < 3; ++k) {
+            osg::UInt32 p = it.getPositionIndex(k);
+            osg::UInt32 v = it.getPropertyIndex(k, bit);
+            if (p < pointCount && v < valueCount) at[p] = static_cast<osg::Int32>(v);
+        }
+    return at;
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------
+// Driver
+
+ksQdxWriter::ksQdxWriter(const osg::NodePtr& node, const std::string& fileName,
+                         const std::string& options)
+    : _d(std::make_unique<Data>()) {
+    _d->node = node;
+    _d->fileName = fileName;
+    _d->options = options;
+}
+
+ksQdxWriter::ksQdxWriter(const ksQdxWriter& other)
+    : _d(std::make_unique<Data>(*other._d)), _nodeMap(other._nodeMap),
+      _targetMap(other._targetMap) {}
+
+ksQdxWriter& ksQdxWriter::operator=(const ksQdxWriter& other) {
+    if (this != &other) {
+        *_d = *other._d;
+        _nodeMap = other._nodeMap;
+        _targetMap = other._targetMap;
+    }
+    return *this;
+}
+
+ksQdxWriter::~ksQdxWriter() {
+    // Only an export interrupted by an exception leaves the SDK objects here.
+    if (_d->manager) _d->manager->Destroy();
+}
+
+bool ksQdxWriter::write(const osg::NodePtr& node, const std::string& fileName,
+                        const std::string& options) {
+    if (!node || fileName.empty()) return false;
+    try {
+        ksQdxWriter writer(node, fileName, options);
+        return writer.write();
+    } catch (const std::exception& e) {
+        std::printf("QDX export of '%s' failed: %s\n", fileName.c_str(), e.what());
+    } catch (...) {
+        std::printf("QDX export of '%s' failed\n", fileName.c_str());
+    }
+    std::fflush(stdout);
+    return false;
+}
+
+bool ksQdxWriter::write() {
+    Data& d = *_d;
+    d.manager = QdxManager::Create();
+    if (!d.manager) return false;
+    d.scene = QdxScene::Create(d.manager, "");
+    if (!d.scene) {
+        d.manager->Destroy();
+        d.manager = nullptr;
+        return false;
+    }
+
+    QdxDocumentInfo* info = QdxDocumentInfo::Create(d.manager, "");
+    info->LastSaved_ApplicationVendor.Set(QdxString("Norvale"));
+    info->LastSaved_ApplicationName.Set(QdxString("Kestrel"));
+    QString version =
+        QString::asprintf("%s %s", ksVersionInfo::the().getDisplayVersionYearString().c_str(),
+                          ksVersionInfo::the().getVersionsString().c_str());
+    info->LastSaved_ApplicationVersion.Set(QdxString(toStd(version)));
+    info->LastSaved_DateTime_GMT.Set(QdxDateTime::currentDateTimeGMT());
+    ksQdxMetaData::addMetadataToDocumentInfo(info, d.node);
+    d.scene->SetDocumentInfo(info);
+
+    printLine("save QDX scene");
+
+    std::string requestedVersion, formatWord;
+    if (!d.options.empty()) {
+        findOption(d.options, "qdx_version=", requestedVersion);
+        findOption(d.options, "qdx_format=", formatWord);
+        std::string unused;
+        if (findOption(d.options, "qdx_export_vertex_colors=", unused))
+            d.exportVertexColors = ksString::getBoolOption(d.options, "qdx_export_vertex_colors");
+    }
+    printLine("Try to write version: " + requestedVersion + " in format: " + formatWord +
+              " export vertex colors: " + (d.exportVertexColors ? "1" : "0"));
+
+    _nodeMap.clear();
+    _targetMap.clear();
+
+    // The format word counts only together with a version: without one the
+    // SDK's default writer is used.
+    if (formatWord.empty()) formatWord = "binary";
+    QdxIOPluginRegistry* registry = d.manager->GetIOPluginRegistry();
+    int chosenFormat = -1;
+    std::string chosenVersion;
+    for (int f = 0; f < registry->GetWriterFormatCount() && chosenFormat < 0; ++f) {
+        const char* description = registry->GetWriterFormatDescription(f);
+        if (!description || !std::strstr(description, formatWord.c_str()) ||
+            requestedVersion.empty())
+            continue;
+        for (const char** v = registry->GetWritableVersions(f); v && *v; ++v)
+            if (std::strstr(*v, requestedVersion.c_str())) {
+                chosenFormat = f;
+                chosenVersion = *v;
+                break;
+            }
+    }
+
+    QdxGlobalSettings& settings = d.scene->GetGlobalSettings();
+    ksSceneData* sceneData = ksSceneDataManager::getSceneData(0);
+    int unit = sceneData ? sceneData->getLengthUnit() : ksSceneData::Millimeter;
+    if (unit == ksSceneData::Meter) {
+        settings.SetOriginalSystemUnit(QdxSystemUnit::m);
+        d.unitScaleFactor = 100.0;
+    } else if (unit == ksSceneData::Centimeter) {
+        settings.SetOriginalSystemUnit(QdxSystemUnit::cm);
+        d.unitScaleFactor = 1.0;
+    } else {
+        settings.SetOriginalSystemUnit(QdxSystemUnit::mm);
+        d.unitScaleFactor = 0.1;
+    }
+    settings.SetSystemUnit(QdxSystemUnit::cm);
+    settings.SetAxisSystem(ksOpenSGExt::isCameraZUp() ? QdxAxisSystem::ToveZUp
+                                                      : QdxAxisSystem::ToveYUp);
+
+    ksAnimManager& anim = ksAnimManager::the();
+    QdxTime::EMode timeMode = QdxTime::ConvertFrameRateToTimeMode(anim.fps(), 1e-8);
+    settings.SetTimeMode(timeMode);
+    if (timeMode == QdxTime::eCustom) settings.SetCustomFrameRate(anim.fps());
+    QdxTime start, stop;
+    start.SetFrame(anim.fullRangeStart(), timeMode);
+    stop.SetFrame(anim.fullRangeEnd(), timeMode);
+    QdxTimeSpan span;
+    span.SetStart(start);
+    span.SetStop(stop);
+    settings.SetTimelineDefaultTimeSpan(span);
+
+    const char* description =
+        chosenFormat >= 0 ? registry->GetWriterFormatDescription(chosenFormat) : nullptr;
+    d.asciiFormat = description && std::strstr(description, "ascii");
+
+    ksAnimEvaluator::the().updateSceneAnimParentMap(d.node);
+    QdxNode* top = convert(d.node);
+    ksAnimEvaluator::the().updateSceneAnimParentMap(sceneData ? sceneData->getRootNode()
+                                                              : osg::NodePtr());
+
+    // The top node stands for the exported subtree: its children become the
+    // file's top-level nodes, it is not written itself.
+    if (top) {
+        QdxNode* root = d.scene->GetRootNode();
+        while (top->GetChildCount() > 0)
+            root->AddChild(top->GetChild(0));
+        _nodeMap.erase(d.node.get());
+        top->Destroy();
+    }
+
+    updateCameraTargets();
+
+    std::printf("Save QDX Scene, format: %d version: %s\n", chosenFormat, chosenVersion.c_str());
+    std::fflush(stdout);
+
+    QdxExporter* exporter = QdxExporter::Create(d.manager, "");
+    QdxIOSettings* ios = QdxIOSettings::Create(d.manager, "IOSRoot");
+    for (const char* path :
+         {"Export|AdvOptGrp|Qdx|Material", "Export|AdvOptGrp|Qdx|Texture",
+          "Export|AdvOptGrp|Qdx|Shape", "Export|AdvOptGrp|Qdx|Gobo",
+          "Export|AdvOptGrp|Qdx|Animation", "Export|AdvOptGrp|Qdx|Global_Settings"})
+        ios->SetBoolProp(path, true);
+
+    bool result = false;
+    if (!exporter->Initialize(d.fileName.c_str(), chosenFormat, ios)) {
+        std::printf("Call to QdxExporter::Initialize() failed.\n");
+        std::printf("Error returned: %s\n\n", exporter->GetStatus().GetErrorString());
+    } else if (!chosenVersion.empty() &&
+               !exporter->SetFileExportVersion(QdxString(chosenVersion), QdxSceneRenamer::eNone)) {
+        std::printf("Setting QDX Version failed.\n");
+        std::printf("Error returned: %s\n\n", exporter->GetStatus().GetErrorString());
+    } else {
+        exporter->SetProgressCallback(exportProgress, nullptr);
+        result = exporter->Export(d.scene, false);
+    }
+    std::fflush(stdout);
+    exporter->Destroy();
+
+    d.scene->ForceKill();
+    d.scene = nullptr;
+    d.manager->Destroy();
+    d.manager = nullptr;
+    d.materialMap.clear();
+    d.attributeMap.clear();
+    _nodeMap.clear();
+    _targetMap.clear();
+    return result;
+}
+
+// ---------------------------------------------------------------------------
+// Nodes and transforms
+
+std::string ksQdxWriter::getValidName(const char* name) const {
+    std::string text = name ? name : "";
+    // The text flavour reserves '%'.
+    return _d->asciiFormat ? ksString::replace(text, "%", "_") : text;
+}
+
+QdxNodeAttribute* ksQdxWriter::getNodeAttribute(const osg::NodeCorePtr& core) {
+    auto it = _d->attributeMap.find(core.get());
+    return it == _d->attributeMap.end() ? nullptr : it->second;
+}
+
+void ksQdxWriter::addNodeAttribute(const osg::NodeCorePtr& core, QdxNodeAttribute* attribute) {
+    QdxNodeAttribute*& slot = _d->attributeMap[core.get()];
+    if (!slot) slot = attribute;
+}
+
+QdxNode* ksQdxWriter::convert(const osg::NodePtr& node) {
+    QdxNode* top = convertNodeOnly(node);
+    if (!top) return nullptr;
+
+    // Depth first with an explicit stack, so that deep hierarchies cannot
+    // exhaust the call stack. A node is finished after all its children.
+    struct Frame {
+        osg::NodePtr node;
+        QdxNode* qdxNode;
+        osg::UInt32 next;
+        osg::SwitchPtr switchCore;
+    };
+    std::vector<Frame> stack;
+    stack.push_back({node, top, 0, osg::SwitchPtr::dcast(node->getCore())});
+    while (!stack.empty()) {
+        Frame& frame = stack.back();
+        if (frame.next >= frame.node->getNChildren()) {
+            finishNode(frame.node, frame.qdxNode);
+            stack.pop_back();
+            continue;
+        }
+        osg::UInt32 index = frame.next++;
+        osg::NodePtr child = frame.node->getChild(index);
+        QdxNode* qdxChild = convertNodeOnly(child);
+        if (!qdxChild) continue;
+        if (frame.switchCore && frame.switchCore->getChoice() != static_cast<osg::Int32>(index))
+            qdxChild->SetVisibility(false);
+        frame.qdxNode->AddChild(qdxChild);
+        // frame is invalid from here on.
+        stack.push_back({child, qdxChild, 0, osg::SwitchPtr::dcast(child->getCore())});
+    }
+    return top;
+}
+
+QdxNode* ksQdxWriter::convertNodeOnly(const osg::NodePtr& node) {
+    if (!node || !node->getCore() || ksNodeUtils::isLightTransforms(node)) return nullptr;
+    const std::string name = getValidName(ksNodeUtils::getName(node).c_str());
+    osg::NodeCorePtr core = node->getCore();
+
+    QdxNode* qdxNode = nullptr;
+    if (auto surface = osg::SurfacePtr::dcast(core)) {
+        qdxNode = surface->getNumCurves() != 0 ? convertTrimmedSurface(node) : convertSurface(node);
+    } else if (osg::GeometryPtr::dcast(core)) {
+        qdxNode = convertMesh(node);
+    } else if (osg::UberLightPtr::dcast(core)) {
+        qdxNode = convertLight(node);
+    } else if (osg::UberCameraPtr::dcast(core)) {
+        if (ksUberCameraUtils::isDefaultCamera(node)) return nullptr;
+        qdxNode = convertCamera(node);
+    } else if (osg::TransformPtr::dcast(core)) {
+        qdxNode = convertTransform(node);
+    }
+    // Content that cannot be written still keeps its place in the hierarchy.
+    if (!qdxNode) qdxNode = QdxNode::Create(_d->scene, name.c_str());
+
+    qdxNode->SetVisibility(node->getTraversalMask() == 0xFFFFFFFFu);
+    return qdxNode;
+}
+
+void ksQdxWriter::finishNode(const osg::NodePtr& node, QdxNode* qdxNode) {
+    _nodeMap.emplace(node.get(), qdxNode);
+    ksQdxMetaData::addMetaDataToQdxNode(qdxNode, node);
+}
+
+void ksQdxWriter::updateCameraTargets() {
+    for (const auto& [qdxNode, targets] : _targetMap) {
+        auto target = _nodeMap.find(targets.first);
+        if (target != _nodeMap.end()) qdxNode->SetTarget(target->second);
+        auto up = _nodeMap.find(targets.second);
+        if (up != _nodeMap.end()) qdxNode->SetTargetUp(up->second);
+    }
+}
+
+QdxNode* ksQdxWriter::convertTransform(const osg::NodePtr& node) {
+    if (!osg::TransformPtr::dcast(node->getCore())) return nullptr;
+    QdxNode* qdxNode =
+        QdxNode::Create(_d->scene, getValidName(ksNodeUtils::getName(node).c_str()).c_str());
+    setTransform(node, qdxNode, false);
+    return qdxNode;
+}
+
+void ksQdxWriter::setTransform(osg::NodePtr node, QdxNode* qdxNode, bool addPostRotation) {
+    osg::NodeCorePtr core = node->getCore();
+    osg::TransformPtr transform = osg::TransformPtr::dcast(core);
+    if (!transform)
+        if (auto drawable = osg::DrawablePtr::dcast(core)) transform = drawable->getTransform();
+    if (transform) setTransform(transform, qdxNode, addPostRotation);
+}
+
+void ksQdxWriter::setTransform(osg::TransformPtr transform, QdxNode* qdxNode,
+                               bool addPostRotation) {
+    const double s = _d->unitScaleFactor;
+    if (auto t3d = osg::Transform3DPtr::dcast(transform)) {
+        osg::Vec3f rotation = t3d->getEulerRotation();
+        const osg::Vec3f& orientation = t3d->getEulerRotationOrientation();
+        if (std::fabs(orientation[0]) > 1e-6f || std::fabs(orientation[1]) > 1e-6f ||
+            std::fabs(orientation[2]) > 1e-6f)
+            rotation = osg::Transform3D::convertQuatToEuler(t3d->getRotation(), 0);
+
+        const auto src = QdxNode::eSourcePivot;
+        qdxNode->SetPivotState(src, QdxNode::ePivotActive);
+        qdxNode->SetRotationOrder(src, eEulerXYZ);
+        const osg::Vec3f& t = t3d->getTranslation();
+        qdxNode->LclTranslation.Set(QdxDouble3(t[0] * s, t[1] * s, t[2] * s));
+        qdxNode->LclRotation.Set(toDouble3(rotation));
+        qdxNode->LclScaling.Set(toDouble3(t3d->getScale()));
+        qdxNode->SetScalingPivot(src, toVector4(t3d->getScalePivot(), s));
+        qdxNode->SetRotationPivot(src, toVector4(t3d->getRotatePivot(), s));
+        qdxNode->SetScalingOffset(src, toVector4(t3d->getScalePivotTranslation(), s));
+        qdxNode->SetRotationOffset(src, toVector4(t3d->getRotatePivotTranslation(), s));
+        qdxNode->SetPreRotation(src, QdxVector4(0, 0, 0));
+        qdxNode->SetPostRotation(src,
+                                 addPostRotation ? QdxVector4(-90, 0, 0) : QdxVector4(0, 0, 0));
+        return;
+    }
+    // A plain matrix: both matrices keep the translation in their fourth
+    // storage vector, so the elements copy one to one.
+    osg::Matrix m = transform->getMatrix();
+    QdxAMatrix a;
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            a.m[i][j] = m[i][j];
+    for (int j = 0; j < 3; ++j)
+        a.m[3][j] *= s;
+    QdxVector4 t = a.GetT(), r = a.GetR(), sc = a.GetS();
+    qdxNode->LclTranslation.Set(QdxDouble3(t[0], t[1], t[2]));
+    qdxNode->LclRotation.Set(QdxDouble3(r[0], r[1], r[2]));
+    qdxNode->LclScaling.Set(QdxDouble3(sc[0], sc[1], sc[2]));
+}
+
+osg::Vec3f ksQdxWriter::calculatePostRotation(osg::Vec3f& rotation) const {
+    if (rotation[0] == 0.f && rotation[1] == 0.f && rotation[2] == 0.f) return osg::Vec3f();
+    const double pi = 3.1415927;
+    auto axis = [&](int a) {
+        double half = rotation[a] * pi / 360.0;
+        double q[4] = {0, 0, 0, std::cos(half)};
+        q[a] = std::sin(half);
+        return QdxQuaternion(q[0], q[1], q[2], q[3]);
+    };
+    QdxAMatrix m;
+    m.SetQ(axis(2) * axis(1) * axis(0));
+    QdxQuaternion q = m.GetQ();
+    double x = q[0], y = q[1], z = q[2], w = q[3];
+    double sinY = -2.0 * (x * z - w * y);
+    sinY = sinY < -1.0 ? -1.0 : (sinY > 1.0 ? 1.0 : sinY);
+    double rx = std::atan2(2.0 * (y * z + w * x), w * w - x * x - y * y + z * z);
+    double ry = std::asin(sinY);
+    double rz = std::atan2(2.0 * (x * y + w * z), w * w + x * x - y * y - z * z);
+    auto deg = [&](double r) { return static_cast<osg::Real32>(r / (2.0 * pi) * 360.0); };
+    return osg::Vec3f(deg(rx), deg(ry), deg(rz));
+}
+
+// ---------------------------------------------------------------------------
+// Cameras and lights: written as plain nodes for now.
+
+QdxNode* ksQdxWriter::convertCamera(const osg::NodePtr&) {
+    return nullptr;
+}
+
+QdxNode* ksQdxWriter::convertLight(const osg::NodePtr&) {
+    return nullptr;
+}
+
+// ---------------------------------------------------------------------------
+// Geometry
+
+QdxNode* ksQdxWriter::convertMesh(const osg::NodePtr& node) {
+    auto geometry = osg::GeometryPtr::dcast(node->getCore());
+    if (!geometry) return nullptr;
+    const std::string nodeName = ksNodeUtils::getName(node);
+    const std::string name = getValidName(nodeName.c_str());
+
+    if (ksNodeUtils::isShellGeometry(node)) {
+        // The surfaces below carry the content; the shell only places them.
+        QdxNode* qdxNode = QdxNode::Create(_d->scene, name.c_str());
+        if (auto t3d = osg::Transform3DPtr::dcast(geometry->getTransform()))
+            setTransform(osg::TransformPtr(t3d), qdxNode, false);
+        return qdxNode;
+    }
+
+    QdxMesh* mesh = convertMesh(geometry, nodeName.c_str());
+    if (!mesh) return nullptr;
+    QdxNode* qdxNode = QdxNode::Create(_d->scene, name.c_str());
+    qdxNode->SetNodeAttribute(mesh);
+    convertMaterial(qdxNode, node);
+    if (auto t3d = osg::Transform3DPtr::dcast(geometry->getTransform()))
+        setTransform(osg::TransformPtr(t3d), qdxNode, false);
+    return qdxNode;
+}
+
+QdxMesh* ksQdxWriter::convertMesh(const osg::GeometryPtr& geometry, const char* name) {
+    if (QdxNodeAttribute* shared = getNodeAttribute(geometry))
+        if (QdxMesh* mesh = QdxCast<QdxMesh>(shared)) return mesh;
+
+    auto positions = osg::GeoPositions3fPtr::dcast(geometry->getPositions());
+    if (!positions || positions->size() < 3) return nullptr;
+    const osg::Geometry& geo = *geometry;
+    const auto& points = positions->getField();
+    const osg::UInt32 count = positions->size();
+    const double s = _d->unitScaleFactor;
+
+    QdxMesh* mesh = QdxMesh::Create(_d->scene, getValidName(name).c_str());
+    mesh->InitControlPoints(static_cast<int>(count));
+    QdxVector4* cp = mesh->GetControlPoints();
+    for (osg::UInt32 i = 0; i < count; ++i)
+        cp[i] = QdxVector4(points[i][0] * s, points[i][1] * s, points[i][2] * s, 1.0);
+
+    // Only triangles whose corners all name existing positions are written.
+    auto cornersValid = [&](const osg::TriangleIterator& it) {
+        return it.getPositionIndex(0) < count && it.getPositionIndex(1) < count &&
+               it.getPositionIndex(2) < count;
+    };
+    osg::UInt64 triangles = 0;
+    for (auto it = geo.beginTriangles(), end = geo.endTriangles(); it != end; ++it)
+        if (cornersValid(it)) ++triangles;
+    if (triangles == 0 || triangles * 3 > 0x7FFFFFFFull) return nullptr;
+
+    if (mesh->GetLayerCount() == 0) mesh->CreateLayer();
+    QdxLayer* layer0 = mesh->GetLayer(0);
+    auto* materials = QdxLayerElementMaterial::Create(mesh, "");
+    materials->SetMappingMode(QdxLayerElement::eAllSame);
+    materials->SetReferenceMode(QdxLayerElement::eIndexToDirect);
+    materials->GetIndexArray().Add(0);
+    layer0->SetMaterials(materials);
+
+    if (auto normals = osg::GeoNormals3fPtr::dcast(geometry->getNormals())) {
+        const auto& values = normals->getField();
+        std::vector<osg::Int32> at =
+            perControlPointIndex(geo, osg::MapNormal, normals->size(), count);
+        auto* element = QdxLayerElementNormal::Create(mesh, "");
+        element->SetMappingMode(QdxLayerElement::eByControlPoint);
+        element->SetReferenceMode(QdxLayerElement::eDirect);
+        auto& direct = element->GetDirectArray();
+        direct.Resize(static_cast<int>(count));
+        double* out = direct.GetDoubles();
+        for (osg::UInt32 i = 0; i < count; ++i, out += 4) {
+            if (at[i] < 0) {
+                out[0] = out[1] = out[2] = 0.0;
+            } else {
+                const osg::Vec3f& n = values[static_cast<std::size_t>(at[i])];
+                out[0] = n[0];
+                out[1] = n[1];
+                out[2] = n[2];
+            }
+            out[3] = 1.0;
+        }
+        layer0->SetNormals(element);
+    }
+
+    for (osg::UInt32 slot = 0; slot < 5; ++slot) {
+        osg::GeoTexCoordsPtr coords = geometry->getTexSlot(slot);
+        if (!coords) continue;
+        const osg::UInt32 dim = coords->getDimension();
+        if (dim < 2 || dim > 4 || coords->getElementSize() != dim * sizeof(float)) continue;
+        while (mesh->GetLayerCount() <= static_cast<int>(slot))
+            mesh->CreateLayer();
+        auto* element = QdxLayerElementUV::Create(mesh, kUVSetNames[slot]);
+        element->SetMappingMode(QdxLayerElement::eByControlPoint);
+        element->SetReferenceMode(QdxLayerElement::eDirect);
+        std::vector<osg::Int32> at =
+            perControlPointIndex(geo, osg::mapTexCoordsBit(slot), coords->size(), count);
+        const float* values = static_cast<const float*>(coords->getData());
+        auto& direct = element->GetDirectArray();
+        direct.Resize(static_cast<int>(count));
+        double* out = direct.GetDoubles();
+        for (osg::UInt32 i = 0; i < count; ++i, out += 2) {
+            if (at[i] < 0) {
+                out[0] = out[1] = 0.0;
+            } else {
+                const float* uv = values + static_cast<std::size_t>(at[i]) * dim;
+                out[0] = uv[0];
+                out[1] = uv[1];
+            }
+        }
+        mesh->GetLayer(static_cast<int>(slot))->SetUVs(element, QdxLayerElement::eTextureDiffuse);
+    }
+
+    if (_d->exportVertexColors) {
+        if (auto occlusion = osg::GeoTexCoords4fPtr::dcast(geometry->getTexCoords7())) {
+            const auto& values = occlusion->getField();
+            std::vector<osg::Int32> at =
+                perControlPointIndex(geo, osg::MapTexCoords7, occlusion->size(), count);
+            auto* element = QdxLayerElementVertexColor::Create(mesh, "AmbientOcclusionData");
+            element->SetMappingMode(QdxLayerElement::eByControlPoint);
+            element->SetReferenceMode(QdxLayerElement::eDirect);
+            auto& direct = element->GetDirectArray();
+            direct.Resize(static_cast<int>(count));
+            double* out = direct.GetDoubles();
+            for (osg::UInt32 i = 0; i < count; ++i, out += 4) {
+                if (at[i] < 0) {
+                    out[0] = out[1] = out[2] = 0.0;
+                    out[3] = 1.0;
+                    continue;
+                }
+                const osg::Vec4f& c = values[static_cast<std::size_t>(at[i])];
+                for (int k = 0; k < 4; ++k)
+                    out[k] = c[k];
+            }
+            layer0->SetVertexColors(element);
+        }
+    }
+
+    mesh->ReservePolygonCount(static_cast<int>(triangles));
+    mesh->ReservePolygonVertexCount(static_cast<int>(triangles * 3));
+    for (auto it = geo.beginTriangles(), end = geo.endTriangles(); it != end; ++it) {
+        if (!cornersValid(it)) continue;
+        mesh->BeginPolygon(-1, -1, -1, true);
+        for (int k = 0; k < 3; ++k)
+            mesh->AddPolygon(static_cast<int>(it.getPositionIndex(k)));
+        mesh->EndPolygon();
+    }
+
+    addNodeAttribute(geometry, mesh);
+    return mesh;
+}
+
+QdxNode* ksQdxWriter::convertSurface(const osg::NodePtr& node) {
+    auto surface = osg::SurfacePtr::dcast(node->getCore());
+    if (!surface) return nullptr;
+    const std::string nodeName = ksNodeUtils::getName(node);
+    QdxNurbsSurface* nurbs = convertSurface(surface, nodeName.c_str());
+    if (!nurbs) return nullptr;
+    QdxNode* qdxNode = QdxNode::Create(_d->scene, getValidName(nodeName.c_str()).c_str());
+    qdxNode->SetNodeAttribute(nurbs);
+    if (nurbs->GetLayerCount() == 0) nurbs->CreateLayer();
+    if (!nurbs->GetLayer(0)->GetMaterials()) {
+        auto* materials = QdxLayerElementMaterial::Create(nurbs, "");
+        materials->SetMappingMode(QdxLayerElement::eAllSame);
+        materials->SetReferenceMode(QdxLayerElement::eIndexToDirect);
+        materials->GetIndexArray().Add(0);
+        nurbs->GetLayer(0)->SetMaterials(materials);
+    }
+    convertMaterial(qdxNode, node);
+    setTransform(node, qdxNode, false);
+    return qdxNode;
+}
+
+QdxNurbsSurface* ksQdxWriter::convertSurface(const osg::SurfacePtr& surface, const char* name) {
+    const osg::UInt32 degreeU = surface->getDimU(), degreeV = surface->getDimV();
+    const auto& knotsU = surface->getKnotsU();
+    const auto& knotsV = surface->getKnotsV();
+    auto points = surface->getControlPoints();
+    if (degreeU > 64 || degreeV > 64 || knotsU.size() < degreeU + 2 ||
+        knotsV.size() < degreeV + 2 || !points)
+        return nullptr;
+    const std::size_t countU = knotsU.size() - degreeU - 1;
+    const std::size_t countV = knotsV.size() - degreeV - 1;
+    const auto& values = points->getField();
+    if (countU * countV != values.size() || values.size() > 0x7FFFFFFFu) return nullptr;
+    for (const auto& p : values)
+        if (p[3] == 0.f) return nullptr;
+
+    QdxNurbsSurface* nurbs = QdxNurbsSurface::Create(_d->scene, getValidName(name).c_str());
+    nurbs->SetOrder(static_cast<int>(degreeU + 1), static_cast<int>(degreeV + 1));
+    nurbs->InitControlPoints(static_cast<int>(countU), QdxNurbsSurface::eOpen,
+                             static_cast<int>(countV), QdxNurbsSurface::eOpen);
+    const double s = _d->unitScaleFactor;
+    QdxVector4* cp = nurbs->GetControlPoints();
+    for (std::size_t u = 0; u < countU; ++u)
+        for (std::size_t v = 0; v < countV; ++v) {
+            const osg::Vec4f& p = values[u * countV + v];
+            const double w = p[3];
+            cp[v * countU + u] = QdxVector4(p[0] * s / w, p[1] * s / w, p[2] * s / w, w);
+        }
+    double* outU = nurbs->GetUKnotVector();
+    for (std::size_t i = 0; i < knotsU.size(); ++i)
+        outU[i] = knotsU[i];
+    double* outV = nurbs->GetVKnotVector();
+    for (std::size_t i = 0; i < knotsV.size(); ++i)
+        outV[i] = knotsV[i];
+    return nurbs;
+}
+
+QdxNode* ksQdxWriter::convertTrimmedSurface(const osg::NodePtr& node) {
+    auto surface = osg::SurfacePtr::dcast(node->getCore());
+    if (!surface) return nullptr;
+    const std::string nodeName = ksNodeUtils::getName(node);
+    const std::string name = getValidName(nodeName.c_str());
+
+    QdxTrimNurbsSurface* trimmed = QdxCast<QdxTrimNurbsSurface>(getNodeAttribute(surface));
+    if (!trimmed) {
+        const auto& perLoop = surface->getCurvesPerLoop();
+        const auto& degrees = surface->getDimensions();
+        const auto& knotLengths = surface->getKnotLengths();
+        const auto& knots = surface->getKnots();
+        const auto& curvePoints = surface->getCurveControlPoints();
+        const std::size_t curves = surface->getNumCurves();
+        if (knotLengths.size() < curves) return nullptr;
+
+        QdxNurbsSurface* nurbs = convertSurface(surface, nodeName.c_str());
+        if (!nurbs) return nullptr;
+        trimmed = QdxTrimNurbsSurface::Create(_d->scene, name.c_str());
+        trimmed->SetNurbsSurface(nurbs);
+        trimmed->BeginTrimRegion();
+        std::size_t curve = 0, knotAt = 0, pointAt = 0;
+        for (std::size_t loop = 0; loop < perLoop.size() && curve < curves; ++loop) {
+            auto* boundary = QdxBoundary::Create(_d->scene, "");
+            for (osg::UInt32 c = 0; c < perLoop[loop] && curve < curves; ++c, ++curve) {
+                const std::size_t degree = degrees[curve];
+                const std::size_t knotCount = knotLengths[curve];
+                if (degree > 64 || knotCount < degree + 2 || knotAt + knotCount > knots.size())
+                    break;
+                const std::size_t pointCount = knotCount - degree - 1;
+                if (pointAt + pointCount > curvePoints.size()) break;
+                auto* nurbsCurve = QdxNurbsCurve::Create(_d->scene, "");
+                nurbsCurve->SetDimension(QdxNurbsCurve::e2D);
+                nurbsCurve->InitControlPoints(static_cast<int>(pointCount), QdxNurbsCurve::eOpen);
+                nurbsCurve->SetOrder(static_cast<int>(degree + 1));
+                QdxVector4* cp = nurbsCurve->GetControlPoints();
+                for (std::size_t i = 0; i < pointCount; ++i) {
+                    const osg::Pnt3f& p = curvePoints[pointAt + i];
+                    const double w = p[2] != 0.f ? p[2] : 1.0;
+                    cp[i] = QdxVector4(p[0] / w, p[1] / w, 0.0, p[2]);
+                }
+                double* out = nurbsCurve->GetKnotVector();
+                for (std::size_t i = 0; i < knotCount; ++i)
+                    out[i] = knots[knotAt + i];
+                knotAt += knotCount;
+                pointAt += pointCount;
+                boundary->AddCurve(nurbsCurve);
+            }
+            trimmed->AddBoundary(boundary);
+        }
+        trimmed->EndTrimRegion();
+        addNodeAttribute(surface, trimmed);
+    }
+
+    QdxNode* qdxNode = QdxNode::Create(_d->scene, name.c_str());
+    qdxNode->SetNodeAttribute(trimmed);
+    convertMaterial(qdxNode, node);
+    setTransform(node, qdxNode, false);
+    return qdxNode;
+}
+
+// ---------------------------------------------------------------------------
+// Materials and textures
+
+void ksQdxWriter::convertMaterial(QdxNode* qdxNode, const osg::NodePtr& node) {
+    osg::MaterialPtr material = ksMaterials::getRealMaterial(ksNodeUtils::getRealMaterial(node));
+    if (!material) return;
+    auto known = _d->materialMap.find(material.get());
+    if (known != _d->materialMap.end()) {
+        if (known->second) qdxNode->AddMaterial(known->second);
+        return;
+    }
+    const std::string name = getValidName(ksMaterials::getName(material).c_str());
+
+    // Measured and BRDF-driven materials have no Phong equivalent: only their
+    // name is kept. Plastic materials (derived from the BRDF class) do carry
+    // Phong-like colours and are written in full below.
+    const osg::FieldContainerType& type = material->getType();
+    if (type == osg::UBRDFMaterial::getClassType() ||
+        type == osg::UXRiteMeasuredMaterial::getClassType()) {
+        QdxSurfacePhong* phong = QdxSurfacePhong::Create(_d->scene, name.c_str());
+        qdxNode->AddMaterial(phong);
+        _d->materialMap[material.get()] = phong;
+        ksQdxMetaData::addMetaDataToQdxMaterial(phong, material);
+        return;
+    }
+
+    osg::Color3f ambient, diffuse, emissive, specular, transparent;
+    double shininess = 0.0;
+    QdxTexture* diffuseTexture = nullptr;
+    QdxTexture* specularTexture = nullptr;
+    QdxTexture* emissiveTexture = nullptr;
+    QdxTexture* transparencyTexture = nullptr;
+    auto textureOf = [&](const osg::ColorComponentSettingsPtr& channel) -> QdxTexture* {
+        if (!channel || !channel->getUseTexture() || !channel->getImage()) return nullptr;
+        return convertTexture(channel->getImage(), channel);
+    };
+
+    if (auto uber = osg::UberMaterialPtr::dcast(material)) {
+        ambient = uber->getAmbienceColor();
+        diffuse = uber->getDiffuseColor();
+        specular = uber->getSpecularColor();
+        osg::Color4f incandescence = uber->getIncandescenceColor();
+        emissive =
+            osg::Color3f(incandescence[0] * incandescence[3], incandescence[1] * incandescence[3],
+                         incandescence[2] * incandescence[3]);
+        transparent = uber->getSeeThrough();
+        shininess = uber->getShininess();
+        diffuseTexture = textureOf(uber->getDiffuseComponentSettings());
+        specularTexture = textureOf(uber->getUseGlossy() ? uber->getGlossyComponentSettings()
+                                                         : uber->getSpecularComponentSettings());
+        emissiveTexture = textureOf(uber->getIncandescenceComponentSettings());
+        transparencyTexture = textureOf(uber->getTransparencyComponentSettings());
+    } else {
+        auto chunkMaterial = osg::ChunkMaterialPtr::dcast(material);
+        osg::MaterialChunkPtr chunk =
+            chunkMaterial ? chunkMaterial->getMaterialChunk() : osg::MaterialChunkPtr();
+        if (!chunk) {
+            _d->materialMap[material.get()] = nullptr;
+            return;
+        }
+        auto rgb = [](const osg::Color4f& c) { return osg::Color3f(c[0], c[1], c[2]); };
+        emissive = rgb(chunk->getEmission());
+        ambient = rgb(chunk->getAmbient());
+        specular = rgb(chunk->getSpecular());
+        diffuse = rgb(chunk->getDiffuse());
+        shininess = chunk->getShininess();
+        transparent = osg::Color3f(0.f, 0.f, 0.f);
+    }
+
+    QdxSurfacePhong* phong = QdxSurfacePhong::Create(_d->scene, name.c_str());
+    phong->Ambient.Set(toDouble3(ambient));
+    phong->AmbientFactor.Set(1.0);
+    phong->Diffuse.Set(toDouble3(diffuse));
+    phong->DiffuseFactor.Set(1.0);
+    phong->Emissive.Set(toDouble3(emissive));
+    phong->EmissiveFactor.Set(1.0);
+    phong->Specular.Set(toDouble3(specular));
+    phong->SpecularFactor.Set(1.0);
+    phong->Shininess.Set(shininess);
+    phong->TransparencyFactor.Set(0.0);
+    phong->TransparentColor.Set(toDouble3(transparent));
+    phong->ShadingModel.Set(QdxString("Phong"));
+    qdxNode->AddMaterial(phong);
+
+    auto connect = [&](QdxProperty& property, QdxTexture* texture) {
+        if (!texture) return;
+        property.ConnectSrcObject(texture);
+        qdxNode->SetShadingMode(QdxNode::eTextureShading);
+    };
+    connect(phong->Diffuse, diffuseTexture);
+    connect(phong->Emissive, emissiveTexture);
+    connect(phong->Specular, specularTexture);
+    if (transparencyTexture) phong->TransparencyFactor.Set(1.0);
+    connect(phong->TransparentColor, transparencyTexture);
+
+    _d->materialMap[material.get()] = phong;
+    ksQdxMetaData::addMetaDataToQdxMaterial(phong, material);
+}
+
+QdxTexture* ksQdxWriter::convertTexture(const osg::ImagePtr& image,
+                                        const osg::ColorComponentSettingsPtr& settings) {
+    if (!image) return nullptr;
+    const QString folder =
+        QDir::toNativeSeparators(QFileInfo(QString::fromStdString(_d->fileName)).absolutePath() +
+                                 QDir::separator() + "Textures");
+    QDir dir(folder);
+    if (!dir.exists()) QDir().mkdir(folder);
+
+    const QString fileName = QFileInfo(QString::fromStdString(image->getName())).fileName();
+    const QString path = QDir::toNativeSeparators(folder + QDir::separator() + fileName);
+    QdxFileTexture* texture = QdxFileTexture::Create(_d->scene, toStd(fileName).c_str());
+    texture->SetFileName(toStd(path).c_str());
+    texture->SetRelativeFileName(
+        toStd(QFileInfo(QString::fromStdString(_d->fileName)).dir().relativeFilePath(path))
+            .c_str());
+    // A failed write leaves the texture naming a missing file; the export
+    // itself goes on.
+    image->write(toStd(path));
+
+    texture->SetTextureUse(QdxTexture::eStandard);
+    texture->SetMappingType(QdxTexture::eUV);
+    texture->SetMaterialUse(QdxFileTexture::eModelMaterial);
+    texture->SetSwapUV(false);
+    if (settings) {
+        const osg::Vec2f& repeat = settings->getRepeat();
+        const osg::Vec2f& offset = settings->getOffset();
+        const float translationU = 0.5f - offset[0] * repeat[0] - repeat[0] / 2.f;
+        const float translationV = 0.5f - offset[1] * repeat[1] - repeat[1] / 2.f;
+        texture->SetScale(repeat[0], repeat[1]);
+        texture->SetTranslation(translationU, translationV);
+        texture->SetRotation(0.0, 0.0, static_cast<float>(settings->getRotate()));
+    }
+    return texture;
+}
