@@ -1,6 +1,7 @@
 #include "scene_builder.h"
 
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -432,6 +433,9 @@ std::string ReadAll(const std::string& path) {
 }
 
 void WriteAll(const std::string& path, const std::string& bytes) {
+    // A new file rather than a truncated one: file systems flush truncated
+    // files on close, which makes loops of rewrites crawl.
+    std::remove(path.c_str());
     std::ofstream f(path, std::ios::binary);
     f.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }

@@ -241,3 +241,82 @@ TEST(Time, TicksFramesAndModes) {
     EXPECT_FALSE(d.fromString("yesterday"));
     EXPECT_EQ(d.day(), 29);
 }
+
+TEST_F(Animation, ReducerOptionsAndSpan) {
+    auto flat = [&](const char* name) {
+        QdxAnimCurve* c = QdxAnimCurve::Create(scene, name);
+        for (int i = 0; i < 5; ++i)
+            c->KeySet(c->KeyAdd(Sec(i)), Sec(i), 2.0, QdxAnimCurveDef::eInterpolationCubic,
+                      i == 2 ? QdxAnimCurveDef::eTangentUser : QdxAnimCurveDef::eTangentAuto);
+        return c;
+    };
+    QdxAnimCurveFilterConstantKeyReducer r;
+    QdxAnimCurve* a = flat("a");
+    r.SetKeepNotPureAutoKeys(true);
+    r.SetKeepOneKey(true);
+    r.Apply(a);
+    ASSERT_EQ(a->KeyGetCount(), 1);
+    EXPECT_EQ(a->KeyGetTime(0), Sec(2)); // the hand-made key survives
+    QdxAnimCurve* b = flat("b");
+    r.SetKeepNotPureAutoKeys(false);
+    r.SetStartTime(Sec(2.5));
+    r.Apply(b);
+    EXPECT_EQ(b->KeyGetCount(), 3); // keys before the span stay, those inside go
+    // Without keep-one-key a flat curve empties and its channel keeps the value.
+    QdxAnimCurveNode* cn = node->LclTranslation.GetCurveNode(base, true);
+    QdxAnimCurve* c = cn->CreateCurve("c", 1);
+    for (int i = 0; i < 3; ++i)
+        c->KeySet(c->KeyAdd(Sec(i)), Sec(i), 6.0, QdxAnimCurveDef::eInterpolationLinear);
+    QdxAnimCurveFilterConstantKeyReducer dropAll;
+    dropAll.Apply(*cn);
+    EXPECT_EQ(c->KeyGetCount(), 0);
+    EXPECT_EQ(cn->GetChannelValue(1, 0.0), 6.0);
+    EXPECT_EQ(node->EvaluateLocalTranslation(Sec(1))[1], 6.0);
+}
+
+TEST_F(Animation, ResamplerModes) {
+    QdxAnimCurve* c = QdxAnimCurve::Create(scene, "c");
+    double times[] = {0.01, 0.3};
+    for (double t : times)
+        c->KeySet(c->KeyAdd(Sec(t)), Sec(t), t * 10, QdxAnimCurveDef::eInterpolationLinear);
+    QdxAnimCurveFilterResample r;
+    QdxTime period;
+    period.SetSecondDouble(0.1);
+    r.SetPeriodTime(period);
+    r.SetIntelligentMode(true);
+    r.Apply(*c);
+    // Frames 0.1, 0.2, 0.3 plus the original 0.01.
+    ASSERT_EQ(c->KeyGetCount(), 4);
+    EXPECT_EQ(c->KeyGetTime(0), Sec(0.01));
+    EXPECT_NEAR(c->Evaluate(Sec(0.2)), 2.0, 1e-12);
+    QdxAnimCurve* d = QdxAnimCurve::Create(scene, "d");
+    for (double t : times)
+        d->KeySet(d->KeyAdd(Sec(t)), Sec(t), t * 10, QdxAnimCurveDef::eInterpolationLinear);
+    QdxAnimCurveFilterResample plain;
+    plain.SetPeriodTime(period);
+    plain.Apply(*d); // from the first key every period, then the last key
+    ASSERT_EQ(d->KeyGetCount(), 4);
+    EXPECT_EQ(d->KeyGetTime(0), Sec(0.01));
+    EXPECT_EQ(d->KeyGetTime(3), Sec(0.3));
+}
+
+TEST_F(Animation, CurveNodesFollowThePropertyType) {
+    QdxLight* light = QdxLight::Create(scene, "light");
+    QdxAnimCurveNode* color = light->Color.GetCurveNode(base, true);
+    ASSERT_EQ(color->GetChannelsCount(), 3u);
+    EXPECT_EQ(color->GetChannelName(0), QdxString("R"));
+    EXPECT_EQ(color->GetChannelValue(0, -1.0), 1.0); // starts at the property's value
+    EXPECT_EQ(light->Color.GetCurveNode(base, true), color);
+    QdxAnimCurveNode* intensity = light->Intensity.GetCurveNode(base, true);
+    EXPECT_EQ(intensity->GetChannelsCount(), 1u);
+    EXPECT_FALSE(intensity->IsAnimated());
+    QdxAnimCurve* c = light->Intensity.GetCurve(base, nullptr, true);
+    c->KeySet(c->KeyAdd(Sec(0)), Sec(0), 10.0, QdxAnimCurveDef::eInterpolationLinear);
+    c->KeySet(c->KeyAdd(Sec(1)), Sec(1), 30.0, QdxAnimCurveDef::eInterpolationLinear);
+    EXPECT_TRUE(intensity->IsAnimated());
+    EXPECT_EQ(intensity->GetAnimatedProperty(), light->Intensity);
+    EXPECT_DOUBLE_EQ(light->Intensity.EvaluateValue(Sec(0.5)), 20.0);
+    EXPECT_EQ(light->Intensity.Get(), 100.0); // the static value is untouched
+    QdxProperty text = QdxProperty::Create(light, QdxStringDT, "text");
+    EXPECT_EQ(text.GetCurveNode(base, true), nullptr); // not animatable
+}

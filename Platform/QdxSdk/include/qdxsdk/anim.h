@@ -174,6 +174,9 @@ class QdxAnimCurveFilter {
 public:
     virtual ~QdxAnimCurveFilter() = default;
     virtual bool Apply(QdxAnimCurve& curve, QdxStatus* status = nullptr) = 0;
+    bool Apply(QdxAnimCurve* curve, QdxStatus* status = nullptr) {
+        return curve && Apply(*curve, status);
+    }
     bool Apply(QdxAnimCurve** curves, int count, QdxStatus* status = nullptr);
     bool Apply(QdxAnimCurveNode& node, QdxStatus* status = nullptr);
     bool Apply(QdxAnimStack* stack, QdxStatus* status = nullptr);

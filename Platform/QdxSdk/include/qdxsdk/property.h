@@ -128,6 +128,13 @@ public:
 
     bool GetFlag(QdxPropertyFlags::EFlags flag) const;
     bool ModifyFlag(QdxPropertyFlags::EFlags flag, bool value);
+    // The same with a flag given as its number (16: user-defined).
+    bool GetFlag(unsigned int flag) const {
+        return GetFlag(static_cast<QdxPropertyFlags::EFlags>(flag));
+    }
+    bool ModifyFlag(unsigned int flag, bool value) {
+        return ModifyFlag(static_cast<QdxPropertyFlags::EFlags>(flag), value);
+    }
     unsigned int GetFlags() const;
     void SetFlags(unsigned int flags);
 
