@@ -1,0 +1,1187 @@
+#include "ksQdxLoader.h"
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <mutex>
+#include <thread>
+
+#include <kestrel/ksAnimManager.h>
+#include <kestrel/ksFile.h>
+#include <kestrel/ksInterfaceFactory.h>
+#include <kestrel/ksLog.h>
+#include <kestrel/ksMaterials.h>
+#include <kestrel/ksNodeUtils.h>
+#include <kestrel/ksOpenSGUtils.h>
+#include <kestrel/ksOptimize.h>
+#include <kestrel/ksSceneDataManager.h>
+#include <kestrel/ksString.h>
+#include <kestrel/osg/Matrix.h>
+#include <kestrel/osg/SceneFileHandler.h>
+#include <kestrel/osg/Transform.h>
+#include <kestrel/osg/UberLight.h>
+
+#include "ksQdxMetaData.h"
+#include "qdxsdk/qdxsdk.h"
+
+using namespace qdxsdk;
+
+namespace {
+
+constexpr int kPolygonType = 9;
+constexpr QdxLayerElement::EType kDiffuseUV = QdxLayerElement::eTextureDiffuse;
+
+// SDK nodes that carry one attribute, and whether they may share its
+// conversion.
+struct InstanceEntry {
+    bool instancing = true;
+    std::vector<QdxNode*> nodes;
+};
+
+osg::Vec3f toVec3f(const QdxVector4& v) {
+    return osg::Vec3f(static_cast<float>(v[0]), static_cast<float>(v[1]), static_cast<float>(v[2]));
+}
+
+osg::Vec3f toVec3f(const QdxVector4& v, double scale) {
+    return osg::Vec3f(static_cast<float>(v[0] * scale), static_cast<float>(v[1] * scale),
+                      static_cast<float>(v[2] * scale));
+}
+
+bool sameVector(const QdxVector4& a, const QdxVector4& b) {
+    return a[0] == b[0] && a[1] == b[1] && a[2] == b[2] && a[3] == b[3];
+}
+
+// The reference service is looked up once per process.
+ksReferenceInterface* referenceService() {
+    static std::once_flag once;
+    static ksReferenceInterface* service = nullptr;
+    std::call_once(once, [] { service = ksInterfaceFactory::the().getReferenceInterface(); });
+    return service;
+}
+
+// UV set names in slot order: reserved names take their own slot, the
+// others the smallest free slot of 0..4; names beyond the pool are dropped.
+std::vector<std::pair<std::string, osg::UInt32>> assignUVSlots(const QdxStringList& names) {
+    static const std::pair<const char*, osg::UInt32> reserved[] = {
+        {"Material UV Set", 0}, {"Lightmap UV Set", 1}, {"UV Set 3", 2},
+        {"UV Set 4", 3},        {"UV Set 5", 4},
+    };
+    bool used[5] = {false, false, false, false, false};
+    std::vector<std::pair<std::string, osg::UInt32>> result;
+    std::vector<std::string> rest;
+    for (int i = 0; i < names.GetCount(); ++i) {
+        const std::string name = names[i].Str();
+        bool found = false;
+        for (const auto& [text, slot] : reserved)
+            if (name == text && !used[slot]) {
+                result.emplace_back(name, slot);
+                used[slot] = true;
+                found = true;
+                break;
+            }
+        if (!found) rest.push_back(name);
+    }
+    for (const std::string& name : rest) {
+        osg::UInt32 slot = 0;
+        while (slot < 5 && used[slot])
+            ++slot;
+        if (slot == 5) break;
+        used[slot] = true;
+        result.emplace_back(name, slot);
+    }
+    return result;
+}
+
+// Texture coordinates of one UV set for the corner-expanded layouts, over
+// the given polygons in order.
+osg::GeoTexCoords2fPtr readCornerUVs(const QdxMesh* mesh, const std::string& name,
+                                     const std::vector<int>& polygons, bool reversed) {
+    auto uvs = osg::GeoTexCoords2f::create();
+    const QdxLayerElementUV* element = mesh->GetElementUV(name.c_str());
+    if (!element) return uvs;
+    const auto mapping = element->GetMappingMode();
+    const auto reference = element->GetReferenceMode();
+    const auto& direct = element->GetDirectArray();
+    const auto& index = element->GetIndexArray();
+    auto& out = uvs->editField();
+    for (int p : polygons) {
+        const int size = mesh->GetPolygonSize(p);
+        if (mapping == QdxLayerElement::eByControlPoint) {
+            for (int c = 0; c < size; ++c) {
+                int cp = mesh->GetPolygonVertex(p, c);
+                if (reference != QdxLayerElement::eDirect) cp = index.GetAt(cp);
+                const QdxVector2 uv = direct.GetAt(cp);
+                out.emplace_back(static_cast<float>(uv[0]), static_cast<float>(uv[1]));
+            }
+        } else if (mapping == QdxLayerElement::eByPolygonVertex) {
+            for (int k = 0; k < size; ++k) {
+                const int c = reversed ? size - 1 - k : k;
+                QdxVector2 uv;
+                bool unmapped = false;
+                if (mesh->GetPolygonVertexUV(p, c, name.c_str(), uv, unmapped) && !unmapped)
+                    out.emplace_back(static_cast<float>(uv[0]), static_cast<float>(uv[1]));
+            }
+        }
+    }
+    uvs->changed(osg::GeoProperty::ValuesFieldMask);
+    return uvs;
+}
+
+// Colour with its factor: (0, 0, 0) unless both properties exist; a factor
+// other than exactly 1 scales the colour.
+QdxDouble3 colorWithFactor(QdxSurfaceMaterial* material, const char* colorName,
+                           const char* factorName) {
+    QdxDouble3 result(0.0, 0.0, 0.0);
+    QdxProperty color = material->FindProperty(colorName);
+    QdxProperty factor = material->FindProperty(factorName);
+    if (!color.IsValid() || !factor.IsValid()) return result;
+    result = color.Get<QdxDouble3>();
+    const double f = factor.Get<double>();
+    if (f != 1.0)
+        for (int i = 0; i < 3; ++i)
+            result[i] *= f;
+    return result;
+}
+
+osg::Color3f toColor3f(const QdxDouble3& c) {
+    return osg::Color3f(static_cast<float>(c[0]), static_cast<float>(c[1]),
+                        static_cast<float>(c[2]));
+}
+
+// The file texture of a material property: a layered texture gives its first
+// file texture; otherwise the last texture examined wins.
+QdxFileTexture* findTexture(QdxSurfaceMaterial* material, const char* propertyName) {
+    QdxProperty property = material->FindProperty(propertyName);
+    if (!property.IsValid()) return nullptr;
+    const QdxCriteria textures = QdxCriteria::ObjectType(QdxTexture::ClassId);
+    QdxFileTexture* result = nullptr;
+    const int count = property.GetSrcObjectCount(textures);
+    for (int i = 0; i < count; ++i) {
+        QdxObject* source = property.GetSrcObject(textures, i);
+        if (auto* layered = QdxCast<QdxLayeredTexture>(source))
+            return layered->GetSrcObject<QdxFileTexture>(0);
+        result = QdxCast<QdxFileTexture>(source);
+    }
+    return result;
+}
+
+} // namespace
+
+struct ksQdxLoader::Data {
+    std::string fileName;
+    std::string options;
+    QdxManager* manager = nullptr;
+    QdxScene* scene = nullptr;
+    std::map<QdxNodeAttribute*, InstanceEntry> instances;
+    std::multimap<QdxNodeAttribute*, std::pair<QdxNode*, osg::NodePtr>> convertedInstances;
+    std::map<QdxNodeAttribute*, osg::NodePtr> convertedAttributes;
+    TextureTable textures;
+    std::map<QdxSurfaceMaterial*, osg::MaterialPtr> materials;
+    std::vector<QdxAnimLayer*> animationLayers;
+    std::map<QdxNode*, osg::NodePtr> skinnedNodes;
+    bool flush_transforms = false;
+    bool importJoints = true;
+    bool reduce_keyframes = true;
+    bool enable_metadata = true;
+};
+
+// ---------------------------------------------------------------------------
+// Driver
+
+osg::NodePtr ksQdxLoader::read(const std::string& fileName, const std::string& options) {
+    if (fileName.empty()) return osg::NullFC;
+    ksQdxLoader loader(fileName, options);
+    return loader.read();
+}
+
+ksQdxLoader::ksQdxLoader(const std::string& fileName, const std::string& options)
+    : _d(std::make_unique<Data>()) {
+    _d->fileName = fileName;
+    _d->options = options;
+    parseOptions();
+}
+
+ksQdxLoader::ksQdxLoader(const ksQdxLoader& other)
+    : _status(other._status), _d(std::make_unique<Data>(*other._d)),
+      _convertedNodes(other._convertedNodes), _totalNodes(other._totalNodes), fps(other.fps),
+      _progress(other._progress), _unitScaleFactor(other._unitScaleFactor),
+      _sceneScaleFactor(other._sceneScaleFactor),
+      _unitConversionFactor(other._unitConversionFactor) {}
+
+ksQdxLoader& ksQdxLoader::operator=(const ksQdxLoader& other) {
+    if (this == &other) return *this;
+    _status = other._status;
+    *_d = *other._d;
+    _convertedNodes = other._convertedNodes;
+    _totalNodes = other._totalNodes;
+    fps = other.fps;
+    _progress = other._progress;
+    _unitScaleFactor = other._unitScaleFactor;
+    _sceneScaleFactor = other._sceneScaleFactor;
+    _unitConversionFactor = other._unitConversionFactor;
+    return *this;
+}
+
+ksQdxLoader::~ksQdxLoader() = default;
+
+void ksQdxLoader::parseOptions() {
+    const std::string& options = _d->options;
+    if (options.find("flush_transforms") != std::string::npos)
+        _d->flush_transforms = ksString::getBoolOption(options, "flush_transforms");
+    if (options.find("reduce_keyframes") != std::string::npos)
+        _d->reduce_keyframes = ksString::getBoolOption(options, "reduce_keyframes");
+    if (options.find("enable_metadata") != std::string::npos)
+        _d->enable_metadata = ksString::getBoolOption(options, "enable_metadata");
+}
+
+osg::NodePtr ksQdxLoader::read() {
+    _status = 0;
+    QdxManager* manager = QdxManager::Create();
+    if (!manager) return osg::NullFC;
+    _d->manager = manager;
+    // Whatever happens below, the SDK objects go with the manager.
+    struct ManagerGuard {
+        Data* d;
+        ~ManagerGuard() {
+            if (d->manager) d->manager->Destroy();
+            d->manager = nullptr;
+            d->scene = nullptr;
+        }
+    } guard{_d.get()};
+
+    QdxIOSettings* settings = QdxIOSettings::Create(manager, "IOSRoot");
+    for (const char* path :
+         {"Import|AdvOptGrp|FileFormat|Qdx|Material", "Import|AdvOptGrp|FileFormat|Qdx|Texture",
+          "Import|AdvOptGrp|FileFormat|Qdx|Link", "Import|AdvOptGrp|FileFormat|Qdx|Shape",
+          "Import|AdvOptGrp|FileFormat|Qdx|Gobo", "Import|AdvOptGrp|FileFormat|Qdx|Animation",
+          "Import|AdvOptGrp|FileFormat|Qdx|Global_Settings"})
+        settings->SetBoolProp(path, true);
+
+    QdxScene* scene = QdxScene::Create(manager, "");
+    if (!scene) return osg::NullFC;
+    _d->scene = scene;
+    QdxImporter* importer = QdxImporter::Create(manager, "");
+
+    ksLog::info("QdxImport: initializing importer ...");
+    const std::string path = ksFile::convertSeparators(_d->fileName);
+    if (!importer->Initialize(path.c_str(), -1, nullptr)) {
+        ksLog::error("QdxImport: initializing of importer failed!");
+        std::printf("%s\n", importer->GetStatus().GetErrorString());
+        return osg::NullFC;
+    }
+    ksLog::info("QdxImport: initializing ready");
+    _progress = 0;
+    if (!importer->Import(scene, true)) {
+        ksLog::error("QdxImport: import failed!");
+        std::printf("%s\n", importer->GetStatus().GetErrorString());
+        return osg::NullFC;
+    }
+    QdxStatus status;
+    while (importer->IsImporting(status)) {
+        _progress = static_cast<osg::Int32>(importer->GetProgress() * 0.5);
+        osg::SceneFileHandler::the().updateReadProgress(static_cast<osg::UInt32>(_progress));
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    // A file that fails while it is read leaves the scene empty; say so
+    // rather than hand back an empty tree.
+    if (status.Error() || importer->GetStatus().Error()) {
+        ksLog::error("QdxImport: import failed!");
+        std::printf("%s\n", status.Error() ? status.GetErrorString()
+                                           : importer->GetStatus().GetErrorString());
+        return osg::NullFC;
+    }
+
+    int major = 0, minor = 0, revision = 0;
+    QdxManager::GetFileFormatVersion(major, minor, revision);
+    ksLog::info("QdxImport: SDK Version: %i.%i.%i\n", major, minor, revision);
+    importer->GetFileVersion(major, minor, revision);
+    ksLog::info("QdxImport: Fileversion: %i.%i.%i\n", major, minor, revision);
+    for (int i = 0; i < importer->GetAnimStackCount(); ++i) {
+        const QdxTakeInfo* take = importer->GetTakeInfo(i);
+        if (!take) continue;
+        std::printf("Anim take: %s %d layers\n", take->mName.Buffer(),
+                    static_cast<int>(take->mLayerInfoList.size()));
+        for (const QdxLayerInfo& layer : take->mLayerInfoList)
+            std::printf("Anim layer: %d - %s\n", layer.mLayerID, layer.mName.Buffer());
+    }
+    importer->Destroy(false);
+
+    ksLog::info("QdxImport: loading textures ...");
+    _d->textures.clear();
+    loadSupportedTexturesRecursive(scene->GetRootNode(), _d->textures);
+    ksLog::info("QdxImport: loading textures ready.");
+    if (const QdxDocumentInfo* info = scene->GetDocumentInfo()) {
+        std::printf("Created with %s %s %s\n", info->Original_ApplicationVendor.Get().Buffer(),
+                    info->Original_ApplicationName.Get().Buffer(),
+                    info->Original_ApplicationVersion.Get().Buffer());
+        std::printf("Created %s\n", info->Original_DateTime_GMT.Get().toString().c_str());
+        std::printf("Last saved with %s %s %s\n", info->LastSaved_ApplicationVendor.Get().Buffer(),
+                    info->LastSaved_ApplicationName.Get().Buffer(),
+                    info->LastSaved_ApplicationVersion.Get().Buffer());
+        std::printf("Last saved %s\n", info->LastSaved_DateTime_GMT.Get().toString().c_str());
+    }
+
+    // Axis system and unit of the host's current scene.
+    const ksSceneData* sceneData = ksSceneDataManager::getSceneData(0);
+    const int upAxis = sceneData ? sceneData->getUpAxis() : ksSceneData::ZUp;
+    const int unit = sceneData ? sceneData->getLengthUnit() : ksSceneData::Millimeter;
+    const QdxAxisSystem& targetAxis = upAxis == 1 ? QdxAxisSystem::ToveZUp : QdxAxisSystem::ToveYUp;
+    const QdxSystemUnit& targetUnit = unit == 4   ? QdxSystemUnit::m
+                                      : unit == 2 ? QdxSystemUnit::cm
+                                                  : QdxSystemUnit::mm;
+    QdxGlobalSettings& globals = scene->GetGlobalSettings();
+    const QdxSystemUnit storedUnit = globals.GetSystemUnit();
+    targetAxis.ConvertScene(scene);
+    const QdxAxisSystem loadedAxis = globals.GetAxisSystem();
+    QdxSystemUnit::cm.ConvertScene(scene, QdxSystemUnit::DefaultConversionOptions);
+    const QdxSystemUnit sceneUnit = globals.GetSystemUnit();
+    std::printf("Unit of length: %s\n", sceneUnit.GetScaleFactorAsString(true).Buffer());
+    _sceneScaleFactor = sceneUnit.GetScaleFactor();
+    _unitScaleFactor = 1.0 / targetUnit.GetScaleFactor();
+    _unitConversionFactor = _sceneScaleFactor / targetUnit.GetScaleFactor();
+    std::printf("Kestrel Scale Factor: %g\n", targetUnit.GetScaleFactor());
+    std::printf("Scene Scale Factor: %g\n", _sceneScaleFactor);
+    std::printf("Original scale Factor: %g\n", storedUnit.GetScaleFactor());
+    std::printf("_unitScaleFactor: %g\n", _unitScaleFactor);
+    std::printf("_unitConversionFactor: %g\n", _unitConversionFactor);
+    ksMessage message;
+    message.set("zup", loadedAxis == QdxAxisSystem::ToveZUp);
+    ksOpenSGUtils::call("LoadedQDXAxisSystem", message, 0);
+
+    preparePointCacheData(scene);
+
+    // Frame rate, and animation ranges that only ever widen.
+    fps = QdxTime::GetFrameRate(globals.GetTimeMode());
+    std::printf("Input framerate: %f\n", fps);
+    ksAnimManager& anim = ksAnimManager::the();
+    anim.setFPS(fps);
+    anim.setPlaybackFPS(fps);
+    QdxTimeSpan span;
+    globals.GetTimelineDefaultTimeSpan(span);
+    auto toFrame = [this](QdxTime time) {
+        const long long ms = time.Get() / QdxTime::kTicksPerMillisecond;
+        const double frame = static_cast<double>(ms) / 1000.0 * fps;
+        // Frames outside the int range (hostile files) are clamped.
+        if (!(frame > 0.0)) return 0;
+        if (frame >= static_cast<double>(INT_MAX)) return INT_MAX;
+        return static_cast<int>(frame);
+    };
+    const int startFrame = toFrame(span.GetStart());
+    const int endFrame = toFrame(span.GetStop());
+    if (anim.fullRangeStart() > startFrame) {
+        anim.setFullRangeStart(startFrame);
+        anim.setDetailedRangeStart(startFrame);
+    }
+    if (anim.fullRangeEnd() < endFrame) {
+        anim.setFullRangeEnd(endFrame);
+        anim.setDetailedRangeEnd(endFrame);
+    }
+
+    std::printf("QDX: getting root...\n");
+    QdxNode* root = scene->GetRootNode();
+    ksLog::info("QdxImport: converting scenegraph ...");
+    _d->convertedInstances.clear();
+    _d->convertedAttributes.clear();
+    _d->skinnedNodes.clear();
+    _convertedNodes = 0;
+    _totalNodes = root ? root->GetChildCount(true) : 0;
+
+    preConvert(root);
+    for (auto& [attribute, entry] : _d->instances) {
+        if (!entry.instancing || entry.nodes.empty()) continue;
+        for (QdxNode* node : entry.nodes)
+            if (!transformsEqual(entry.nodes.front(), node)) {
+                entry.instancing = false;
+                break;
+            }
+    }
+
+    extractAnimations(scene);
+    osg::NodePtr node = convert(root);
+    if (!node) return osg::NullFC;
+
+    std::vector<osg::NodePtr> badGeometries;
+    ksNodeUtils::verifyGeometry(node, badGeometries, 0);
+    ksNodeUtils::convertToShellRecursiveOptions(node, false);
+    updateCameraTargets(node);
+    updateDeformerClusterNodes(node);
+    if (_d->enable_metadata)
+        ksQdxMetaData::addMetadataFromDocumentInfo(scene->GetDocumentInfo(), _d->fileName, node);
+
+    ksLog::info("QdxImport: converting scenegraph ready.");
+    manager->Destroy();
+    _d->manager = nullptr;
+    _d->scene = nullptr;
+    _d->instances.clear();
+    _d->convertedInstances.clear();
+    _d->convertedAttributes.clear();
+    _d->textures.clear();
+    _d->materials.clear();
+    _d->animationLayers.clear();
+    _d->skinnedNodes.clear();
+
+    if (_d->flush_transforms) ksOptimize::flushTransformations(node);
+
+    if (ksReferenceInterface* service = referenceService())
+        node = service->reference(node, _d->fileName);
+    if (node && ksNodeUtils::getName(node) == "RootNode")
+        ksNodeUtils::setName(node, ksFile::getBaseName(_d->fileName), true);
+    return node;
+}
+
+// ---------------------------------------------------------------------------
+// Nodes and transforms
+
+void ksQdxLoader::preConvert(QdxNode* node) {
+    if (!node) return;
+    const QdxVector4 zero(0, 0, 0, 1), one(1, 1, 1, 1);
+    node->SetPivotState(QdxNode::eSourcePivot, QdxNode::ePivotActive);
+    node->SetPivotState(QdxNode::eDestinationPivot, QdxNode::ePivotActive);
+    node->SetRotationOrder(QdxNode::eDestinationPivot, eEulerXYZ);
+
+    bool neutralise = true;
+    if (QdxLight* light = node->GetLight()) {
+        if (light->LightType.Get() != QdxLight::ePoint) {
+            const QdxAMatrix turn(zero, QdxVector4(90, 0, 0, 0), one);
+            const QdxAMatrix post(zero, node->GetPostRotation(QdxNode::eSourcePivot), one);
+            const QdxAMatrix product = post * turn;
+            node->SetPostRotation(QdxNode::eSourcePivot, product.GetR());
+            node->SetRotationActive(true);
+        } else {
+            node->SetPostRotation(QdxNode::eSourcePivot, QdxVector4(0, 0, 0, 0));
+        }
+    } else if (node->GetCamera()) {
+        if (!node->GetTarget()) {
+            const QdxAMatrix turn(zero, QdxVector4(0, 90, 0, 0), one);
+            const QdxAMatrix post(zero, node->GetPostRotation(QdxNode::eSourcePivot), one);
+            const QdxAMatrix product = post * turn;
+            node->SetPostRotation(QdxNode::eSourcePivot, product.GetR());
+            node->SetRotationActive(true);
+        }
+        neutralise = false;
+    }
+    if (neutralise) {
+        node->SetRotationActive(true);
+        const auto dst = QdxNode::eDestinationPivot, src = QdxNode::eSourcePivot;
+        node->SetPreRotation(dst, zero);
+        node->SetPostRotation(dst, zero);
+        node->SetGeometricTranslation(dst, zero);
+        node->SetGeometricRotation(dst, zero);
+        node->SetGeometricScaling(dst, one);
+        node->SetRotationPivot(dst, node->GetRotationPivot(src));
+        node->SetScalingPivot(dst, node->GetScalingPivot(src));
+        node->SetRotationOffset(dst, node->GetRotationOffset(src));
+        node->SetScalingOffset(dst, node->GetScalingOffset(src));
+    }
+    node->SetQuaternionInterpolation(QdxNode::eDestinationPivot,
+                                     node->GetQuaternionInterpolation(QdxNode::eSourcePivot));
+    if (QdxNodeAttribute* attribute = node->GetNodeAttribute())
+        _d->instances[attribute].nodes.push_back(node);
+
+    for (int i = 0; i < node->GetChildCount(); ++i)
+        preConvert(node->GetChild(i));
+}
+
+bool ksQdxLoader::transformsEqual(QdxNode* a, QdxNode* b) const {
+    const auto dst = QdxNode::eDestinationPivot;
+    return sameVector(a->EvaluateLocalTranslation(QdxTime(), dst, true),
+                      b->EvaluateLocalTranslation(QdxTime(), dst, true)) &&
+           sameVector(a->EvaluateLocalRotation(QdxTime(), dst, true),
+                      b->EvaluateLocalRotation(QdxTime(), dst, true)) &&
+           sameVector(a->EvaluateLocalScaling(QdxTime(), dst, true),
+                      b->EvaluateLocalScaling(QdxTime(), dst, true)) &&
+           sameVector(a->GetPreRotation(dst), b->GetPreRotation(dst)) &&
+           sameVector(a->GetPostRotation(dst), b->GetPostRotation(dst)) &&
+           sameVector(a->GetRotationPivot(dst), b->GetRotationPivot(dst)) &&
+           sameVector(a->GetRotationOffset(dst), b->GetRotationOffset(dst)) &&
+           sameVector(a->GetScalingPivot(dst), b->GetScalingPivot(dst)) &&
+           sameVector(a->GetScalingOffset(dst), b->GetScalingOffset(dst));
+}
+
+osg::NodePtr ksQdxLoader::getNode(QdxNode* node) const {
+    QdxNodeAttribute* attribute = node ? node->GetNodeAttribute() : nullptr;
+    if (!attribute) return osg::NullFC;
+    auto [first, last] = _d->convertedInstances.equal_range(attribute);
+    if (first == last) return osg::NullFC;
+    for (auto it = first; it != last; ++it)
+        if (transformsEqual(it->second.first, node))
+            return ksNodeUtils::cloneFullTree(it->second.second, true);
+    ksLog::warning("Instances of %s have different transforms, creating duplicates instead!",
+                   node->GetName());
+    return osg::NullFC;
+}
+
+void ksQdxLoader::reportProgress() {
+    _progress = static_cast<osg::Int32>(static_cast<double>(_convertedNodes) /
+                                            (static_cast<double>(_totalNodes) + 1.0) * 50.0 +
+                                        50.0);
+    osg::SceneFileHandler::the().updateReadProgress(static_cast<osg::UInt32>(_progress));
+    ++_convertedNodes;
+}
+
+osg::NodePtr ksQdxLoader::convert(QdxNode* node) {
+    if (!node) return osg::NullFC;
+    if (node->GetLight()) node->SetPostRotation(QdxNode::eDestinationPivot, QdxVector4(0, 0, 0, 0));
+    reportProgress();
+
+    osg::NodePtr result;
+    QdxNodeAttribute* attribute = node->GetNodeAttribute();
+    if (attribute) {
+        switch (attribute->GetAttributeType()) {
+        case QdxNodeAttribute::eSkeleton:
+            result = convertSkeleton(node);
+            break;
+        case QdxNodeAttribute::eMesh:
+            result = convertMultiMeshSort(node);
+            if (!result) result = convertMesh(node);
+            break;
+        case QdxNodeAttribute::eCamera:
+            result = convertCamera(node);
+            break;
+        case QdxNodeAttribute::eLight:
+            result = convertLight(node);
+            break;
+        case QdxNodeAttribute::eTrimNurbsSurface:
+            result = convertTrimmedNurbsSurface(node);
+            break;
+        case QdxNodeAttribute::eNurbsSurface:
+            result = convertNurbsSurface(node);
+            break;
+        case QdxNodeAttribute::eLine:
+            result = convertLine(node);
+            break;
+        default:
+            break;
+        }
+    }
+    if (!result) {
+        result = osg::Node::create();
+        ksNodeUtils::setName(result, node->GetName(), true);
+        result->setCore(osg::Transform3D::create());
+    }
+    if (_d->enable_metadata) ksQdxMetaData::addMetaDataFromQdxNode(node, result);
+
+    const osg::NodeCorePtr core = result->getCore();
+    if (osg::UberLightPtr::dcast(core) || osg::TransformPtr::dcast(core) ||
+        osg::GeometryPtr::dcast(core))
+        setTransformValues(node, result, 1.0);
+    else
+        std::printf("unknown type\n");
+
+    result->setTraversalMask(node->GetVisibility() ? 0xFFFFFFFFu : 0u);
+    if (!result->getCore())
+        ksLog::warning("Node %s has no core!", ksNodeUtils::getName(result).c_str());
+    _d->convertedInstances.emplace(attribute, std::make_pair(node, result));
+    convertAnimations(node, result);
+
+    for (int i = 0; i < node->GetChildCount(); ++i) {
+        osg::NodePtr child = convert(node->GetChild(i));
+        if (child) result->addChild(child);
+    }
+    return result;
+}
+
+void ksQdxLoader::setTransformValues(QdxNode* node, osg::NodePtr& osgNode, double scale) {
+    const auto dst = QdxNode::eDestinationPivot;
+    const QdxVector4 translation = node->EvaluateLocalTranslation(QdxTime(), dst, true);
+    const QdxVector4 rotation = node->EvaluateLocalRotation(QdxTime(), dst, true);
+    const QdxVector4 scaling = node->EvaluateLocalScaling(QdxTime(), dst, true);
+    const osg::Vec3f orientation = calculateRotationOrientation(node);
+    const double f = _unitConversionFactor;
+    const osg::Vec3f angles(static_cast<float>(rotation[0] + orientation[0]),
+                            static_cast<float>(rotation[1] + orientation[1]),
+                            static_cast<float>(rotation[2] + orientation[2]));
+    ksNodeUtils::setTransformNodeValues(
+        osgNode, toVec3f(translation, f), orientation, angles,
+        toVec3f(node->GetRotationPivot(dst), f), toVec3f(node->GetRotationOffset(dst), f),
+        toVec3f(scaling, scale), toVec3f(node->GetScalingPivot(dst), f),
+        toVec3f(node->GetScalingOffset(dst), f), 0, "", false, osg::Vec3f(1.f, 0.f, 0.f), 1, -1);
+}
+
+osg::Vec3f ksQdxLoader::calculateRotationOrientation(QdxNode* node) const {
+    const QdxVector4 pre = node->GetPreRotation(QdxNode::eDestinationPivot);
+    const QdxVector4 post = node->GetPostRotation(QdxNode::eDestinationPivot);
+    if (post[0] == 0.0 && post[1] == 0.0 && post[2] == 0.0) return toVec3f(pre);
+
+    // Rotation about each axis from its half angle, composed X first.
+    osg::Matrix axes[3];
+    for (int i = 0; i < 3; ++i) {
+        const float a = static_cast<float>(post[i]);
+        const float h = ((a + a) * 3.1415927f / 360.f) * 0.5f;
+        float q[3] = {0.f, 0.f, 0.f};
+        q[i] = std::sin(h);
+        axes[i] = osg::Quaternion(q[0], q[1], q[2], std::cos(h)).getMatrix();
+    }
+    osg::Matrix rotation = axes[2] * axes[1] * axes[0];
+    osg::Matrix inverse;
+    if (!rotation.inverse(inverse)) inverse.setIdentity();
+    osg::Vec3f t, s;
+    osg::Quaternion r, so;
+    inverse.getTransform(t, r, s, so);
+    const double x = r.x(), y = r.y(), z = r.z(), w = r.w();
+    const double ax = std::atan2(2.0 * (y * z + w * x), -x * x - y * y + z * z + w * w);
+    const double ay = std::asin(std::clamp(-2.0 * (z * x - w * y), -1.0, 1.0));
+    const double az = std::atan2(2.0 * (z * w + x * y), x * x - y * y - z * z + w * w);
+    const double toDegrees = 360.0 / 6.2831855;
+    return osg::Vec3f(static_cast<float>(pre[0] + ax * toDegrees),
+                      static_cast<float>(pre[1] + ay * toDegrees),
+                      static_cast<float>(pre[2] + az * toDegrees));
+}
+
+void ksQdxLoader::optimizeGeometry(const osg::NodePtr& node, bool hasVertexAnimation) {
+    if (hasVertexAnimation || !node) return;
+    if (auto geometry = osg::GeometryPtr::dcast(node->getCore()))
+        ksGeoOptimizer::mergeVertices(geometry);
+}
+
+// ---------------------------------------------------------------------------
+// Meshes
+
+osg::NodePtr ksQdxLoader::convertMultiMeshSort(QdxNode* node) {
+    QdxMesh* mesh = node->GetMesh();
+    if (!mesh) return osg::NullFC;
+    QdxLayerElementArrayTemplate<int>* materialIndices = nullptr;
+    if (!mesh->GetMaterialIndices(&materialIndices) || !materialIndices ||
+        materialIndices->GetCount() < 2)
+        return osg::NullFC;
+
+    std::map<int, std::vector<int>> polygonsByMaterial;
+    const int polygonCount = mesh->GetPolygonCount();
+    int previous = -2;
+    std::vector<int>* list = nullptr;
+    for (int p = 0; p < polygonCount; ++p) {
+        const int m = materialIndices->GetAt(p);
+        if (m != previous || !list) list = &polygonsByMaterial[m];
+        previous = m;
+        list->push_back(p);
+    }
+
+    osg::NodePtr group = osg::Node::create();
+    group->setCore(osg::Transform3D::create());
+    const std::string name = node->GetName();
+    ksNodeUtils::setName(group, name, true);
+
+    if (osg::NodePtr existing = getNode(node)) {
+        while (existing->getNChildren() > 0)
+            group->addChild(existing->getChild(0));
+        return group;
+    }
+
+    const QdxVector4* points = mesh->GetControlPoints();
+    const int pointCount = mesh->GetControlPointsCount();
+    const bool reversed = ksFile::getExtension(_d->fileName) == "abc";
+    const auto slots = [&] {
+        QdxStringList names;
+        mesh->GetUVSetNames(names);
+        return assignUVSlots(names);
+    }();
+    const bool hasNormals = mesh->GetLayer(0) && mesh->GetLayer(0)->GetNormals();
+    QdxNode* owner = mesh->GetNode(0);
+
+    for (const auto& [material, polygons] : polygonsByMaterial) {
+        auto types = osg::GeoPTypesUI8::create();
+        auto lengths = osg::GeoPLengthsUI32::create();
+        auto indices = osg::GeoIndicesUI32::create();
+        auto positions = osg::GeoPositions3f::create();
+        auto normals = osg::GeoNormals3f::create();
+        ControlPointMap vertices;
+        osg::UInt32 counter = 0;
+        for (int p : polygons) {
+            const int size = mesh->GetPolygonSize(p);
+            lengths->push_back(static_cast<osg::UInt32>(size));
+            types->push_back(kPolygonType);
+            for (int c = 0; c < size; ++c) {
+                const int cp = mesh->GetPolygonVertex(p, c);
+                positions->push_back(cp >= 0 && cp < pointCount
+                                         ? toVec3f(points[cp], _unitScaleFactor)
+                                         : osg::Pnt3f(0.f, 0.f, 0.f));
+                if (hasNormals) {
+                    QdxVector4 n;
+                    mesh->GetPolygonVertexNormal(p, c, n);
+                    normals->push_back(toVec3f(n));
+                }
+                vertices.emplace(cp, counter);
+                indices->push_back(counter++);
+            }
+        }
+        auto geometry = osg::Geometry::create();
+        osg::UInt16 mapping = osg::MapPosition;
+        for (const auto& [uvName, slot] : slots) {
+            auto uvs = readCornerUVs(mesh, uvName, polygons, reversed);
+            if (uvs->empty()) continue;
+            geometry->setTexSlot(uvs, slot);
+            mapping |= osg::mapTexCoordsBit(slot);
+        }
+        if (!normals->empty()) mapping |= osg::MapNormal;
+        geometry->setTypes(types);
+        geometry->setLengths(lengths);
+        geometry->setIndices(indices);
+        geometry->setPositions(positions);
+        if (!normals->empty()) geometry->setNormals(normals);
+        geometry->setIndexMapping({mapping});
+        geometry->setMaterial(convertMaterial(owner ? owner->GetMaterial(material) : nullptr));
+
+        osg::NodePtr child = osg::Node::create();
+        child->setCore(geometry);
+        ksNodeUtils::setName(child, name + "_mat_" + std::to_string(material), true);
+        getSkinWeights(node, child, geometry, vertices);
+        group->addChild(child);
+    }
+    _d->convertedAttributes[mesh] = group;
+    return group;
+}
+
+osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
+    QdxMesh* mesh = node->GetMesh();
+    if (!mesh) return osg::NullFC;
+    const std::string name = node->GetName();
+
+    // A mesh already converted for a node with the same transform is shared.
+    if (_d->instances.count(mesh) == 0) _d->instances[mesh].nodes.push_back(node);
+    if (osg::NodePtr existing = getNode(node)) {
+        osg::NodePtr instance = osg::Node::create();
+        instance->setCore(existing->getCore());
+        ksNodeUtils::setName(instance, name, true);
+        return instance;
+    }
+
+    QdxNode* owner = mesh->GetNode(0);
+    osg::MaterialPtr material = convertMaterial(owner ? owner->GetMaterial(0) : nullptr);
+
+    QdxLayer* layer = mesh->GetLayer(0);
+    QdxLayerElementNormal* normalElement = layer ? layer->GetNormals() : nullptr;
+    QdxLayerElementVertexColor* colorElement = layer ? layer->GetVertexColors() : nullptr;
+    QdxLayerElementUV* uvElement = layer ? layer->GetUVs(kDiffuseUV) : nullptr;
+    QdxLayerElementArrayTemplate<QdxVector2>* uvArray = nullptr;
+    if (uvElement) mesh->GetTextureUV(&uvArray, kDiffuseUV);
+    const int normalCount = normalElement ? normalElement->GetDirectArray().GetCount() : 0;
+    const int colorCount = colorElement ? colorElement->GetDirectArray().GetCount() : 0;
+    const int uvCount = uvArray ? uvArray->GetCount() : 0;
+    const int uvMapping = uvElement ? uvElement->GetMappingMode() : QdxLayerElement::eNone;
+    const int uvReference = uvElement ? uvElement->GetReferenceMode() : QdxLayerElement::eDirect;
+
+    const int pointCount = mesh->GetControlPointsCount();
+    const QdxVector4* points = mesh->GetControlPoints();
+    const int polygonCount = mesh->GetPolygonCount();
+    const bool byControlPoint = (normalCount == 0 || normalCount == pointCount) &&
+                                (uvCount <= 0 || (uvMapping == 1 && uvCount == pointCount)) &&
+                                (colorCount <= 0 || (uvMapping == 1 && colorCount == pointCount)) &&
+                                uvMapping == 1;
+    const auto slots = [&] {
+        QdxStringList names;
+        mesh->GetUVSetNames(names);
+        return assignUVSlots(names);
+    }();
+
+    auto geometry = osg::Geometry::create();
+    auto types = osg::GeoPTypesUI8::create();
+    auto lengths = osg::GeoPLengthsUI32::create();
+    auto indices = osg::GeoIndicesUI32::create();
+    auto positions = osg::GeoPositions3f::create();
+    auto normals = osg::GeoNormals3f::create();
+    auto colors = osg::GeoTexCoords4f::create();
+    osg::UInt16 mapping = osg::MapPosition;
+    ControlPointMap vertices;
+    CornerList corners;
+    types->reserve(static_cast<osg::UInt32>(std::max(polygonCount, 0)));
+    lengths->reserve(static_cast<osg::UInt32>(std::max(polygonCount, 0)));
+
+    if (byControlPoint) {
+        auto& pos = positions->editField();
+        pos.resize(static_cast<size_t>(pointCount));
+        for (int i = 0; i < pointCount; ++i)
+            pos[static_cast<size_t>(i)] = toVec3f(points[i], _unitScaleFactor);
+        if (normalCount > 0) {
+            const double* d = normalElement->GetDirectArray().GetDoubles();
+            auto& out = normals->editField();
+            out.resize(static_cast<size_t>(normalCount));
+            for (size_t i = 0; i < out.size(); ++i)
+                out[i] = osg::Vec3f(static_cast<float>(d[4 * i]), static_cast<float>(d[4 * i + 1]),
+                                    static_cast<float>(d[4 * i + 2]));
+        }
+        if (colorCount > 0) {
+            const double* d = colorElement->GetDirectArray().GetDoubles();
+            auto& out = colors->editField();
+            out.resize(static_cast<size_t>(colorCount));
+            for (size_t i = 0; i < out.size(); ++i)
+                out[i] =
+                    osg::Vec4f(static_cast<float>(d[4 * i]), static_cast<float>(d[4 * i + 1]),
+                               static_cast<float>(d[4 * i + 2]), static_cast<float>(d[4 * i + 3]));
+        }
+        int lastMapping = uvMapping, lastReference = uvReference;
+        for (const auto& [uvName, slot] : slots) {
+            const QdxLayerElementUV* element = mesh->GetElementUV(uvName.c_str());
+            if (!element) continue;
+            lastMapping = element->GetMappingMode();
+            lastReference = element->GetReferenceMode();
+            const auto& direct = element->GetDirectArray();
+            if (direct.GetCount() <= 0) continue;
+            auto uvs = osg::GeoTexCoords2f::create();
+            auto& out = uvs->editField();
+            out.resize(static_cast<size_t>(direct.GetCount()));
+            const double* d = direct.GetDoubles();
+            for (size_t i = 0; i < out.size(); ++i)
+                out[i] = osg::Vec2f(static_cast<float>(d[2 * i]), static_cast<float>(d[2 * i + 1]));
+            uvs->changed(osg::GeoProperty::ValuesFieldMask);
+            geometry->setTexSlot(uvs, slot);
+            mapping |= osg::mapTexCoordsBit(slot);
+        }
+        for (int p = 0; p < polygonCount; ++p) {
+            const int size = mesh->GetPolygonSize(p);
+            lengths->push_back(static_cast<osg::UInt32>(size));
+            types->push_back(kPolygonType);
+            for (int c = 0; c < size; ++c) {
+                if (lastMapping == QdxLayerElement::eByControlPoint) {
+                    if (lastReference == QdxLayerElement::eIndexToDirect)
+                        indices->push_back(
+                            static_cast<osg::UInt32>(mesh->GetTextureUVIndex(p, c, kDiffuseUV)));
+                    else if (lastReference == QdxLayerElement::eDirect)
+                        indices->push_back(static_cast<osg::UInt32>(mesh->GetPolygonVertex(p, c)));
+                }
+                corners.emplace_back(p, c);
+            }
+        }
+    } else {
+        const int corners_total = mesh->GetPolygonVertexCount();
+        positions->reserve(static_cast<osg::UInt32>(std::max(corners_total, 0)));
+        indices->reserve(static_cast<osg::UInt32>(std::max(corners_total, 0)));
+        osg::UInt32 vertex = 0;
+        for (int p = 0; p < polygonCount; ++p) {
+            const int size = mesh->GetPolygonSize(p);
+            lengths->push_back(static_cast<osg::UInt32>(size));
+            types->push_back(kPolygonType);
+            for (int c = 0; c < size; ++c) {
+                const int cp = mesh->GetPolygonVertex(p, c);
+                vertices.emplace(cp, vertex);
+                positions->push_back(cp >= 0 && cp < pointCount
+                                         ? toVec3f(points[cp], _unitScaleFactor)
+                                         : osg::Pnt3f(0.f, 0.f, 0.f));
+                if (normalElement) {
+                    QdxVector4 n;
+                    mesh->GetPolygonVertexNormal(p, c, n);
+                    normals->push_back(toVec3f(n));
+                }
+                corners.emplace_back(p, c);
+                if (colorElement) {
+                    const QdxColor color = colorElement->GetDirectArray().GetAt(cp);
+                    colors->push_back(osg::Vec4f(
+                        static_cast<float>(color.mRed), static_cast<float>(color.mGreen),
+                        static_cast<float>(color.mBlue), static_cast<float>(color.mAlpha)));
+                }
+                indices->push_back(vertex++);
+            }
+        }
+        std::vector<int> all(static_cast<size_t>(std::max(polygonCount, 0)));
+        for (int p = 0; p < polygonCount; ++p)
+            all[static_cast<size_t>(p)] = p;
+        const bool reversed = ksFile::getExtension(_d->fileName) == "abc";
+        for (const auto& [uvName, slot] : slots) {
+            auto uvs = readCornerUVs(mesh, uvName, all, reversed);
+            if (uvs->empty()) continue;
+            geometry->setTexSlot(uvs, slot);
+            mapping |= osg::mapTexCoordsBit(slot);
+        }
+    }
+    positions->changed(osg::GeoProperty::ValuesFieldMask);
+    if (!normals->empty()) {
+        normals->changed(osg::GeoProperty::ValuesFieldMask);
+        geometry->setNormals(normals);
+        mapping |= osg::MapNormal;
+    }
+    if (!colors->empty()) {
+        colors->changed(osg::GeoProperty::ValuesFieldMask);
+        geometry->setTexSlot(colors, 7);
+        mapping |= osg::MapTexCoords7;
+    }
+    geometry->setTypes(types);
+    geometry->setLengths(lengths);
+    geometry->setIndices(indices);
+    geometry->setPositions(positions);
+    geometry->setIndexMapping({mapping});
+    geometry->setMaterial(material);
+
+    osg::NodePtr result = osg::Node::create();
+    ksNodeUtils::setName(result, name, true);
+    result->setCore(geometry);
+
+    const bool animated =
+        createAnimationCurvesFromVertexCache(node, result, geometry, vertices, corners);
+    getSkinWeights(node, result, geometry, vertices);
+    _d->convertedAttributes[mesh] = result;
+    optimizeGeometry(result, animated);
+    return result;
+}
+
+// ---------------------------------------------------------------------------
+// Materials and textures
+
+void ksQdxLoader::loadSupportedTexturesRecursive(QdxNode* node, TextureTable& textures) {
+    if (!node) return;
+    if (QdxNodeAttribute* attribute = node->GetNodeAttribute()) {
+        const auto type = attribute->GetAttributeType();
+        const bool geometry = (type == QdxNodeAttribute::eMesh && node->GetMesh()) ||
+                              (type == QdxNodeAttribute::eNurbs && node->GetNurbs()) ||
+                              (type == QdxNodeAttribute::ePatch && node->GetPatch());
+        if (geometry) {
+            const QdxCriteria materials = QdxCriteria::ObjectType(QdxSurfaceMaterial::ClassId);
+            const int count = node->GetSrcObjectCount(materials);
+            for (int i = 0; i < count; ++i) {
+                auto* material = static_cast<QdxSurfaceMaterial*>(node->GetSrcObject(materials, i));
+                if (!material) continue;
+                for (const char* name :
+                     {QdxSurfaceMaterial::sDiffuse, QdxSurfaceMaterial::sSpecular,
+                      QdxSurfaceMaterial::sBump, QdxSurfaceMaterial::sEmissive,
+                      QdxSurfaceMaterial::sTransparentColor})
+                    loadTexturesForProperty(material->FindProperty(name), textures);
+            }
+        }
+    }
+    for (int i = 0; i < node->GetChildCount(); ++i)
+        loadSupportedTexturesRecursive(node->GetChild(i), textures);
+}
+
+void ksQdxLoader::loadTexturesForProperty(const QdxProperty& property, TextureTable& textures) {
+    if (!property.IsValid()) return;
+    const QdxCriteria criteria = QdxCriteria::ObjectType(QdxTexture::ClassId);
+    const int count = property.GetSrcObjectCount(criteria);
+    for (int i = 0; i < count; ++i)
+        if (auto* texture = QdxCast<QdxTexture>(property.GetSrcObject(criteria, i)))
+            loadTexture(texture, textures);
+}
+
+void ksQdxLoader::loadTexture(QdxTexture* texture, TextureTable& textures) {
+    if (textures.count(texture)) return;
+    QdxFileTexture* file = nullptr;
+    if (auto* layered = QdxCast<QdxLayeredTexture>(texture))
+        file = layered->GetSrcObject<QdxFileTexture>(0);
+    else
+        file = QdxCast<QdxFileTexture>(texture);
+    if (!file) return;
+    if (textures.count(file)) return;
+
+    const std::string stored = file->GetFileName();
+    std::string path = ksFile::convertToUnixSeparators(stored);
+    bool found = ksFile::exists(path);
+    while (!found) {
+        const size_t slash = path.find('/');
+        if (slash == std::string::npos) break;
+        path.erase(0, slash + 1);
+        found = ksFile::exists(path);
+    }
+    if (!found) {
+        std::printf("Couldn't find texture '%s'\n", path.c_str());
+        return;
+    }
+    osg::ImagePtr image = osg::Image::create();
+    if (image->read(path)) {
+        textures[file] = image;
+        std::printf("Loaded texture '%s'\n", path.c_str());
+    } else {
+        std::printf("Couldn't load texture '%s'\n", stored.c_str());
+    }
+}
+
+osg::ImagePtr ksQdxLoader::getImageFromQdxTexture(QdxTexture* texture) const {
+    auto it = _d->textures.find(texture);
+    return it != _d->textures.end() ? it->second : osg::ImagePtr();
+}
+
+osg::MaterialPtr ksQdxLoader::convertMaterial(QdxSurfaceMaterial* material) {
+    if (auto it = _d->materials.find(material); it != _d->materials.end()) return it->second;
+    if (!material) {
+        auto fallback = osg::UPlasticMaterial::create();
+        ksMaterials::setName(fallback, "DefaultMaterial", true);
+        _d->materials[nullptr] = fallback;
+        return fallback;
+    }
+
+    const QdxDouble3 ambient =
+        colorWithFactor(material, QdxSurfaceMaterial::sAmbient, QdxSurfaceMaterial::sAmbientFactor);
+    QdxProperty shininessProperty = material->FindProperty(QdxSurfaceMaterial::sShininess);
+    const double shininess = shininessProperty.IsValid() ? shininessProperty.Get<double>() : 0.5;
+    const float roughness = std::max(40.0f / static_cast<float>(shininess), 0.0001f);
+
+    auto plastic = osg::UPlasticMaterial::create();
+    plastic->setRoughness(roughness);
+    ksMaterials::setName(plastic, material->GetName(), true);
+    plastic->setAmbienceColor(toColor3f(ambient));
+    convertDiffuseMaterial(material, plastic);
+    convertSpecularMaterial(material, plastic);
+    convertEmissiveMaterial(material, plastic);
+    convertBumpMaterial(material, plastic);
+    convertTransparencyMaterial(material, plastic);
+    plastic->setReflectivity(0.04f);
+    plastic->rebuildState();
+    osg::MaterialPtr result = plastic;
+    _d->materials[material] = result;
+    if (_d->enable_metadata) ksQdxMetaData::addMetaDataFromQdxMaterial(material, result);
+    return result;
+}
+
+void ksQdxLoader::convertDiffuseMaterial(QdxSurfaceMaterial* material,
+                                         const osg::UPlasticMaterialPtr& plastic) {
+    QdxFileTexture* texture = findTexture(material, QdxSurfaceMaterial::sDiffuse);
+    const osg::ImagePtr image = getImageFromQdxTexture(texture);
+    plastic->setDiffuseColor(toColor3f(colorWithFactor(material, QdxSurfaceMaterial::sDiffuse,
+                                                       QdxSurfaceMaterial::sDiffuseFactor)));
+    plastic->setColorMap(image);
+    plastic->setUseColorTexture(static_cast<bool>(image));
+    plastic->setUseAlpha(image && image->hasAlphaChannel());
+    plastic->setColorRepeat(0);
+    plastic->setColorAnisotropy(8.f);
+    if (osg::ColorComponentsPtr components = plastic->getColorComponentData())
+        convertTextureProperties(texture, components->getDiffuseComponent());
+}
+
+void ksQdxLoader::convertSpecularMaterial(QdxSurfaceMaterial* material,
+                                          const osg::UPlasticMaterialPtr& plastic) {
+    const osg::ImagePtr image =
+        getImageFromQdxTexture(findTexture(material, QdxSurfaceMaterial::sSpecular));
+    plastic->setSpecularColor(toColor3f(colorWithFactor(material, QdxSurfaceMaterial::sSpecular,
+                                                        QdxSurfaceMaterial::sSpecularFactor)));
+    plastic->setSpecularMap(image);
+    plastic->setUseSpecularTexture(static_cast<bool>(image));
+    plastic->setSpecularRepeat(0);
+    plastic->setSpecularAnisotropy(8.f);
+}
+
+void ksQdxLoader::convertEmissiveMaterial(QdxSurfaceMaterial* material,
+                                          const osg::UPlasticMaterialPtr& plastic) {
+    const osg::ImagePtr image =
+        getImageFromQdxTexture(findTexture(material, QdxSurfaceMaterial::sEmissive));
+    QdxDouble3 e = colorWithFactor(material, QdxSurfaceMaterial::sEmissive,
+                                   QdxSurfaceMaterial::sEmissiveFactor);
+    const double peak = std::max({e[0], e[1], e[2]});
+    float intensity = 1.f;
+    if (static_cast<float>(peak) > 1.0f) {
+        for (int i = 0; i < 3; ++i)
+            e[i] /= peak;
+        intensity = static_cast<float>(peak);
+    }
+    plastic->setIncandescenceColor(osg::Color4f(static_cast<float>(e[0]), static_cast<float>(e[1]),
+                                                static_cast<float>(e[2]), intensity));
+    plastic->setIncandescenceMap(image);
+    plastic->setUseIncandescenceTexture(static_cast<bool>(image));
+    plastic->setIncandescenceRepeat(0);
+    plastic->setIncandescenceAnisotropy(8.f);
+}
+
+void ksQdxLoader::convertBumpMaterial(QdxSurfaceMaterial* material,
+                                      const osg::UPlasticMaterialPtr& plastic) {
+    const osg::ImagePtr image =
+        getImageFromQdxTexture(findTexture(material, QdxSurfaceMaterial::sBump));
+    plastic->setBumpMap(image);
+    plastic->setUseBumpTexture(static_cast<bool>(image));
+    plastic->setBumpRepeat(0);
+    plastic->setBumpAnisotropy(8.f);
+    QdxProperty factor = material->FindProperty(QdxSurfaceMaterial::sBumpFactor);
+    plastic->setBumpIntensity(factor.IsValid() ? static_cast<float>(factor.Get<double>()) : 1.f);
+    plastic->setParallaxIntensity(0.f);
+    plastic->setBumpType(0);
+    plastic->setUseStructure(false);
+    plastic->setStructureSize(0.5f);
+}
+
+void ksQdxLoader::convertTransparencyMaterial(QdxSurfaceMaterial* material,
+                                              const osg::UPlasticMaterialPtr& plastic) {
+    QdxFileTexture* texture = findTexture(material, QdxSurfaceMaterial::sTransparentColor);
+    const osg::ImagePtr image = getImageFromQdxTexture(texture);
+    plastic->setSeeThrough(toColor3f(colorWithFactor(
+        material, QdxSurfaceMaterial::sTransparentColor, QdxSurfaceMaterial::sTransparencyFactor)));
+    if (osg::ColorComponentSettingsPtr settings = plastic->getTransparencyComponentSettings()) {
+        settings->setImage(image);
+        settings->setUseTexture(static_cast<bool>(image));
+        convertTextureProperties(texture, settings);
+    }
+}
+
+void ksQdxLoader::convertTextureProperties(QdxTexture* texture,
+                                           const osg::ColorComponentSettingsPtr& settings) {
+    // A texture without a usable scale carries no placement.
+    if (!texture || !settings || !texture->Scaling.IsValid()) return;
+    const double scaleU = texture->GetScaleU(), scaleV = texture->GetScaleV();
+    if (scaleU == 0.0 || scaleV == 0.0) return;
+    settings->setRepeat(osg::Vec2f(static_cast<float>(scaleU), static_cast<float>(scaleV)));
+    settings->setRotate(static_cast<float>(texture->GetRotationW()));
+    const int wrapU = texture->GetWrapModeU(), wrapV = texture->GetWrapModeV();
+    settings->setConnectRepeatModes(wrapU == wrapV);
+    settings->setRepeatMode((wrapU != 0 ? 2u : 0u) + (wrapV != 0 ? 16u : 0u) +
+                            (wrapU != wrapV ? 128u : 0u));
+    const double offsetU = ((0.5 - texture->GetTranslationU()) - scaleU * 0.5) / scaleU;
+    const double offsetV = ((0.5 - texture->GetTranslationV()) - scaleV * 0.5) / scaleV;
+    settings->setOffset(osg::Vec2f(static_cast<float>(offsetU), static_cast<float>(offsetV)));
+}
+
+// ---------------------------------------------------------------------------
+// Attribute kinds and passes that later work fills in
+
+osg::NodePtr ksQdxLoader::convertSkeleton(QdxNode*) {
+    return osg::NullFC;
+}
+
+osg::NodePtr ksQdxLoader::convertCamera(QdxNode*) {
+    return osg::NullFC;
+}
+
+osg::NodePtr ksQdxLoader::convertLight(QdxNode*) {
+    return osg::NullFC;
+}
+
+osg::NodePtr ksQdxLoader::convertNurbsSurface(QdxNode*) {
+    return osg::NullFC;
+}
+
+osg::NodePtr ksQdxLoader::convertTrimmedNurbsSurface(QdxNode*) {
+    return osg::NullFC;
+}
+
+osg::NodePtr ksQdxLoader::convertLine(QdxNode*) {
+    return osg::NullFC;
+}
+
+void ksQdxLoader::extractAnimations(QdxScene* scene) {
+    _d->animationLayers.clear();
+    if (!scene) return;
+    const QdxCriteria stacks = QdxCriteria::ObjectType(QdxAnimStack::ClassId);
+    const int count = scene->GetSrcObjectCount(stacks);
+    for (int i = 0; i < count; ++i) {
+        auto* stack = QdxCast<QdxAnimStack>(scene->GetSrcObject(stacks, i));
+        if (!stack) continue;
+        if (_d->reduce_keyframes) {
+            QdxAnimCurveFilterConstantKeyReducer reducer;
+            reducer.SetStartTime(QdxTime(QdxTime::kMinusInfinite));
+            reducer.SetStopTime(QdxTime(QdxTime::kInfinite));
+            reducer.SetKeepNotPureAutoKeys(true);
+            reducer.SetKeepOneKey(true);
+            reducer.Apply(stack);
+        }
+        const QdxCriteria layers = QdxCriteria::ObjectType(QdxAnimLayer::ClassId);
+        for (int l = 0; l < stack->GetSrcObjectCount(layers); ++l)
+            if (auto* layer = QdxCast<QdxAnimLayer>(stack->GetSrcObject(layers, l)))
+                _d->animationLayers.push_back(layer);
+    }
+    // Bring every node onto the destination pivot set prepared by the
+    // pre-pass, so that the host's transform reproduces it.
+    if (QdxNode* root = scene->GetRootNode())
+        root->ConvertPivotAnimationRecursive(nullptr, QdxNode::eDestinationPivot, fps,
+                                             _d->reduce_keyframes);
+}
+
+void ksQdxLoader::convertAnimations(QdxNode*, const osg::NodePtr&) {}
+
+void ksQdxLoader::preparePointCacheData(QdxScene*) {}
+
+bool ksQdxLoader::createAnimationCurvesFromVertexCache(QdxNode*, const osg::NodePtr&,
+                                                       const osg::GeometryPtr&,
+                                                       const ControlPointMap&, const CornerList&) {
+    return false;
+}
+
+void ksQdxLoader::getSkinWeights(QdxNode*, const osg::NodePtr&, const osg::GeometryPtr&,
+                                 const ControlPointMap&) {}
+
+void ksQdxLoader::updateCameraTargets(const osg::NodePtr&) {}
+
+void ksQdxLoader::updateDeformerClusterNodes(const osg::NodePtr&) {}

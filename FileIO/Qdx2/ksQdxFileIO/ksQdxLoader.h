@@ -1,0 +1,125 @@
+#pragma once
+// Import of one Qdx file into a scene-graph subtree.
+//
+// ksQdxLoader::read(fileName, options) reads the file through the Qdx SDK,
+// brings the scene into the host's axis system and length unit, and builds
+// one node per Qdx node: transforms with pivots, meshes as polygon geometry
+// (split per material when a mesh uses several), plastic materials with
+// their textures. Options (comma-separated): flush_transforms (bake
+// transforms into geometry, default off), reduce_keyframes (default on),
+// enable_metadata (default on).
+//
+// A loader lives for one read(); it uses process-wide host singletons
+// (animation manager, scene data, camera pool), so two imports must not run
+// at the same time. Messages go to the host log (progress and failures) and
+// to standard output (diagnostics, versions, units, textures).
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <kestrel/osg/Geometry.h>
+#include <kestrel/osg/Image.h>
+#include <kestrel/osg/Node.h>
+#include <kestrel/osg/UberMaterial.h>
+#include <kestrel/osg/Vector.h>
+
+namespace qdxsdk {
+class QdxNode;
+class QdxScene;
+class QdxProperty;
+class QdxTexture;
+class QdxFileTexture;
+class QdxSurfaceMaterial;
+} // namespace qdxsdk
+
+class ksQdxLoader {
+public:
+    // Null node for an empty file name or a file that cannot be read.
+    static osg::NodePtr read(const std::string& fileName, const std::string& options);
+
+    ksQdxLoader(const std::string& fileName, const std::string& options);
+    ksQdxLoader(const ksQdxLoader& other);
+    ksQdxLoader& operator=(const ksQdxLoader& other);
+    virtual ~ksQdxLoader();
+
+    osg::NodePtr read();
+
+    // Multimap from Qdx control point to produced vertex, and the
+    // (polygon, corner) of every produced vertex: what a mesh conversion
+    // hands on to skin weights and vertex caches.
+    using ControlPointMap = std::multimap<int, osg::UInt32>;
+    using CornerList = std::vector<std::pair<int, int>>;
+
+private:
+    struct Data;
+    using TextureTable = std::map<qdxsdk::QdxTexture*, osg::ImagePtr>;
+
+    void parseOptions();
+
+    // Nodes and transforms.
+    void preConvert(qdxsdk::QdxNode* node);
+    bool transformsEqual(qdxsdk::QdxNode* a, qdxsdk::QdxNode* b) const;
+    osg::NodePtr convert(qdxsdk::QdxNode* node);
+    osg::NodePtr getNode(qdxsdk::QdxNode* node) const;
+    void setTransformValues(qdxsdk::QdxNode* node, osg::NodePtr& osgNode, double scale);
+    osg::Vec3f calculateRotationOrientation(qdxsdk::QdxNode* node) const;
+    void optimizeGeometry(const osg::NodePtr& node, bool hasVertexAnimation);
+    void reportProgress();
+
+    // Meshes.
+    osg::NodePtr convertMultiMeshSort(qdxsdk::QdxNode* node);
+    osg::NodePtr convertMesh(qdxsdk::QdxNode* node);
+
+    // Materials and textures.
+    void loadSupportedTexturesRecursive(qdxsdk::QdxNode* node, TextureTable& textures);
+    void loadTexturesForProperty(const qdxsdk::QdxProperty& property, TextureTable& textures);
+    void loadTexture(qdxsdk::QdxTexture* texture, TextureTable& textures);
+    osg::ImagePtr getImageFromQdxTexture(qdxsdk::QdxTexture* texture) const;
+    osg::MaterialPtr convertMaterial(qdxsdk::QdxSurfaceMaterial* material);
+    void convertDiffuseMaterial(qdxsdk::QdxSurfaceMaterial* material,
+                                const osg::UPlasticMaterialPtr& plastic);
+    void convertSpecularMaterial(qdxsdk::QdxSurfaceMaterial* material,
+                                 const osg::UPlasticMaterialPtr& plastic);
+    void convertEmissiveMaterial(qdxsdk::QdxSurfaceMaterial* material,
+                                 const osg::UPlasticMaterialPtr& plastic);
+    void convertBumpMaterial(qdxsdk::QdxSurfaceMaterial* material,
+                             const osg::UPlasticMaterialPtr& plastic);
+    void convertTransparencyMaterial(qdxsdk::QdxSurfaceMaterial* material,
+                                     const osg::UPlasticMaterialPtr& plastic);
+    void convertTextureProperties(qdxsdk::QdxTexture* texture,
+                                  const osg::ColorComponentSettingsPtr& settings);
+
+    // Attribute kinds whose import is not carried yet: they give no node,
+    // and the node is imported as a plain transform.
+    osg::NodePtr convertSkeleton(qdxsdk::QdxNode* node);
+    osg::NodePtr convertCamera(qdxsdk::QdxNode* node);
+    osg::NodePtr convertLight(qdxsdk::QdxNode* node);
+    osg::NodePtr convertNurbsSurface(qdxsdk::QdxNode* node);
+    osg::NodePtr convertTrimmedNurbsSurface(qdxsdk::QdxNode* node);
+    osg::NodePtr convertLine(qdxsdk::QdxNode* node);
+
+    // Animation, skins and vertex caches.
+    void extractAnimations(qdxsdk::QdxScene* scene);
+    void convertAnimations(qdxsdk::QdxNode* node, const osg::NodePtr& target);
+    void preparePointCacheData(qdxsdk::QdxScene* scene);
+    bool createAnimationCurvesFromVertexCache(qdxsdk::QdxNode* node, const osg::NodePtr& target,
+                                              const osg::GeometryPtr& geometry,
+                                              const ControlPointMap& vertices,
+                                              const CornerList& corners);
+    void getSkinWeights(qdxsdk::QdxNode* node, const osg::NodePtr& target,
+                        const osg::GeometryPtr& geometry, const ControlPointMap& vertices);
+    void updateCameraTargets(const osg::NodePtr& root);
+    void updateDeformerClusterNodes(const osg::NodePtr& root);
+
+    osg::UInt32 _status = 0;
+    std::unique_ptr<Data> _d;
+    osg::Int32 _convertedNodes = 0;
+    osg::Int32 _totalNodes = 0;
+    double fps = 0.0;
+    osg::Int32 _progress = 0;
+    double _unitScaleFactor = 1.0;
+    double _sceneScaleFactor = 1.0;
+    double _unitConversionFactor = 1.0;
+};

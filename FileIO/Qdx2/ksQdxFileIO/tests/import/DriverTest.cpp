@@ -1,0 +1,258 @@
+// The import driver: registration, options, failures, host unit and axis
+// settings, frame rate and ranges, root naming, progress and messages.
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+
+#include <kestrel/ksAnimManager.h>
+#include <kestrel/ksMetadataUtils.h>
+#include <kestrel/ksNodeUtils.h>
+#include <kestrel/ksOpenSGUtils.h>
+#include <kestrel/ksSceneDataManager.h>
+#include <kestrel/osg/SceneFileHandler.h>
+#include <kestrel/osg/Transform.h>
+
+#include "ImportSupport.h"
+#include "ksQdxLoader.h"
+
+using namespace importtest;
+using namespace qdxsdk;
+
+namespace {
+
+void oneQuadAt(QdxScene* scene, const QdxDouble3& t) {
+    QdxNode* n = addMesh(scene, scene->GetRootNode(), "Quad", quadPoints(), {{0, 1, 2, 3}});
+    n->LclTranslation.Set(t);
+}
+
+class DriverTest : public ImportTest {};
+
+TEST_F(DriverTest, RegistersOneTypeForBothSuffixes) {
+    auto& handler = osg::SceneFileHandler::the();
+    osg::SceneFileType* qdx = handler.getFileType("qdx");
+    ASSERT_NE(qdx, nullptr);
+    EXPECT_EQ(qdx, handler.getFileType("abc"));
+    EXPECT_STREQ(qdx->getName(), "QDX Scene");
+    EXPECT_TRUE(qdx->canRead());
+    EXPECT_TRUE(qdx->canWrite());
+    EXPECT_EQ(qdx->getOverridePriority(), 10u);
+
+    // A file named .abc goes through the same importer.
+    const auto path = writeScene("scene.abc", [](QdxScene* s) { oneQuadAt(s, {0, 0, 0}); });
+    Imported r = import(path);
+    ASSERT_TRUE(r.root);
+    EXPECT_TRUE(r.geometry("Quad"));
+}
+
+TEST_F(DriverTest, FailuresGiveNullAndTheirMessage) {
+    {
+        ksLogCapture capture;
+        EXPECT_FALSE(ksQdxLoader::read("", ""));
+        EXPECT_TRUE(capture.entries().empty());
+    }
+    {
+        ksLogCapture capture;
+        EXPECT_FALSE(ksQdxLoader::read(_dir + "/missing.qdx", ""));
+        EXPECT_EQ(capture.count(ksLog::Error, "QdxImport: initializing of importer failed!"), 1u);
+    }
+    // Garbage, and a valid file cut in half: null, an error, no crash.
+    const std::string garbage = _dir + "/garbage.qdx";
+    std::ofstream(garbage, std::ios::binary) << std::string(300, '\x7f');
+    Imported bad = import(garbage);
+    EXPECT_FALSE(bad.root);
+    EXPECT_EQ(bad.count(ksLog::Error, "QdxImport:"), 1u);
+
+    const auto path = writeScene("cut.qdx", [](QdxScene* s) { oneQuadAt(s, {0, 0, 0}); });
+    std::string bytes;
+    {
+        std::ifstream in(path, std::ios::binary);
+        bytes.assign(std::istreambuf_iterator<char>(in), {});
+    }
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes.substr(0, bytes.size() / 2);
+    Imported cut = import(path);
+    EXPECT_FALSE(cut.root);
+    EXPECT_EQ(cut.count(ksLog::Error, "QdxImport:"), 1u);
+}
+
+TEST_F(DriverTest, ImportOptionsAreReadFromTheUpperCaseSuffixOnly) {
+    const auto path = writeScene("opts.qdx", [](QdxScene* s) {
+        oneQuadAt(s, {1, 2, 3});
+        QdxDocumentInfo* info = QdxDocumentInfo::Create(s, "info");
+        info->mTitle = "Options";
+        s->SetDocumentInfo(info);
+    });
+    auto& handler = osg::SceneFileHandler::the();
+
+    // Defaults: transforms kept, document information as metadata.
+    Imported plain = import(path);
+    ASSERT_TRUE(plain.root);
+    auto t = ksNodeUtils::getTransform3D(plain.node("Quad"));
+    ASSERT_TRUE(t);
+    EXPECT_NE(t->getTranslation(), osg::Vec3f(0.f, 0.f, 0.f));
+    std::vector<osg::MetadataSetPtr> sets;
+    ksMetadataUtils::getMetadata(plain.root, sets);
+    ASSERT_EQ(sets.size(), 1u);
+    EXPECT_EQ(ksMetadataUtils::getName(sets[0]), "opts_Set");
+    EXPECT_TRUE(ksMetadataUtils::isLocked(sets[0]));
+    EXPECT_TRUE(sets[0]->getMetadata().contains("Title"));
+
+    // Stored under the lower-case suffix: not an import option.
+    handler.setOptions("qdx", "flush_transforms,enable_metadata=false");
+    Imported lower = import(path);
+    ASSERT_TRUE(lower.root);
+    EXPECT_NE(ksNodeUtils::getTransform3D(lower.node("Quad"))->getTranslation(),
+              osg::Vec3f(0.f, 0.f, 0.f));
+    EXPECT_TRUE(ksMetadataUtils::getMetadata(lower.root));
+
+    handler.setOptions("QDX", "flush_transforms, enable_metadata=false");
+    Imported flushed = import(path);
+    ASSERT_TRUE(flushed.root);
+    osg::NodePtr quad = flushed.node("Quad");
+    auto flat = ksNodeUtils::getTransform3D(quad);
+    EXPECT_TRUE(!flat || flat->getTranslation() == osg::Vec3f(0.f, 0.f, 0.f));
+    // Baked, the corners stay where the unflushed import put them.
+    const auto before = worldCorners(plain.node("Quad"));
+    const auto after = worldCorners(quad);
+    ASSERT_EQ(before.size(), after.size());
+    for (size_t i = 0; i < before.size(); ++i)
+        EXPECT_TRUE(before[i].equals(after[i], 1e-3f));
+    EXPECT_FALSE(ksMetadataUtils::getMetadata(flushed.root));
+}
+
+// Host unit and up-axis codes, and what they make of a node at (1, 2, 3)
+// in a Y-up file stored in centimetres.
+struct UnitCase {
+    int unit, up;
+    const char* hostFactor; // "Kestrel Scale Factor"
+    const char* conversion; // "_unitConversionFactor"
+    bool zup;
+    osg::Vec3f translation;
+};
+
+class DriverUnits : public DriverTest, public ::testing::WithParamInterface<UnitCase> {};
+
+TEST_P(DriverUnits, SceneIsExpressedInTheHostUnitAndAxes) {
+    const UnitCase c = GetParam();
+    ksSceneDataManager::getSceneData(0)->setLengthUnit(c.unit);
+    ksSceneDataManager::getSceneData(0)->setUpAxis(c.up);
+    int calls = 0;
+    bool zup = !c.zup;
+    const int listener = ksOpenSGUtils::addListener("LoadedQDXAxisSystem",
+                                                    [&](const std::string&, ksMessage& m, int) {
+                                                        ++calls;
+                                                        zup = m.getBool("zup", !c.zup);
+                                                    });
+    const auto path = writeScene("units.qdx", [](QdxScene* s) { oneQuadAt(s, {1, 2, 3}); });
+    Imported r = import(path);
+    ksOpenSGUtils::removeListener(listener);
+    ASSERT_TRUE(r.root);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(zup, c.zup);
+    EXPECT_NE(r.out.find(std::string("Kestrel Scale Factor: ") + c.hostFactor + "\n"),
+              std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find(std::string("_unitConversionFactor: ") + c.conversion + "\n"),
+              std::string::npos);
+    EXPECT_NE(r.out.find("Unit of length: cm\n"), std::string::npos);
+    const osg::Vec3f t = ksNodeUtils::getTransform3D(r.node("Quad"))->getTranslation();
+    EXPECT_TRUE(t.equals(c.translation, 1e-4f)) << t[0] << " " << t[1] << " " << t[2];
+}
+
+INSTANTIATE_TEST_SUITE_P(HostSettings, DriverUnits,
+                         ::testing::Values(UnitCase{1, 1, "0.1", "10", true, {10.f, -30.f, 20.f}},
+                                           UnitCase{2, 1, "1", "1", true, {1.f, -3.f, 2.f}},
+                                           UnitCase{
+                                               4, 0, "100", "0.01", false, {0.01f, 0.02f, 0.03f}},
+                                           // Decimetres and "undefined" fall back to millimetres;
+                                           // an unknown up axis means Y up.
+                                           UnitCase{3, 0, "0.1", "10", false, {10.f, 20.f, 30.f}},
+                                           UnitCase{0, 7, "0.1", "10", false, {10.f, 20.f, 30.f}}));
+
+TEST_F(DriverTest, InchFileInAMetreHostIsConvertedThroughCentimetres) {
+    ksSceneDataManager::getSceneData(0)->setLengthUnit(4);
+    const auto path = writeScene("inch.qdx", [](QdxScene* s) {
+        s->GetGlobalSettings().SetSystemUnit(QdxSystemUnit::Inch);
+        oneQuadAt(s, {0, 0, 100});
+    });
+    Imported r = import(path);
+    ASSERT_TRUE(r.root);
+    EXPECT_NE(r.out.find("Original scale Factor: 2.54\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("_unitConversionFactor: 0.01\n"), std::string::npos);
+    EXPECT_NE(r.out.find("_unitScaleFactor: 0.01\n"), std::string::npos);
+    // 100 inches along Z (Y up) is 2.54 m along -Y (Z up).
+    const osg::Vec3f t = ksNodeUtils::getTransform3D(r.node("Quad"))->getTranslation();
+    EXPECT_TRUE(t.equals(osg::Vec3f(0.f, -2.54f, 0.f), 1e-5f));
+}
+
+TEST_F(DriverTest, FrameRateAndRangesOnlyWiden) {
+    const auto path = writeScene("time.qdx", [](QdxScene* s) {
+        s->GetGlobalSettings().SetTimeMode(QdxTime::eFrames30);
+        s->GetGlobalSettings().SetTimelineDefaultTimeSpan(QdxTimeSpan(
+            QdxTime(-2 * QdxTime::kTicksPerSecond), QdxTime(10 * QdxTime::kTicksPerSecond)));
+        oneQuadAt(s, {0, 0, 0});
+    });
+    auto& anim = ksAnimManager::the();
+    ASSERT_TRUE(import(path).root);
+    EXPECT_EQ(anim.fps(), 30.0);
+    EXPECT_EQ(anim.playbackFPS(), 30.0);
+    EXPECT_EQ(anim.fullRangeStart(), 0);
+    EXPECT_EQ(anim.fullRangeEnd(), 300);
+    EXPECT_EQ(anim.detailedRangeEnd(), 300);
+
+    anim.setFullRangeStart(-50);
+    anim.setFullRangeEnd(1000);
+    anim.setDetailedRangeEnd(500);
+    Imported again = import(path);
+    EXPECT_NE(again.out.find("Input framerate: 30.000000\n"), std::string::npos);
+    EXPECT_EQ(anim.fullRangeStart(), -50);
+    EXPECT_EQ(anim.fullRangeEnd(), 1000);
+    EXPECT_EQ(anim.detailedRangeEnd(), 500);
+}
+
+TEST_F(DriverTest, RootIsNamedAfterTheFileUnlessTheSceneNamedIt) {
+    Imported named = import(writeScene("car.qdx", [](QdxScene* s) { oneQuadAt(s, {0, 0, 0}); }));
+    ASSERT_TRUE(named.root);
+    EXPECT_EQ(ksNodeUtils::getName(named.root), "car");
+
+    Imported own = import(writeScene("stage.qdx", [](QdxScene* s) {
+        s->GetRootNode()->SetName("Stage");
+        oneQuadAt(s, {0, 0, 0});
+    }));
+    ASSERT_TRUE(own.root);
+    EXPECT_EQ(ksNodeUtils::getName(own.root), "Stage");
+}
+
+TEST_F(DriverTest, ReportsProgressVersionsTakesAndDocumentInformation) {
+    const auto path = writeScene("report.qdx", [](QdxScene* s) {
+        for (int i = 0; i < 5; ++i)
+            oneQuadAt(s, {double(i), 0, 0});
+        QdxAnimStack* stack = QdxAnimStack::Create(s, "Take 001");
+        stack->AddMember(QdxAnimLayer::Create(s, "BaseLayer"));
+        stack->AddMember(QdxAnimLayer::Create(s, "Overlay"));
+        QdxDocumentInfo* info = QdxDocumentInfo::Create(s, "info");
+        info->Original_ApplicationVendor.Set("Vendor");
+        info->Original_ApplicationName.Set("Modeller");
+        info->Original_ApplicationVersion.Set("7");
+        s->SetDocumentInfo(info);
+    });
+    Imported r = import(path);
+    ASSERT_TRUE(r.root);
+    EXPECT_NE(r.out.find("Anim take: Take 001 2 layers\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find(" - BaseLayer\n"), std::string::npos);
+    EXPECT_NE(r.out.find("Created with Vendor Modeller 7\n"), std::string::npos);
+    EXPECT_NE(r.out.find("QDX: getting root...\n"), std::string::npos);
+    EXPECT_EQ(r.count(ksLog::Info, "QdxImport: SDK Version: "), 1u);
+    EXPECT_EQ(r.count(ksLog::Info, "QdxImport: Fileversion: "), 1u);
+    EXPECT_EQ(r.count(ksLog::Info, "QdxImport: converting scenegraph ready."), 1u);
+
+    // Reading fills 0..50, conversion 50..100, never backwards.
+    ASSERT_FALSE(r.progress.empty());
+    EXPECT_TRUE(std::is_sorted(r.progress.begin(), r.progress.end()));
+    // Six nodes converted: the last report is 5 / 6 of the second half.
+    EXPECT_EQ(r.progress.back(), 91u);
+    EXPECT_GE(
+        std::count_if(r.progress.begin(), r.progress.end(), [](osg::UInt32 p) { return p >= 50; }),
+        6);
+}
+
+} // namespace

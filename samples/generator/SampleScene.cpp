@@ -1,0 +1,315 @@
+#include "SampleScene.h"
+
+#include <cmath>
+#include <vector>
+
+#include "qdxsdk/qdxsdk.h"
+
+using namespace qdxsdk;
+
+namespace samples {
+namespace {
+
+using Polygons = std::vector<std::vector<int>>;
+
+QdxMesh* makeMesh(QdxScene* scene, const char* name, const std::vector<QdxVector4>& points,
+                  const Polygons& polygons) {
+    QdxMesh* mesh = QdxMesh::Create(scene, name);
+    mesh->InitControlPoints(static_cast<int>(points.size()));
+    for (size_t i = 0; i < points.size(); ++i)
+        mesh->SetControlPointAt(points[i], static_cast<int>(i));
+    for (const auto& polygon : polygons) {
+        mesh->BeginPolygon();
+        for (int corner : polygon)
+            mesh->AddPolygon(corner);
+        mesh->EndPolygon();
+    }
+    return mesh;
+}
+
+QdxVector4 faceNormal(const std::vector<QdxVector4>& p, const std::vector<int>& polygon) {
+    const QdxVector4 a = p[polygon[1]] - p[polygon[0]], b = p[polygon[2]] - p[polygon[0]];
+    QdxVector4 n(a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0],
+                 0.0);
+    const double l = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+    return QdxVector4(n[0] / l, n[1] / l, n[2] / l, 0.0);
+}
+
+// Flat normals, one per polygon corner.
+void addCornerNormals(QdxMesh* mesh, const std::vector<QdxVector4>& points,
+                      const Polygons& polygons) {
+    QdxLayerElementNormal* normals = mesh->CreateElementNormal();
+    normals->SetMappingMode(QdxLayerElement::eByPolygonVertex);
+    normals->SetReferenceMode(QdxLayerElement::eDirect);
+    for (const auto& polygon : polygons) {
+        const QdxVector4 n = faceNormal(points, polygon);
+        for (size_t c = 0; c < polygon.size(); ++c)
+            normals->GetDirectArray().Add(n);
+    }
+}
+
+// A UV set with the corners of each polygon spread over the unit square.
+void addCornerUVs(QdxMesh* mesh, const char* name, const Polygons& polygons) {
+    QdxLayerElementUV* uvs = mesh->CreateElementUV(name);
+    uvs->SetMappingMode(QdxLayerElement::eByPolygonVertex);
+    uvs->SetReferenceMode(QdxLayerElement::eDirect);
+    for (const auto& polygon : polygons)
+        for (size_t c = 0; c < polygon.size(); ++c) {
+            const double a =
+                6.283185307179586 * static_cast<double>(c) / static_cast<double>(polygon.size());
+            uvs->GetDirectArray().Add(QdxVector2(0.5 + 0.5 * std::cos(a), 0.5 + 0.5 * std::sin(a)));
+        }
+}
+
+// Box of size 2 around the origin.
+std::vector<QdxVector4> boxPoints() {
+    std::vector<QdxVector4> p;
+    for (int i = 0; i < 8; ++i)
+        p.emplace_back(i & 1 ? 1.0 : -1.0, i & 2 ? 1.0 : -1.0, i & 4 ? 1.0 : -1.0);
+    return p;
+}
+const Polygons kBoxFaces = {{0, 2, 3, 1}, {4, 5, 7, 6}, {0, 1, 5, 4},
+                            {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 3, 7, 5}};
+
+// Prism with n sides, radius r and height h along Y: top and bottom caps
+// first, then the sides.
+std::vector<QdxVector4> prismPoints(int n, double r, double h) {
+    std::vector<QdxVector4> p;
+    for (int ring = 0; ring < 2; ++ring)
+        for (int i = 0; i < n; ++i) {
+            const double a = 6.283185307179586 * i / n;
+            p.emplace_back(r * std::cos(a), ring ? h / 2 : -h / 2, r * std::sin(a));
+        }
+    return p;
+}
+Polygons prismFaces(int n) {
+    Polygons f;
+    std::vector<int> top, bottom;
+    for (int i = 0; i < n; ++i) {
+        top.push_back(n + (n - 1 - i));
+        bottom.push_back(i);
+    }
+    f.push_back(top);
+    f.push_back(bottom);
+    for (int i = 0; i < n; ++i) {
+        const int j = (i + 1) % n;
+        f.push_back({i, j, n + j, n + i});
+    }
+    return f;
+}
+
+QdxFileTexture* makeTexture(QdxScene* scene, const std::string& dir, const char* file) {
+    QdxFileTexture* texture = QdxFileTexture::Create(scene, file);
+    texture->SetFileName((dir + "\\" + file).c_str());
+    texture->SetRelativeFileName((std::string("textures/") + file).c_str());
+    return texture;
+}
+
+QdxNode* makeNode(QdxScene* scene, QdxNode* parent, const char* name, QdxNodeAttribute* attribute,
+                  const QdxDouble3& t, const QdxDouble3& r = QdxDouble3(0, 0, 0),
+                  const QdxDouble3& s = QdxDouble3(1, 1, 1)) {
+    QdxNode* node = QdxNode::Create(scene, name);
+    parent->AddChild(node);
+    if (attribute) node->SetNodeAttribute(attribute);
+    node->LclTranslation.Set(t);
+    node->LclRotation.Set(r);
+    node->LclScaling.Set(s);
+    return node;
+}
+
+} // namespace
+
+void buildShowroom(QdxScene* scene, const std::string& textureDir) {
+    QdxGlobalSettings& globals = scene->GetGlobalSettings();
+    globals.SetAxisSystem(QdxAxisSystem::ToveYUp);
+    globals.SetSystemUnit(QdxSystemUnit::cm);
+    globals.SetTimeMode(QdxTime::eFrames24);
+    globals.SetTimelineDefaultTimeSpan(
+        QdxTimeSpan(QdxTime(0), QdxTime(5 * QdxTime::kTicksPerSecond)));
+
+    QdxDocumentInfo* info = QdxDocumentInfo::Create(scene, "Info");
+    info->Original_ApplicationVendor.Set("Sample Works");
+    info->Original_ApplicationName.Set("qdx_sample_generator");
+    info->Original_ApplicationVersion.Set("1.0");
+    info->Original_DateTime_GMT.Set(QdxDateTime(1, 3, 2026, 9, 30, 0));
+    info->LastSaved_ApplicationVendor.Set("Sample Works");
+    info->LastSaved_ApplicationName.Set("qdx_sample_generator");
+    info->LastSaved_ApplicationVersion.Set("1.0");
+    info->LastSaved_DateTime_GMT.Set(QdxDateTime(1, 3, 2026, 9, 30, 0));
+    info->mTitle = "Showroom";
+    info->mSubject = "Sample scene";
+    info->mAuthor = "Sample Works";
+    scene->SetDocumentInfo(info);
+
+    // Materials and textures.
+    QdxSurfacePhong* paint = QdxSurfacePhong::Create(scene, "Paint");
+    paint->Diffuse.Set(QdxDouble3(0.8, 0.1, 0.1));
+    paint->DiffuseFactor.Set(1.0);
+    paint->Ambient.Set(QdxDouble3(0.1, 0.1, 0.1));
+    paint->AmbientFactor.Set(1.0);
+    paint->Specular.Set(QdxDouble3(1.0, 1.0, 1.0));
+    paint->SpecularFactor.Set(0.5);
+    paint->Shininess.Set(20.0);
+    paint->BumpFactor.Set(0.3);
+    paint->Diffuse.ConnectSrcObject(makeTexture(scene, textureDir, "paint.png"));
+    paint->Bump.ConnectSrcObject(makeTexture(scene, textureDir, "bumps.png"));
+
+    QdxSurfacePhong* chrome = QdxSurfacePhong::Create(scene, "Chrome");
+    chrome->Diffuse.Set(QdxDouble3(0.7, 0.7, 0.75));
+    chrome->DiffuseFactor.Set(1.0);
+    chrome->Specular.Set(QdxDouble3(1.0, 1.0, 1.0));
+    chrome->SpecularFactor.Set(1.0);
+    chrome->Shininess.Set(80.0);
+
+    QdxSurfaceLambert* wood = QdxSurfaceLambert::Create(scene, "Wood");
+    wood->Diffuse.Set(QdxDouble3(1.0, 1.0, 1.0));
+    wood->DiffuseFactor.Set(0.9);
+    QdxFileTexture* woodTexture = makeTexture(scene, textureDir, "wood.png");
+    woodTexture->SetTranslation(0.25, 0.0);
+    wood->Diffuse.ConnectSrcObject(woodTexture);
+
+    QdxSurfaceLambert* floor = QdxSurfaceLambert::Create(scene, "Floor");
+    floor->Diffuse.Set(QdxDouble3(1.0, 1.0, 1.0));
+    floor->DiffuseFactor.Set(1.0);
+    QdxFileTexture* floorTexture = makeTexture(scene, textureDir, "floor.png");
+    floorTexture->SetScale(4.0, 4.0);
+    floorTexture->SetWrapMode(QdxTexture::eClamp, QdxTexture::eRepeat);
+    floor->Diffuse.ConnectSrcObject(floorTexture);
+
+    QdxSurfaceLambert* rubber = QdxSurfaceLambert::Create(scene, "Rubber");
+    rubber->Diffuse.Set(QdxDouble3(0.05, 0.05, 0.05));
+    rubber->DiffuseFactor.Set(1.0);
+
+    QdxSurfaceLambert* lamp = QdxSurfaceLambert::Create(scene, "Lamp");
+    lamp->Emissive.Set(QdxDouble3(2.0, 1.0, 0.0));
+    lamp->EmissiveFactor.Set(1.0);
+
+    // Meshes.
+    const std::vector<QdxVector4> box = boxPoints();
+    QdxMesh* body = makeMesh(scene, "BodyMesh", box, kBoxFaces);
+    addCornerNormals(body, box, kBoxFaces);
+    addCornerUVs(body, "map1", kBoxFaces);
+    {
+        // Light map: the six faces side by side, shared corners indexed.
+        QdxLayerElementUV* lightmap = body->CreateElementUV("Lightmap UV Set");
+        lightmap->SetMappingMode(QdxLayerElement::eByPolygonVertex);
+        lightmap->SetReferenceMode(QdxLayerElement::eIndexToDirect);
+        for (int i = 0; i <= 6; ++i) {
+            lightmap->GetDirectArray().Add(QdxVector2(i / 6.0, 0.0));
+            lightmap->GetDirectArray().Add(QdxVector2(i / 6.0, 1.0));
+        }
+        for (int f = 0; f < 6; ++f)
+            for (int k : {2 * f, 2 * f + 1, 2 * f + 3, 2 * f + 2})
+                lightmap->GetIndexArray().Add(k);
+        QdxLayerElementVertexColor* colors = body->CreateElementVertexColor();
+        colors->SetMappingMode(QdxLayerElement::eByControlPoint);
+        for (int cp = 0; cp < 8; ++cp)
+            colors->GetDirectArray().Add(
+                QdxColor(cp & 1 ? 1.0 : 0.2, cp & 2 ? 1.0 : 0.2, cp & 4 ? 1.0 : 0.2, 1.0));
+    }
+
+    const std::vector<QdxVector4> disc = prismPoints(12, 1.0, 0.1);
+    const Polygons discFaces = prismFaces(12);
+    QdxMesh* turntable = makeMesh(scene, "TurntableMesh", disc, discFaces);
+    addCornerNormals(turntable, disc, discFaces);
+    addCornerUVs(turntable, "map1", discFaces);
+    {
+        QdxLayerElementMaterial* materials = turntable->CreateElementMaterial();
+        materials->SetMappingMode(QdxLayerElement::eByPolygon);
+        materials->SetReferenceMode(QdxLayerElement::eIndexToDirect);
+        for (size_t p = 0; p < discFaces.size(); ++p)
+            materials->GetIndexArray().Add(p < 2 ? 0 : 1);
+    }
+
+    const std::vector<QdxVector4> tyre = prismPoints(16, 1.0, 0.6);
+    const Polygons tyreFaces = prismFaces(16);
+    QdxMesh* tyreMesh = makeMesh(scene, "TyreMesh", tyre, tyreFaces);
+    addCornerNormals(tyreMesh, tyre, tyreFaces);
+    addCornerUVs(tyreMesh, "map1", tyreFaces);
+
+    // Floor: UVs and normals per control point, so one vertex per point.
+    std::vector<QdxVector4> grid;
+    Polygons cells;
+    const int n = 4;
+    for (int z = 0; z <= n; ++z)
+        for (int x = 0; x <= n; ++x)
+            grid.emplace_back(-1.0 + 2.0 * x / n, 0.0, -1.0 + 2.0 * z / n);
+    for (int z = 0; z < n; ++z)
+        for (int x = 0; x < n; ++x) {
+            const int a = z * (n + 1) + x;
+            cells.push_back({a, a + n + 1, a + n + 2, a + 1});
+        }
+    QdxMesh* floorMesh = makeMesh(scene, "FloorMesh", grid, cells);
+    {
+        QdxLayerElementNormal* normals = floorMesh->CreateElementNormal();
+        normals->SetMappingMode(QdxLayerElement::eByControlPoint);
+        QdxLayerElementUV* uvs = floorMesh->CreateElementUV("map1");
+        uvs->SetMappingMode(QdxLayerElement::eByControlPoint);
+        uvs->SetReferenceMode(QdxLayerElement::eDirect);
+        for (const QdxVector4& p : grid) {
+            normals->GetDirectArray().Add(QdxVector4(0, 1, 0, 0));
+            uvs->GetDirectArray().Add(QdxVector2((p[0] + 1.0) / 2.0, (p[2] + 1.0) / 2.0));
+        }
+    }
+
+    const std::vector<QdxVector4> tetra = {{0, 1, 0}, {-1, -1, 1}, {1, -1, 1}, {0, -1, -1}};
+    const Polygons tetraFaces = {{0, 1, 2}, {0, 2, 3}, {0, 3, 1}, {1, 3, 2}};
+    QdxMesh* marker = makeMesh(scene, "MarkerMesh", tetra, tetraFaces);
+    addCornerNormals(marker, tetra, tetraFaces);
+
+    // Hierarchy (centimetres, Y up).
+    QdxNode* root = scene->GetRootNode();
+    QdxNode* showroom =
+        makeNode(scene, root, "Showroom", nullptr, QdxDouble3(0, 0, 0), QdxDouble3(0, 15, 0));
+    showroom->SetRotationOrder(QdxNode::eSourcePivot, eEulerZXY);
+    showroom->SetRotationPivot(QdxNode::eSourcePivot, QdxVector4(50, 0, 0));
+    showroom->SetScalingPivot(QdxNode::eSourcePivot, QdxVector4(0, 10, 0));
+
+    QdxNode* floorNode = makeNode(scene, showroom, "Floor", floorMesh, QdxDouble3(0, 0, 0),
+                                  QdxDouble3(0, 0, 0), QdxDouble3(400, 1, 400));
+    floorNode->AddMaterial(floor);
+
+    QdxNode* turntableNode = makeNode(scene, showroom, "Turntable", turntable, QdxDouble3(0, 5, 0),
+                                      QdxDouble3(0, 30, 0), QdxDouble3(1.5, 1.5, 1.5));
+    turntableNode->SetRotationOrder(QdxNode::eSourcePivot, eEulerYZX);
+    turntableNode->AddMaterial(chrome);
+    turntableNode->AddMaterial(wood);
+
+    QdxNode* car =
+        makeNode(scene, turntableNode, "Car", nullptr, QdxDouble3(0, 25, 0), QdxDouble3(0, -30, 0));
+    car->SetPreRotation(QdxNode::eSourcePivot, QdxVector4(0, 10, 0));
+    car->SetPostRotation(QdxNode::eSourcePivot, QdxVector4(5, 0, 0));
+    car->SetRotationOffset(QdxNode::eSourcePivot, QdxVector4(2, 0, 0));
+    car->SetRotationPivot(QdxNode::eSourcePivot, QdxVector4(10, 0, 5));
+    car->SetRotationActive(true);
+
+    QdxNode* bodyNode = makeNode(scene, car, "Body", body, QdxDouble3(0, 30, 0),
+                                 QdxDouble3(0, 0, 0), QdxDouble3(100, 30, 45));
+    bodyNode->SetGeometricTranslation(QdxNode::eSourcePivot, QdxVector4(0, 0.2, 0));
+    bodyNode->AddMaterial(paint);
+
+    const struct {
+        const char* hub;
+        const char* tyre;
+        double x, z;
+    } wheels[] = {{"Hub_FL", "Tyre_FL", 70, 40},
+                  {"Hub_FR", "Tyre_FR", 70, -40},
+                  {"Hub_RL", "Tyre_RL", -70, 40},
+                  {"Hub_RR", "Tyre_RR", -70, -40}};
+    for (const auto& w : wheels) {
+        QdxNode* hub = makeNode(scene, car, w.hub, nullptr, QdxDouble3(w.x, 0, w.z));
+        QdxNode* t = makeNode(scene, hub, w.tyre, tyreMesh, QdxDouble3(0, 0, 0),
+                              QdxDouble3(90, 0, 0), QdxDouble3(25, 10, 25));
+        t->AddMaterial(rubber);
+    }
+    QdxNode* spare = makeNode(scene, turntableNode, "SpareTyre", tyreMesh, QdxDouble3(0, 10, -90),
+                              QdxDouble3(0, 0, 0), QdxDouble3(25, 10, 25));
+    spare->AddMaterial(rubber);
+
+    QdxNode* helper = makeNode(scene, root, "HiddenHelper", marker, QdxDouble3(0, 150, 0),
+                               QdxDouble3(0, 0, 0), QdxDouble3(5, 5, 5));
+    helper->AddMaterial(lamp);
+    helper->SetVisibility(false);
+}
+
+} // namespace samples
