@@ -123,6 +123,20 @@ TEST(AnimCurve, EvaluatesStepLinearAndBezierSegments) {
     EXPECT_EQ(c->evaluate(10.f), 40.f);
 }
 
+TEST(AnimCurve, SmoothSegmentsPassThroughTheirPoints) {
+    auto c = AnimCurve::create();
+    for (float t : {0.f, 1.f, 2.f, 3.f})
+        c->addPoint(Pnt2f(t, t * t), Vec2f(), Vec2f(), 2, 2, true, false);
+    ASSERT_TRUE(c->verify(true, false, false));
+    for (float t : {0.f, 1.f, 2.f, 3.f})
+        EXPECT_FLOAT_EQ(c->evaluate(t), t * t);
+    float mid = c->evaluate(1.5f);
+    EXPECT_GT(mid, 1.f);
+    EXPECT_LT(mid, 4.f);
+    EXPECT_NEAR(mid, 2.25f, 0.2f);
+    EXPECT_EQ(AnimCurve::create()->evaluate(1.f), 0.f);
+}
+
 TEST(AnimEvaluator, WritesCurveValuesIntoTheScene) {
     auto root = nodeWith(Group::create());
     auto t3d = Transform3D::create();

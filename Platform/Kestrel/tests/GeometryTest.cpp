@@ -264,3 +264,27 @@ TEST(Surface, TrimmingCurvesFormLoops) {
     s->removeCurves();
     EXPECT_EQ(s->getNumCurves(), 0u);
 }
+
+TEST(Geometry, InterleavedIndexAddressesEachPropertyThroughItsMappingEntry) {
+    // Two values per vertex: position index, then normal index.
+    auto g =
+        makeGeometry({PrimTriangles}, {3}, {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {2, 0, 0, 0, 1, 0});
+    auto normals = GeoNormals3f::create();
+    normals->setValues({{0, 0, 1}});
+    g->setNormals(normals);
+    g->setIndexMapping({MapPosition, MapNormal});
+    EXPECT_EQ(g->getIndexStride(), 2u);
+    EXPECT_EQ(g->getVertexCount(), 3u);
+    EXPECT_EQ(g->findMappingIndex(MapNormal), 1);
+    EXPECT_EQ(g->findMappingIndex(MapTexCoords), -1);
+    auto it = g->beginTriangles();
+    ASSERT_FALSE(it.isAtEnd());
+    EXPECT_EQ(it.getPositionIndex(0), 2u);
+    EXPECT_EQ(it.getPositionIndex(1), 0u);
+    EXPECT_EQ(it.getNormalIndex(2), 0u);
+    EXPECT_EQ(it.getPosition(0), Pnt3f(0, 1, 0));
+    std::vector<NodePtr> bad;
+    EXPECT_TRUE(ksNodeUtils::verifyGeometry(nodeWith(g), bad));
+    // Interleaved geometry is not merged.
+    EXPECT_EQ(ksGeoOptimizer::mergeVertices(g), 0u);
+}

@@ -1,4 +1,6 @@
 // Node tree rules, shared cores, cloning, attachments and the change list.
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include <kestrel/ksNodeUtils.h>
@@ -159,4 +161,42 @@ TEST(NodeUtils, NamesCanBeMadeUniqueAmongSiblings) {
     EXPECT_EQ(ksNodeUtils::getName(NullFC), "");
     parent->addChild(b);
     EXPECT_EQ(ksNodeUtils::findNode(parent, "Other"), b);
+}
+
+TEST(Node, InsertAndReplaceKeepTheOrderWhenMovingWithinOneParent) {
+    auto p = makeNode("p", Group::create());
+    std::vector<NodePtr> c;
+    for (const char* n : {"a", "b", "c", "d"}) {
+        c.push_back(makeNode(n, NullFC));
+        p->addChild(c.back());
+    }
+    auto names = [&] {
+        std::string s;
+        for (const auto& ch : p->getChildren())
+            s += ch->getName();
+        return s;
+    };
+    p->insertChild(3, c[0]); // a moves behind c
+    EXPECT_EQ(names(), "bcad");
+    p->insertChild(0, c[3]);
+    EXPECT_EQ(names(), "dbca");
+    auto e = makeNode("e", NullFC);
+    EXPECT_TRUE(p->replaceChild(1, e));
+    EXPECT_EQ(names(), "deca");
+    EXPECT_TRUE(c[1]->getParent() == NullFC);
+    EXPECT_FALSE(p->replaceChild(9, c[1]));
+    EXPECT_EQ(p->findChild(c[1]), -1);
+}
+
+TEST(ChangeList, EachThreadRecordsIntoItsOwnList) {
+    ChangeList::current().clear();
+    auto t = Transform3D::create();
+    std::size_t otherCount = 99;
+    std::thread worker([&] {
+        t->setScale(Vec3f(2, 2, 2));
+        otherCount = ChangeList::current().getEntries().size();
+    });
+    worker.join();
+    EXPECT_EQ(otherCount, 1u);
+    EXPECT_TRUE(ChangeList::current().getEntries().empty());
 }

@@ -150,6 +150,14 @@ TEST(CameraPool, HasOneDefaultCameraThatOthersAreNot) {
     EXPECT_EQ(from, Pnt3f(0, 0, 10));
     EXPECT_EQ(at, Pnt3f(0, 0, 6));
     EXPECT_EQ(up, Vec3f(0, 1, 0));
+    // Field of view follows focal length and the sensor side of the mode.
+    core->setSensorSize(Vec2f(36, 24));
+    core->setFovMode(1);
+    core->setFocalLength(18);
+    EXPECT_NEAR(core->getFov(), 90.f, 1e-4f);
+    core->setFovMode(0);
+    core->setFov(90);
+    EXPECT_NEAR(core->getFocalLength(), 12.f, 1e-4f);
     pool.reset();
     EXPECT_EQ(pool.getRoot()->getNChildren(), 1u);
 }
