@@ -527,15 +527,17 @@ QdxMesh* ksQdxWriter::convertMesh(const osg::GeometryPtr& geometry, const char* 
     for (osg::UInt32 i = 0; i < count; ++i)
         cp[i] = QdxVector4(points[i][0] * s, points[i][1] * s, points[i][2] * s, 1.0);
 
-    // Only triangles whose corners all name existing positions are written.
-    auto cornersValid = [&](const osg::TriangleIterator& it) {
-        return it.getPositionIndex(0) < count && it.getPositionIndex(1) < count &&
-               it.getPositionIndex(2) < count;
-    };
-    osg::UInt64 triangles = 0;
-    for (auto it = geo.beginTriangles(), end = geo.endTriangles(); it != end; ++it)
-        if (cornersValid(it)) ++triangles;
-    if (triangles == 0 || triangles * 3 > 0x7FFFFFFFull) return nullptr;
+    // One walk over the triangles; only those whose corners all name
+    // existing positions are written.
+    std::vector<int> corners;
+    for (auto it = geo.beginTriangles(), end = geo.endTriangles(); it != end; ++it) {
+        const osg::UInt32 a = it.getPositionIndex(0), b = it.getPositionIndex(1),
+                          c = it.getPositionIndex(2);
+        if (a >= count || b >= count || c >= count) continue;
+        if (corners.size() >= 0x7FFFFFFEu - 3) break;
+        corners.insert(corners.end(), {int(a), int(b), int(c)});
+    }
+    if (corners.empty()) return nullptr;
 
     if (mesh->GetLayerCount() == 0) mesh->CreateLayer();
     QdxLayer* layer0 = mesh->GetLayer(0);
@@ -622,13 +624,13 @@ QdxMesh* ksQdxWriter::convertMesh(const osg::GeometryPtr& geometry, const char* 
         }
     }
 
-    mesh->ReservePolygonCount(static_cast<int>(triangles));
-    mesh->ReservePolygonVertexCount(static_cast<int>(triangles * 3));
-    for (auto it = geo.beginTriangles(), end = geo.endTriangles(); it != end; ++it) {
-        if (!cornersValid(it)) continue;
+    mesh->ReservePolygonCount(static_cast<int>(corners.size() / 3));
+    mesh->ReservePolygonVertexCount(static_cast<int>(corners.size()));
+    for (std::size_t i = 0; i < corners.size(); i += 3) {
         mesh->BeginPolygon(-1, -1, -1, true);
-        for (int k = 0; k < 3; ++k)
-            mesh->AddPolygon(static_cast<int>(it.getPositionIndex(k)));
+        mesh->AddPolygon(corners[i]);
+        mesh->AddPolygon(corners[i + 1]);
+        mesh->AddPolygon(corners[i + 2]);
         mesh->EndPolygon();
     }
 
