@@ -116,12 +116,18 @@ osg::GeoTexCoords2fPtr readCornerUVs(const QdxMesh* mesh, const std::string& nam
                 out.emplace_back(static_cast<float>(uv[0]), static_cast<float>(uv[1]));
             }
         } else if (mapping == QdxLayerElement::eByPolygonVertex) {
+            // The element's entry of each corner, as the SDK's per-corner UV
+            // query finds it; corners whose index is negative are unmapped
+            // and, like entries past the end, push nothing.
+            const int start = mesh->GetPolygonVertexIndex(p);
+            if (start < 0) continue;
             for (int k = 0; k < size; ++k) {
                 const int c = reversed ? size - 1 - k : k;
-                QdxVector2 uv;
-                bool unmapped = false;
-                if (mesh->GetPolygonVertexUV(p, c, name.c_str(), uv, unmapped) && !unmapped)
-                    out.emplace_back(static_cast<float>(uv[0]), static_cast<float>(uv[1]));
+                int i = start + c;
+                if (reference != QdxLayerElement::eDirect) i = index.GetAt(i);
+                if (i < 0 || i >= direct.GetCount()) continue;
+                const QdxVector2 uv = direct.GetAt(i);
+                out.emplace_back(static_cast<float>(uv[0]), static_cast<float>(uv[1]));
             }
         }
     }
@@ -678,6 +684,7 @@ osg::NodePtr ksQdxLoader::convertMultiMeshSort(QdxNode* node) {
         return assignUVSlots(names);
     }();
     const bool hasNormals = mesh->GetLayer(0) && mesh->GetLayer(0)->GetNormals();
+    const bool withDeformers = mesh->GetDeformerCount() > 0;
     QdxNode* owner = mesh->GetNode(0);
 
     for (const auto& [material, polygons] : polygonsByMaterial) {
@@ -702,7 +709,7 @@ osg::NodePtr ksQdxLoader::convertMultiMeshSort(QdxNode* node) {
                     mesh->GetPolygonVertexNormal(p, c, n);
                     normals->push_back(toVec3f(n));
                 }
-                vertices.emplace(cp, counter);
+                if (withDeformers) vertices.emplace_back(cp, counter);
                 indices->push_back(counter++);
             }
         }
@@ -785,6 +792,7 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
     osg::UInt16 mapping = osg::MapPosition;
     ControlPointMap vertices;
     CornerList corners;
+    const bool withDeformers = mesh->GetDeformerCount() > 0;
     types->reserve(static_cast<osg::UInt32>(std::max(polygonCount, 0)));
     lengths->reserve(static_cast<osg::UInt32>(std::max(polygonCount, 0)));
 
@@ -840,7 +848,7 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
                     else if (lastReference == QdxLayerElement::eDirect)
                         indices->push_back(static_cast<osg::UInt32>(mesh->GetPolygonVertex(p, c)));
                 }
-                corners.emplace_back(p, c);
+                if (withDeformers) corners.emplace_back(p, c);
             }
         }
     } else {
@@ -854,7 +862,7 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
             types->push_back(kPolygonType);
             for (int c = 0; c < size; ++c) {
                 const int cp = mesh->GetPolygonVertex(p, c);
-                vertices.emplace(cp, vertex);
+                if (withDeformers) vertices.emplace_back(cp, vertex);
                 positions->push_back(cp >= 0 && cp < pointCount
                                          ? toVec3f(points[cp], _unitScaleFactor)
                                          : osg::Pnt3f(0.f, 0.f, 0.f));
@@ -863,7 +871,7 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
                     mesh->GetPolygonVertexNormal(p, c, n);
                     normals->push_back(toVec3f(n));
                 }
-                corners.emplace_back(p, c);
+                if (withDeformers) corners.emplace_back(p, c);
                 if (colorElement) {
                     const QdxColor color = colorElement->GetDirectArray().GetAt(cp);
                     colors->push_back(osg::Vec4f(

@@ -46,10 +46,11 @@ public:
 
     osg::NodePtr read();
 
-    // Multimap from Qdx control point to produced vertex, and the
-    // (polygon, corner) of every produced vertex: what a mesh conversion
-    // hands on to skin weights and vertex caches.
-    using ControlPointMap = std::multimap<int, osg::UInt32>;
+    // What a mesh conversion hands on to skin weights and vertex caches:
+    // (Qdx control point, produced vertex) pairs in corner order, a flat
+    // multimap (sort by control point to look one up), and the (polygon,
+    // corner) of every produced vertex. Only meshes with deformers fill them.
+    using ControlPointMap = std::vector<std::pair<int, osg::UInt32>>;
     using CornerList = std::vector<std::pair<int, int>>;
 
 private:
