@@ -11,10 +11,9 @@ case "${1:---smoke}" in
   *) echo "fuzz.sh: unknown argument '$1' (see --help)" >&2; exit 2 ;;
 esac
 dir=build-fuzz
-cc=$(command -v clang || command -v clang-14)
 cxx=$(command -v clang++ || command -v clang++-14)
 cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" \
+  -DCMAKE_CXX_COMPILER="$cxx" \
   "-DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer" \
   -DQDX_BUILD_FUZZ=ON -DQDX_BUILD_TESTS=OFF -DQDX_BUILD_BENCH=OFF >/dev/null
 ninja -C "$dir" fuzz_qdx_binary fuzz_qdx_text fuzz_qdx_seeds

@@ -78,6 +78,23 @@ bool WriteText(const FlatDocument& doc, const Sink& sink, QdxStatus& status,
 
 // Whole files, for the importer, the exporter and the tools.
 bool ReadFileBytes(const std::string& path, std::vector<uint8_t>& bytes, QdxStatus& status);
+
+// A file mapped read-only into memory (empty files map to no bytes).
+class MappedFile {
+public:
+    MappedFile() = default;
+    MappedFile(const MappedFile&) = delete;
+    MappedFile& operator=(const MappedFile&) = delete;
+    ~MappedFile();
+    bool Open(const std::string& path, QdxStatus& status);
+    const uint8_t* Data() const { return mData; }
+    size_t Size() const { return mSize; }
+
+private:
+    const uint8_t* mData = nullptr;
+    size_t mSize = 0;
+    void* mMap = nullptr;
+};
 // Writes through a temporary file beside path, renamed into place at the end.
 bool WriteFileAtomically(const std::string& path, const std::function<bool(const Sink&)>& body,
                          QdxStatus& status);

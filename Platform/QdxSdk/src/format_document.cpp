@@ -4,6 +4,9 @@
 #include <cstdio>
 #include <cstring>
 #include <set>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <unordered_map>
 
@@ -189,6 +192,33 @@ bool ReadFileBytes(const std::string& path, std::vector<uint8_t>& bytes, QdxStat
         ok = size == 0 || std::fread(bytes.data(), 1, bytes.size(), f) == bytes.size();
     }
     std::fclose(f);
+    if (!ok) status.SetCode(QdxStatus::eFailure, "Cannot read '" + path + "'");
+    return ok;
+}
+
+MappedFile::~MappedFile() {
+    if (mMap) ::munmap(mMap, mSize);
+}
+
+bool MappedFile::Open(const std::string& path, QdxStatus& status) {
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        status.SetCode(QdxStatus::eFailure, "Cannot open '" + path + "'");
+        return false;
+    }
+    struct stat st {};
+    bool ok = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+    if (ok && st.st_size > 0) {
+        void* p = ::mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
+        ok = p != MAP_FAILED;
+        if (ok) {
+            mMap = p;
+            mData = static_cast<const uint8_t*>(p);
+            mSize = static_cast<size_t>(st.st_size);
+            ::madvise(p, mSize, MADV_SEQUENTIAL);
+        }
+    }
+    ::close(fd);
     if (!ok) status.SetCode(QdxStatus::eFailure, "Cannot read '" + path + "'");
     return ok;
 }

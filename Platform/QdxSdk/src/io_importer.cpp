@@ -19,14 +19,14 @@ struct QdxImporter::Job {
     QdxStatus status;
 
     void Run() {
-        std::vector<uint8_t> bytes;
+        format::MappedFile bytes;
         auto report = [this](double f) { progress.store(static_cast<float>(f * 90.0)); };
-        if (format::ReadFileBytes(file, bytes, status)) {
+        if (bytes.Open(file, status)) {
             progress.store(5.0f);
             if (format == 0)
-                format::ReadBinary(bytes.data(), bytes.size(), doc, status, report);
+                format::ReadBinary(bytes.Data(), bytes.Size(), doc, status, report);
             else
-                format::ReadText(bytes.data(), bytes.size(), doc, status, report);
+                format::ReadText(bytes.Data(), bytes.Size(), doc, status, report);
         }
         done.store(true);
     }

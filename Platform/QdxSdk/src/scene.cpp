@@ -202,7 +202,23 @@ bool QdxScene::AddMember(QdxObject* object) {
         if (old == this) return true;
         old->DisconnectSrcObject(object);
     }
-    return ConnectSrcObject(object);
+    if (IsConnectedSrcObject(object)) return false;
+    // Not yet a member: append without another search of the member list.
+    mSrc.push_back(object);
+    object->mDst.push_back({this, -1});
+    return true;
+}
+
+std::vector<QdxObject*> QdxScene::DetachMembers() {
+    std::vector<QdxObject*> members;
+    members.swap(mSrc);
+    for (QdxObject* o : members)
+        for (auto it = o->mDst.begin(); it != o->mDst.end(); ++it)
+            if (it->object == this && it->property < 0) {
+                o->mDst.erase(it);
+                break;
+            }
+    return members;
 }
 
 QdxNode* QdxScene::GetRootNode() const {
@@ -250,15 +266,13 @@ bool QdxScene::SetCurrentAnimationStack(QdxAnimStack* stack) {
 }
 
 void QdxScene::Clear() {
-    std::vector<QdxObject*> members = SrcObjects();
-    for (QdxObject* o : members)
+    for (QdxObject* o : DetachMembers())
         o->Destroy();
     CreateDefaults();
 }
 
 void QdxScene::ForceKill() {
-    std::vector<QdxObject*> members = SrcObjects();
-    for (QdxObject* o : members)
+    for (QdxObject* o : DetachMembers())
         o->Destroy();
     Destroy();
 }
@@ -276,8 +290,7 @@ bool QdxScene::FinishRead(QdxStatus& status) {
 }
 
 void QdxScene::TakeContentOf(QdxScene* other) {
-    std::vector<QdxObject*> mine = SrcObjects();
-    for (QdxObject* o : mine)
+    for (QdxObject* o : DetachMembers())
         o->Destroy();
     SetName(other->GetName());
     // Copy the scene object's own properties (values, flags) and references.
@@ -298,9 +311,10 @@ void QdxScene::TakeContentOf(QdxScene* other) {
             mineProp.ConnectSrcObject(s);
         }
     }
-    std::vector<QdxObject*> theirs = other->SrcObjects();
-    for (QdxObject* o : theirs)
-        AddMember(o);
+    for (QdxObject* o : other->DetachMembers()) {
+        mSrc.push_back(o);
+        o->mDst.push_back({this, -1});
+    }
     other->Destroy();
 }
 

@@ -182,6 +182,8 @@ public:
 private:
     QdxProperty RootNodeRef, GlobalSettingsRef, DocumentInfoRef, CurrentStackRef;
     void CreateDefaults();
+    // Empties the member list in one pass and returns the former members.
+    std::vector<QdxObject*> DetachMembers();
 };
 
 } // namespace qdxsdk
