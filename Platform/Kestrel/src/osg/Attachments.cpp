@@ -1,5 +1,7 @@
 #include <algorithm>
 
+#include "Setters.h"
+
 #include <kestrel/osg/Constraint.h>
 #include <kestrel/osg/Skin.h>
 #include <kestrel/osg/TimeShapeCache.h>
@@ -17,14 +19,8 @@ void DeformerCluster::setWeights(std::vector<IndexWeight> w) {
     _weights = std::move(w);
     changed(WeightsFieldMask);
 }
-void DeformerCluster::setNodeBindPose(const Matrix& m) {
-    _nodeBindPose = m;
-    changed(NodeBindPoseFieldMask);
-}
-void DeformerCluster::setGeoBindPose(const Matrix& m) {
-    _geoBindPose = m;
-    changed(GeoBindPoseFieldMask);
-}
+KS_FIELD_SETTER(DeformerCluster, NodeBindPose, const Matrix&, _nodeBindPose, NodeBindPoseFieldMask)
+KS_FIELD_SETTER(DeformerCluster, GeoBindPose, const Matrix&, _geoBindPose, GeoBindPoseFieldMask)
 NodePtr DeformerCluster::getNode() const {
     return NodePtr(std::static_pointer_cast<Node>(_node.lock()));
 }
@@ -76,18 +72,21 @@ void AimConstraint::setConstrainedNode(const NodePtr& node) {
     _constrained = node;
     changed(1ull << 1);
 }
-void AimConstraint::addTarget(const NodePtr& node, Real32 weight) {
+namespace {
+ConstraintObjectPtr entry(const NodePtr& node, Real32 weight) {
     auto o = ConstraintObject::create();
     o->setReferenceNode(node);
     o->setWeight(weight);
-    _targets.push_back(o);
+    return o;
+}
+} // namespace
+
+void AimConstraint::addTarget(const NodePtr& node, Real32 weight) {
+    _targets.push_back(entry(node, weight));
     changed(1ull << 2);
 }
 void AimConstraint::addUpTarget(const NodePtr& node, Real32 weight) {
-    auto o = ConstraintObject::create();
-    o->setReferenceNode(node);
-    o->setWeight(weight);
-    _ups.push_back(o);
+    _ups.push_back(entry(node, weight));
     changed(1ull << 3);
 }
 void AimConstraint::setMaintainOffset(bool on) {

@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include "Setters.h"
 #include <kestrel/osg/UberCamera.h>
 #include <kestrel/osg/UberLight.h>
 
@@ -8,38 +9,33 @@ namespace osg {
 KS_FIELD_CONTAINER_IMPL(UberLight)
 KS_FIELD_CONTAINER_IMPL(UberCamera)
 
-#define KS_SETTER(Class, Name, Type, member, Mask)                                                 \
-    void Class::set##Name(Type v) {                                                                \
-        member = v;                                                                                \
-        changed(Mask);                                                                             \
-    }
-KS_SETTER(UberLight, LightType, UInt32, _type, LightFieldMask)
-KS_SETTER(UberLight, On, bool, _on, LightFieldMask)
-KS_SETTER(UberLight, ShadowIntensity, Real32, _shadowIntensity, LightFieldMask)
-KS_SETTER(UberLight, GroundShadowIntensity, Real32, _groundShadowIntensity, LightFieldMask)
-KS_SETTER(UberLight, LightScale, Real32, _lightScale, LightFieldMask)
-KS_SETTER(UberLight, Diffuse, const Color3f&, _diffuse, LightFieldMask)
-KS_SETTER(UberLight, Glossy, const Color3f&, _glossy, LightFieldMask)
-KS_SETTER(UberLight, LightValue, Real32, _lightValue, LightFieldMask)
-KS_SETTER(UberLight, Attenuation, UInt32, _attenuation, LightFieldMask)
-KS_SETTER(UberLight, ConeAngle, Real32, _coneAngle, LightFieldMask)
-KS_SETTER(UberLight, PenumbraAngle, Real32, _penumbraAngle, LightFieldMask)
+KS_FIELD_SETTER(UberLight, LightType, UInt32, _type, LightFieldMask)
+KS_FIELD_SETTER(UberLight, On, bool, _on, LightFieldMask)
+KS_FIELD_SETTER(UberLight, ShadowIntensity, Real32, _shadowIntensity, LightFieldMask)
+KS_FIELD_SETTER(UberLight, GroundShadowIntensity, Real32, _groundShadowIntensity, LightFieldMask)
+KS_FIELD_SETTER(UberLight, LightScale, Real32, _lightScale, LightFieldMask)
+KS_FIELD_SETTER(UberLight, Diffuse, const Color3f&, _diffuse, LightFieldMask)
+KS_FIELD_SETTER(UberLight, Glossy, const Color3f&, _glossy, LightFieldMask)
+KS_FIELD_SETTER(UberLight, LightValue, Real32, _lightValue, LightFieldMask)
+KS_FIELD_SETTER(UberLight, Attenuation, UInt32, _attenuation, LightFieldMask)
+KS_FIELD_SETTER(UberLight, ConeAngle, Real32, _coneAngle, LightFieldMask)
+KS_FIELD_SETTER(UberLight, PenumbraAngle, Real32, _penumbraAngle, LightFieldMask)
 
-KS_SETTER(UberCamera, ProjectionMode, UInt32, _projection, CameraFieldMask)
-KS_SETTER(UberCamera, Near, Real32, _near, CameraFieldMask)
-KS_SETTER(UberCamera, Far, Real32, _far, CameraFieldMask)
-KS_SETTER(UberCamera, FovMode, UInt32, _fovMode, CameraFieldMask)
-KS_SETTER(UberCamera, SensorSize, const Vec2f&, _sensorSize, CameraFieldMask)
-KS_SETTER(UberCamera, FocalLength, Real32, _focalLength, CameraFieldMask)
-KS_SETTER(UberCamera, MotionBlur, bool, _motionBlur, CameraFieldMask)
-KS_SETTER(UberCamera, DepthOfField, bool, _depthOfField, CameraFieldMask)
-KS_SETTER(UberCamera, FocusDistance, Real32, _focusDistance, CameraFieldMask)
-KS_SETTER(UberCamera, FStop, Real32, _fStop, CameraFieldMask)
-KS_SETTER(UberCamera, PrincipalPointOffset, const Vec2f&, _principalPointOffset, CameraFieldMask)
-KS_SETTER(UberCamera, Roll, Real32, _roll, CameraFieldMask)
-KS_SETTER(UberCamera, FrustumSides, const Vec4f&, _frustumSides, CameraFieldMask)
-KS_SETTER(UberCamera, VisualizationScale, Real32, _visScale, CameraFieldMask)
-#undef KS_SETTER
+KS_FIELD_SETTER(UberCamera, ProjectionMode, UInt32, _projection, CameraFieldMask)
+KS_FIELD_SETTER(UberCamera, Near, Real32, _near, CameraFieldMask)
+KS_FIELD_SETTER(UberCamera, Far, Real32, _far, CameraFieldMask)
+KS_FIELD_SETTER(UberCamera, FovMode, UInt32, _fovMode, CameraFieldMask)
+KS_FIELD_SETTER(UberCamera, SensorSize, const Vec2f&, _sensorSize, CameraFieldMask)
+KS_FIELD_SETTER(UberCamera, FocalLength, Real32, _focalLength, CameraFieldMask)
+KS_FIELD_SETTER(UberCamera, MotionBlur, bool, _motionBlur, CameraFieldMask)
+KS_FIELD_SETTER(UberCamera, DepthOfField, bool, _depthOfField, CameraFieldMask)
+KS_FIELD_SETTER(UberCamera, FocusDistance, Real32, _focusDistance, CameraFieldMask)
+KS_FIELD_SETTER(UberCamera, FStop, Real32, _fStop, CameraFieldMask)
+KS_FIELD_SETTER(UberCamera, PrincipalPointOffset, const Vec2f&, _principalPointOffset,
+                CameraFieldMask)
+KS_FIELD_SETTER(UberCamera, Roll, Real32, _roll, CameraFieldMask)
+KS_FIELD_SETTER(UberCamera, FrustumSides, const Vec4f&, _frustumSides, CameraFieldMask)
+KS_FIELD_SETTER(UberCamera, VisualizationScale, Real32, _visScale, CameraFieldMask)
 
 namespace {
 constexpr double kPi = 3.14159265358979323846;

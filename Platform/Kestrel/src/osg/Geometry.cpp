@@ -1,3 +1,4 @@
+#include "Setters.h"
 #include <kestrel/osg/Geometry.h>
 
 namespace osg {
@@ -41,32 +42,19 @@ KS_FIELD_CONTAINER_IMPL(GeoTexCoords4f)
 KS_FIELD_CONTAINER_IMPL(Drawable)
 KS_FIELD_CONTAINER_IMPL(Geometry)
 
-void Drawable::setMaterial(const MaterialPtr& m) {
-    _material = m;
-    changed(MaterialFieldMask);
-}
-
-void Drawable::setTransform(const TransformPtr& t) {
-    _transform = t;
-    changed(TransformFieldMask);
-}
+KS_FIELD_SETTER(Drawable, Material, const MaterialPtr&, _material, MaterialFieldMask)
+KS_FIELD_SETTER(Drawable, Transform, const TransformPtr&, _transform, TransformFieldMask)
 
 Matrix Drawable::getLocalMatrix() const {
     return _transform ? _transform->getMatrix() : Matrix();
 }
 
-#define KS_GEO_SETTER(Name, Type, member, Mask)                                                    \
-    void Geometry::set##Name(const Type& p) {                                                      \
-        member = p;                                                                                \
-        changed(Mask);                                                                             \
-    }
-KS_GEO_SETTER(Types, GeoPTypesPtr, _types, TypesFieldMask)
-KS_GEO_SETTER(Lengths, GeoPLengthsPtr, _lengths, LengthsFieldMask)
-KS_GEO_SETTER(Indices, GeoIndicesPtr, _indices, IndicesFieldMask)
-KS_GEO_SETTER(Positions, GeoPositionsPtr, _positions, PositionsFieldMask)
-KS_GEO_SETTER(Normals, GeoNormalsPtr, _normals, NormalsFieldMask)
-KS_GEO_SETTER(Colors, GeoColorsPtr, _colors, ColorsFieldMask)
-#undef KS_GEO_SETTER
+KS_FIELD_SETTER(Geometry, Types, const GeoPTypesPtr&, _types, TypesFieldMask)
+KS_FIELD_SETTER(Geometry, Lengths, const GeoPLengthsPtr&, _lengths, LengthsFieldMask)
+KS_FIELD_SETTER(Geometry, Indices, const GeoIndicesPtr&, _indices, IndicesFieldMask)
+KS_FIELD_SETTER(Geometry, Positions, const GeoPositionsPtr&, _positions, PositionsFieldMask)
+KS_FIELD_SETTER(Geometry, Normals, const GeoNormalsPtr&, _normals, NormalsFieldMask)
+KS_FIELD_SETTER(Geometry, Colors, const GeoColorsPtr&, _colors, ColorsFieldMask)
 
 GeoTexCoordsPtr Geometry::getTexSlot(UInt32 slot) const {
     return slot < MaxTexSlots ? _texCoords[slot] : GeoTexCoordsPtr();

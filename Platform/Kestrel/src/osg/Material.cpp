@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "Setters.h"
 #include <kestrel/osg/UberMaterial.h>
 
 namespace osg {
@@ -19,42 +20,37 @@ void Material::rebuildState() {
     changed(StateFieldMask);
 }
 
-#define KS_SETTER(Class, Name, Type, member, Mask)                                                 \
-    void Class::set##Name(Type v) {                                                                \
-        member = v;                                                                                \
-        changed(Mask);                                                                             \
-    }
-KS_SETTER(MaterialChunk, Ambient, const Color4f&, _ambient, ColorsFieldMask)
-KS_SETTER(MaterialChunk, Diffuse, const Color4f&, _diffuse, ColorsFieldMask)
-KS_SETTER(MaterialChunk, Specular, const Color4f&, _specular, ColorsFieldMask)
-KS_SETTER(MaterialChunk, Emission, const Color4f&, _emission, ColorsFieldMask)
-KS_SETTER(MaterialChunk, Shininess, Real32, _shininess, ShininessFieldMask)
+KS_FIELD_SETTER(MaterialChunk, Ambient, const Color4f&, _ambient, ColorsFieldMask)
+KS_FIELD_SETTER(MaterialChunk, Diffuse, const Color4f&, _diffuse, ColorsFieldMask)
+KS_FIELD_SETTER(MaterialChunk, Specular, const Color4f&, _specular, ColorsFieldMask)
+KS_FIELD_SETTER(MaterialChunk, Emission, const Color4f&, _emission, ColorsFieldMask)
+KS_FIELD_SETTER(MaterialChunk, Shininess, Real32, _shininess, ShininessFieldMask)
 
-KS_SETTER(ColorComponent, Color, const Color3f&, _color, ColorFieldMask)
-KS_SETTER(ColorComponent, Intensity, Real32, _intensity, ColorFieldMask)
-KS_SETTER(ColorComponent, Image, const ImagePtr&, _image, ImageFieldMask)
-KS_SETTER(ColorComponent, UseTexture, bool, _useTexture, ImageFieldMask)
-KS_SETTER(ColorComponent, UseAlpha, bool, _useAlpha, ImageFieldMask)
-KS_SETTER(ColorComponent, Repeat, const Vec2f&, _repeat, PlacementFieldMask)
-KS_SETTER(ColorComponent, Offset, const Vec2f&, _offset, PlacementFieldMask)
-KS_SETTER(ColorComponent, Rotate, Real32, _rotate, PlacementFieldMask)
-KS_SETTER(ColorComponent, RepeatMode, UInt32, _repeatMode, PlacementFieldMask)
-KS_SETTER(ColorComponent, ConnectRepeatModes, bool, _connectRepeatModes, PlacementFieldMask)
-KS_SETTER(ColorComponent, TextureRepeat, UInt32, _textureRepeat, PlacementFieldMask)
-KS_SETTER(ColorComponent, Anisotropy, Real32, _anisotropy, PlacementFieldMask)
+KS_FIELD_SETTER(ColorComponent, Color, const Color3f&, _color, ColorFieldMask)
+KS_FIELD_SETTER(ColorComponent, Intensity, Real32, _intensity, ColorFieldMask)
+KS_FIELD_SETTER(ColorComponent, Image, const ImagePtr&, _image, ImageFieldMask)
+KS_FIELD_SETTER(ColorComponent, UseTexture, bool, _useTexture, ImageFieldMask)
+KS_FIELD_SETTER(ColorComponent, UseAlpha, bool, _useAlpha, ImageFieldMask)
+KS_FIELD_SETTER(ColorComponent, Repeat, const Vec2f&, _repeat, PlacementFieldMask)
+KS_FIELD_SETTER(ColorComponent, Offset, const Vec2f&, _offset, PlacementFieldMask)
+KS_FIELD_SETTER(ColorComponent, Rotate, Real32, _rotate, PlacementFieldMask)
+KS_FIELD_SETTER(ColorComponent, RepeatMode, UInt32, _repeatMode, PlacementFieldMask)
+KS_FIELD_SETTER(ColorComponent, ConnectRepeatModes, bool, _connectRepeatModes, PlacementFieldMask)
+KS_FIELD_SETTER(ColorComponent, TextureRepeat, UInt32, _textureRepeat, PlacementFieldMask)
+KS_FIELD_SETTER(ColorComponent, Anisotropy, Real32, _anisotropy, PlacementFieldMask)
 
-KS_SETTER(UberMaterial, AmbienceColor, const Color3f&, _ambience, ParametersFieldMask)
-KS_SETTER(UberMaterial, UseGlossy, bool, _useGlossy, ParametersFieldMask)
-KS_SETTER(UberMaterial, BumpIntensity, Real32, _bumpIntensity, ParametersFieldMask)
-KS_SETTER(UberMaterial, ParallaxIntensity, Real32, _parallaxIntensity, ParametersFieldMask)
-KS_SETTER(UberMaterial, BumpType, UInt32, _bumpType, ParametersFieldMask)
-KS_SETTER(UberMaterial, UseStructure, bool, _useStructure, ParametersFieldMask)
-KS_SETTER(UberMaterial, StructureSize, Real32, _structureSize, ParametersFieldMask)
+KS_FIELD_SETTER(UberMaterial, AmbienceColor, const Color3f&, _ambience, ParametersFieldMask)
+KS_FIELD_SETTER(UberMaterial, UseGlossy, bool, _useGlossy, ParametersFieldMask)
+KS_FIELD_SETTER(UberMaterial, BumpIntensity, Real32, _bumpIntensity, ParametersFieldMask)
+KS_FIELD_SETTER(UberMaterial, ParallaxIntensity, Real32, _parallaxIntensity, ParametersFieldMask)
+KS_FIELD_SETTER(UberMaterial, BumpType, UInt32, _bumpType, ParametersFieldMask)
+KS_FIELD_SETTER(UberMaterial, UseStructure, bool, _useStructure, ParametersFieldMask)
+KS_FIELD_SETTER(UberMaterial, StructureSize, Real32, _structureSize, ParametersFieldMask)
 
-KS_SETTER(UPlasticMaterial, Roughness, Real32, _roughness, ParametersFieldMask)
-KS_SETTER(UPlasticMaterial, Reflectivity, Real32, _reflectivity, ParametersFieldMask)
-KS_SETTER(UXRiteMeasuredMaterial, MeasurementFile, const std::string&, _file, ParametersFieldMask)
-#undef KS_SETTER
+KS_FIELD_SETTER(UPlasticMaterial, Roughness, Real32, _roughness, ParametersFieldMask)
+KS_FIELD_SETTER(UPlasticMaterial, Reflectivity, Real32, _reflectivity, ParametersFieldMask)
+KS_FIELD_SETTER(UXRiteMeasuredMaterial, MeasurementFile, const std::string&, _file,
+                ParametersFieldMask)
 
 void ChunkMaterial::addChunk(const StateChunkPtr& chunk) {
     if (!chunk) return;

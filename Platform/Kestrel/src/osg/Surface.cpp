@@ -1,17 +1,12 @@
+#include "Setters.h"
 #include <kestrel/osg/Surface.h>
 
 namespace osg {
 
 KS_FIELD_CONTAINER_IMPL(Surface)
 
-void Surface::setDimU(UInt32 d) {
-    _dimU = d;
-    changed(DimUFieldMask);
-}
-void Surface::setDimV(UInt32 d) {
-    _dimV = d;
-    changed(DimVFieldMask);
-}
+KS_FIELD_SETTER(Surface, DimU, UInt32, _dimU, DimUFieldMask)
+KS_FIELD_SETTER(Surface, DimV, UInt32, _dimV, DimVFieldMask)
 void Surface::setKnotsU(std::vector<Real32> k) {
     _knotsU = std::move(k);
     changed(KnotsUFieldMask);
@@ -20,10 +15,8 @@ void Surface::setKnotsV(std::vector<Real32> k) {
     _knotsV = std::move(k);
     changed(KnotsVFieldMask);
 }
-void Surface::setControlPoints(const GeoPositions4fPtr& p) {
-    _controlPoints = p;
-    changed(ControlPointsFieldMask);
-}
+KS_FIELD_SETTER(Surface, ControlPoints, const GeoPositions4fPtr&, _controlPoints,
+                ControlPointsFieldMask)
 
 UInt32 Surface::getNumControlPointsU() const {
     return _knotsU.size() > _dimU + 1 ? static_cast<UInt32>(_knotsU.size()) - _dimU - 1 : 0u;
