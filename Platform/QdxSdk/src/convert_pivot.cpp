@@ -10,41 +10,19 @@
 #include "qdxsdk/geometry.h"
 #include "qdxsdk/node.h"
 #include "qdxsdk/scene.h"
+#include "transform_math.h"
 
 namespace qdxsdk {
 
 namespace {
 using Set = QdxNode::EPivotSet;
 
-QdxAMatrix Translate(const QdxVector4& t) {
-    QdxAMatrix m;
-    m.SetT(t);
-    return m;
-}
-QdxAMatrix Scale(const QdxVector4& s) {
-    QdxAMatrix m;
-    for (int i = 0; i < 3; ++i)
-        m.m[i][i] = s[i];
-    return m;
-}
-
-struct SetValues {
-    QdxAMatrix pre, post;
-    EQdxRotationOrder order;
-    QdxVector4 roff, rp, soff, sp;
-};
+using detail::ComposeLocal;
+using detail::PivotValues;
+using SetValues = PivotValues;
 
 SetValues ValuesOf(QdxNode* n, Set s) {
-    SetValues v;
-    bool active = n->GetRotationActive();
-    v.pre = active ? QdxEulerToMatrix(n->GetPreRotation(s), eEulerXYZ) : QdxAMatrix();
-    v.post = active ? QdxEulerToMatrix(n->GetPostRotation(s), eEulerXYZ) : QdxAMatrix();
-    v.order = active ? n->GetRotationOrder(s) : eEulerXYZ;
-    v.roff = n->GetRotationOffset(s);
-    v.rp = n->GetRotationPivot(s);
-    v.soff = n->GetScalingOffset(s);
-    v.sp = n->GetScalingPivot(s);
-    return v;
+    return detail::PivotValuesOf(n, s);
 }
 
 bool SameLocal(QdxNode* n, Set a, Set b) {
@@ -58,24 +36,17 @@ bool SameLocal(QdxNode* n, Set a, Set b) {
            n->GetScalingPivot(a) == n->GetScalingPivot(b);
 }
 
-QdxAMatrix Local(const SetValues& v, const QdxVector4& t, const QdxVector4& r,
-                 const QdxVector4& s) {
-    return Translate(t) * Translate(v.roff) * Translate(v.rp) * v.pre *
-           QdxEulerToMatrix(r, v.order) * v.post.Inverse() * Translate(v.rp * -1.0) *
-           Translate(v.soff) * Translate(v.sp) * Scale(s) * Translate(v.sp * -1.0);
-}
-
 // Values (T', R', S') for the destination set that reproduce the source
 // set's local matrix for (t, r, s).
 void Solve(const SetValues& from, const SetValues& to, const QdxVector4& t, const QdxVector4& r,
            const QdxVector4& s, const QdxVector4* hint, QdxVector4& t2, QdxVector4& r2,
            QdxVector4& s2) {
-    QdxAMatrix rl = from.pre * QdxEulerToMatrix(r, from.order) * from.post.Inverse();
+    QdxAMatrix rl = detail::ComposeRotation(from, r);
     QdxAMatrix rnew = to.pre.Inverse() * rl * to.post;
     r2 = QdxMatrixToEuler(rnew, to.order, hint ? hint : &r);
     s2 = s;
-    QdxAMatrix target = Local(from, t, r, s);
-    QdxAMatrix zero = Local(to, QdxVector4(0, 0, 0), r2, s2);
+    QdxAMatrix target = ComposeLocal(from, t, r, s);
+    QdxAMatrix zero = ComposeLocal(to, QdxVector4(0, 0, 0), r2, s2);
     t2 = target.GetT() - zero.GetT();
     t2[3] = 1.0;
 }

@@ -3,8 +3,8 @@
 
 #include <cstdio>
 #include <cstring>
-#include <set>
 #include <fcntl.h>
+#include <set>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>

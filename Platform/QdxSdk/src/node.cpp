@@ -9,6 +9,7 @@
 #include "qdxsdk/material.h"
 #include "qdxsdk/node.h"
 #include "qdxsdk/scene.h"
+#include "transform_math.h"
 
 namespace qdxsdk {
 
@@ -309,18 +310,10 @@ EQdxTransformInheritType QdxNode::GetTransformationInheritType() const {
 
 namespace {
 QdxAMatrix Translation(const QdxVector4& t) {
-    QdxAMatrix m;
-    m.SetT(t);
-    return m;
+    return detail::TranslationMatrix(t);
 }
 QdxAMatrix Scaling(const QdxVector4& s) {
-    QdxAMatrix m;
-    for (int i = 0; i < 3; ++i)
-        m.m[i][i] = s[i];
-    return m;
-}
-QdxAMatrix InverseTranslation(const QdxVector4& t) {
-    return Translation(QdxVector4(-t[0], -t[1], -t[2]));
+    return detail::ScalingMatrix(s);
 }
 QdxVector4 Cross(const QdxVector4& a, const QdxVector4& b) {
     return QdxVector4(a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2],
@@ -375,18 +368,9 @@ QdxVector4 QdxNode::EvaluateLocalRotation(QdxTime t, EPivotSet s, bool applyTarg
 }
 
 QdxAMatrix QdxNode::EvaluateLocalTransform(QdxTime t, EPivotSet s, bool applyTarget, bool) {
-    bool active = GetRotationActive();
-    QdxVector4 T = EvaluateLocalTranslation(t, s);
-    QdxVector4 r = EvaluateLocalRotation(t, s, applyTarget);
-    QdxVector4 S = EvaluateLocalScaling(t, s);
-    EQdxRotationOrder order = active ? GetRotationOrder(s) : eEulerXYZ;
-    QdxAMatrix pre = active ? QdxEulerToMatrix(GetPreRotation(s), eEulerXYZ) : QdxAMatrix();
-    QdxAMatrix post = active ? QdxEulerToMatrix(GetPostRotation(s), eEulerXYZ) : QdxAMatrix();
-    QdxVector4 roff = GetRotationOffset(s), rp = GetRotationPivot(s);
-    QdxVector4 soff = GetScalingOffset(s), sp = GetScalingPivot(s);
-    return Translation(T) * Translation(roff) * Translation(rp) * pre * QdxEulerToMatrix(r, order) *
-           post.Inverse() * InverseTranslation(rp) * Translation(soff) * Translation(sp) *
-           Scaling(S) * InverseTranslation(sp);
+    return detail::ComposeLocal(detail::PivotValuesOf(this, s), EvaluateLocalTranslation(t, s),
+                                EvaluateLocalRotation(t, s, applyTarget),
+                                EvaluateLocalScaling(t, s));
 }
 
 namespace {
@@ -399,12 +383,8 @@ struct GlobalState {
 GlobalState EvaluateGlobalState(QdxNode* node, QdxTime t, QdxNode::EPivotSet s, bool applyTarget) {
     GlobalState g;
     QdxAMatrix local = node->EvaluateLocalTransform(t, s, applyTarget);
-    bool active = node->GetRotationActive();
-    QdxVector4 r = node->EvaluateLocalRotation(t, s, applyTarget);
-    EQdxRotationOrder order = active ? node->GetRotationOrder(s) : eEulerXYZ;
-    QdxAMatrix pre = active ? QdxEulerToMatrix(node->GetPreRotation(s), eEulerXYZ) : QdxAMatrix();
-    QdxAMatrix post = active ? QdxEulerToMatrix(node->GetPostRotation(s), eEulerXYZ) : QdxAMatrix();
-    QdxAMatrix rl = pre * QdxEulerToMatrix(r, order) * post.Inverse();
+    QdxAMatrix rl = detail::ComposeRotation(detail::PivotValuesOf(node, s),
+                                            node->EvaluateLocalRotation(t, s, applyTarget));
     QdxVector4 sl = node->EvaluateLocalScaling(t, s);
     QdxNode* parent = node->GetParent();
     if (!parent) {
@@ -440,3 +420,45 @@ QdxAMatrix QdxNode::GetGeometricTransform(EPivotSet s) const {
 }
 
 } // namespace qdxsdk
+
+namespace qdxsdk::detail {
+
+QdxAMatrix TranslationMatrix(const QdxVector4& t) {
+    QdxAMatrix m;
+    m.SetT(t);
+    return m;
+}
+
+QdxAMatrix ScalingMatrix(const QdxVector4& s) {
+    QdxAMatrix m;
+    for (int i = 0; i < 3; ++i)
+        m.m[i][i] = s[i];
+    return m;
+}
+
+PivotValues PivotValuesOf(const QdxNode* n, QdxNode::EPivotSet s) {
+    PivotValues v;
+    if (n->GetRotationActive()) {
+        v.pre = QdxEulerToMatrix(n->GetPreRotation(s), eEulerXYZ);
+        v.post = QdxEulerToMatrix(n->GetPostRotation(s), eEulerXYZ);
+        v.order = n->GetRotationOrder(s);
+    }
+    v.roff = n->GetRotationOffset(s);
+    v.rp = n->GetRotationPivot(s);
+    v.soff = n->GetScalingOffset(s);
+    v.sp = n->GetScalingPivot(s);
+    return v;
+}
+
+QdxAMatrix ComposeRotation(const PivotValues& v, const QdxVector4& r) {
+    return v.pre * QdxEulerToMatrix(r, v.order) * v.post.Inverse();
+}
+
+QdxAMatrix ComposeLocal(const PivotValues& v, const QdxVector4& t, const QdxVector4& r,
+                        const QdxVector4& s) {
+    return TranslationMatrix(t) * TranslationMatrix(v.roff) * TranslationMatrix(v.rp) *
+           ComposeRotation(v, r) * TranslationMatrix(v.rp * -1.0) * TranslationMatrix(v.soff) *
+           TranslationMatrix(v.sp) * ScalingMatrix(s) * TranslationMatrix(v.sp * -1.0);
+}
+
+} // namespace qdxsdk::detail
