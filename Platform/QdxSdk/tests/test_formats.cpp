@@ -260,3 +260,65 @@ TEST_F(Formats, ImporterErrorsHaveTexts) {
     EXPECT_FALSE(im->Initialize((dir + "/junk.txt").c_str()));
     EXPECT_FALSE(im->Import(Fresh()));
 }
+
+TEST_F(Formats, ImportReplacesTheSceneAndHonoursAForcedFormat) {
+    std::string path = dir + "/forced.qdx";
+    ASSERT_TRUE(ExportScene(source, path, 1, 3));
+    QdxScene* scene = Fresh();
+    QdxNode* old = QdxNode::Create(scene, "old");
+    scene->GetRootNode()->AddChild(old);
+    QdxImporter* im = QdxImporter::Create(manager, "");
+    // A text file read as binary fails cleanly; as text it replaces the scene.
+    EXPECT_FALSE(im->Initialize(path.c_str(), 0));
+    EXPECT_FALSE(im->Import(scene));
+    ASSERT_TRUE(im->Initialize(path.c_str(), 1));
+    ASSERT_TRUE(im->Import(scene));
+    EXPECT_EQ(scene->GetRootNode()->FindChild("old"), nullptr);
+    EXPECT_EQ(CompareScenes(source, scene), "");
+    EXPECT_EQ(im->GetFileVersionString(), QdxString("QDX300"));
+}
+
+TEST_F(Formats, ExporterPicksWritersBySuffixAndRejectsBadIndices) {
+    QdxExporter* e = QdxExporter::Create(manager, "");
+    EXPECT_FALSE(e->Initialize((dir + "/x.qdx").c_str(), 7));
+    EXPECT_FALSE(e->Initialize("", 0));
+    ASSERT_TRUE(e->Initialize((dir + "/x.abc").c_str(), -1));
+    EXPECT_EQ(e->GetFileFormat(), 0);
+    EXPECT_EQ(e->GetFileExportVersion(), QdxString("QDX300"));
+    ASSERT_TRUE(e->Export(source));
+    int format = -1;
+    ASSERT_TRUE(
+        manager->GetIOPluginRegistry()->DetectReaderFileFormat((dir + "/x.abc").c_str(), format));
+    EXPECT_EQ(format, 0);
+    // Substring matching, as a caller choosing versions by text would do.
+    const char** versions = manager->GetIOPluginRegistry()->GetWritableVersions(0);
+    int matched = -1;
+    for (int i = 0; versions[i]; ++i)
+        if (QdxString(versions[i]).Find("2") >= 0 && matched < 0) matched = i;
+    EXPECT_STREQ(versions[matched], "QDX200");
+}
+
+TEST_F(Formats, ConcurrentNonBlockingImportsInSeparateManagers) {
+    std::string a = dir + "/a.qdx", b = dir + "/b.qdx";
+    ASSERT_TRUE(ExportScene(source, a, 0, 2));
+    ASSERT_TRUE(ExportScene(source, b, 1, 3));
+    QdxManager* other = QdxManager::Create();
+    QdxScene* s1 = Fresh();
+    QdxScene* s2 = QdxScene::Create(other, "");
+    QdxImporter* i1 = QdxImporter::Create(manager, "");
+    QdxImporter* i2 = QdxImporter::Create(other, "");
+    ASSERT_TRUE(i1->Initialize(a.c_str()) && i2->Initialize(b.c_str()));
+    ASSERT_TRUE(i1->Import(s1, true) && i2->Import(s2, true));
+    QdxStatus st1, st2;
+    while (i1->IsImporting(st1) | i2->IsImporting(st2)) {
+    }
+    EXPECT_FALSE(st1.Error());
+    EXPECT_FALSE(st2.Error());
+    EXPECT_EQ(CompareScenes(s1, s2), "");
+    // Destroying an importer while it still reads is safe.
+    QdxImporter* i3 = QdxImporter::Create(other, "");
+    ASSERT_TRUE(i3->Initialize(b.c_str()));
+    ASSERT_TRUE(i3->Import(QdxScene::Create(other, ""), true));
+    i3->Destroy();
+    other->Destroy();
+}
