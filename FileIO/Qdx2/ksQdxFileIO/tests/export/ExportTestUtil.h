@@ -1,14 +1,17 @@
 #pragma once
-// Helpers of the export tests: temporary folders, host scenes built in code,
-// and exported files read back with the SDK's importer.
-#include <cstdlib>
+// Helpers of the export tests: a fixture with a temporary folder and default
+// host settings, host scenes built in code, files read back with the SDK.
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include <kestrel/ksAnimManager.h>
+#include <kestrel/ksNodeUtils.h>
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/osg.h>
 #include <qdxsdk/qdxsdk.h>
@@ -17,52 +20,22 @@
 
 namespace exporttest {
 
-class TempDir {
-public:
-    TempDir() {
-        std::string tmpl =
-            (std::filesystem::temp_directory_path() / "ksqdx-export-XXXXXX").string();
-        char* made = mkdtemp(tmpl.data());
-        _path = made ? made : "";
-    }
-    ~TempDir() {
-        std::error_code ec;
-        std::filesystem::permissions(_path, std::filesystem::perms::owner_all,
-                                     std::filesystem::perm_options::add, ec);
-        if (!_path.empty()) std::filesystem::remove_all(_path, ec);
-    }
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-    const std::string& path() const { return _path; }
-    std::string file(const std::string& name) const { return _path + "/" + name; }
-
-private:
-    std::string _path;
-};
-
 // A file read back with the SDK; the manager dies with this object.
-class ReadBack {
-public:
-    explicit ReadBack(const std::string& fileName) {
-        manager = qdxsdk::QdxManager::Create();
-        scene = qdxsdk::QdxScene::Create(manager, "");
+struct ReadBack {
+    explicit ReadBack(const std::string& file) {
         auto* importer = qdxsdk::QdxImporter::Create(manager, "");
-        ok = importer->Initialize(fileName.c_str(), -1) && importer->Import(scene);
+        ok = importer->Initialize(file.c_str(), -1) && importer->Import(scene);
         binary = importer->IsBinary();
         version = importer->GetFileVersionString().Str();
-        error = importer->GetStatus().GetErrorString();
     }
     ~ReadBack() { manager->Destroy(); }
-    ReadBack(const ReadBack&) = delete;
-    ReadBack& operator=(const ReadBack&) = delete;
-
     qdxsdk::QdxNode* root() const { return scene->GetRootNode(); }
-    qdxsdk::QdxNode* find(const char* name) const { return root()->FindChild(name, true); }
+    qdxsdk::QdxNode* operator[](const char* name) const { return root()->FindChild(name, true); }
 
-    qdxsdk::QdxManager* manager = nullptr;
-    qdxsdk::QdxScene* scene = nullptr;
+    qdxsdk::QdxManager* manager = qdxsdk::QdxManager::Create();
+    qdxsdk::QdxScene* scene = qdxsdk::QdxScene::Create(manager, "");
     bool ok = false, binary = false;
-    std::string version, error;
+    std::string version;
 };
 
 inline osg::NodePtr makeNode(const osg::NodeCorePtr& core, const std::string& name,
@@ -74,25 +47,23 @@ inline osg::NodePtr makeNode(const osg::NodeCorePtr& core, const std::string& na
         node->addChild(c);
     return node;
 }
-
 inline osg::NodePtr makeGroup(const std::string& name, const std::vector<osg::NodePtr>& children) {
     return makeNode(osg::Group::create(), name, children);
 }
 
-// A quad of two triangles sharing one index for every property, with
-// normals and texture coordinates in the given slots (slot i holds
-// u = x + i, v = y).
+// Two triangles over four corners, one index for every property; texture
+// slot i holds (x + i, y).
 inline osg::GeometryPtr makeQuad(const std::vector<osg::UInt32>& uvSlots = {0}) {
     auto g = osg::Geometry::create();
     auto types = osg::GeoPTypesUI8::create();
-    types->setValues({osg::PrimTriangles});
     auto lengths = osg::GeoPLengthsUI32::create();
-    lengths->setValues({6});
     auto indices = osg::GeoIndicesUI32::create();
-    indices->setValues({0, 1, 2, 0, 2, 3});
     auto positions = osg::GeoPositions3f::create();
-    positions->setValues({{0, 0, 0}, {10, 0, 0}, {10, 20, 0}, {0, 20, 0}});
     auto normals = osg::GeoNormals3f::create();
+    types->setValues({osg::PrimTriangles});
+    lengths->setValues({6});
+    indices->setValues({0, 1, 2, 0, 2, 3});
+    positions->setValues({{0, 0, 0}, {10, 0, 0}, {10, 20, 0}, {0, 20, 0}});
     normals->setValues({{0, 0, 1}, {0, 1, 0}, {1, 0, 0}, {0.6f, 0.8f, 0}});
     g->setTypes(types);
     g->setLengths(lengths);
@@ -111,23 +82,47 @@ inline osg::GeometryPtr makeQuad(const std::vector<osg::UInt32>& uvSlots = {0}) 
     return g;
 }
 
-// Host singletons back to their defaults: millimetres, Z up, 24 fps.
-inline void resetHost() {
-    ksSceneDataManager::reset();
-    ksAnimManager::the().reset();
-    osg::SceneFileHandler::the().clearOptions();
-}
-
-inline std::string readFile(const std::string& path) {
-    std::string text;
-    if (FILE* f = std::fopen(path.c_str(), "rb")) {
-        char buffer[4096];
-        std::size_t n;
-        while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0)
-            text.append(buffer, n);
-        std::fclose(f);
+class ExportTest : public ::testing::Test {
+protected:
+    // Host singletons back to their defaults: millimetres, Z up, 24 fps.
+    static void resetHost() {
+        ksSceneDataManager::reset();
+        ksAnimManager::the().reset();
+        osg::SceneFileHandler::the().clearOptions();
     }
-    return text;
-}
+    void SetUp() override {
+        resetHost();
+        _dir = std::filesystem::temp_directory_path() /
+               ("ksqdx-export-" + std::to_string(::getpid()) + "-" +
+                ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        std::filesystem::remove_all(_dir);
+        std::filesystem::create_directories(_dir);
+    }
+    void TearDown() override {
+        resetHost();
+        std::error_code ec;
+        std::filesystem::permissions(_dir, std::filesystem::perms::owner_all,
+                                     std::filesystem::perm_options::add, ec);
+        std::filesystem::remove_all(_dir, ec);
+    }
+    std::string file(const std::string& name) const { return (_dir / name).string(); }
+    static void setUnit(int unit) { ksSceneDataManager::getSceneData(0)->setLengthUnit(unit); }
+    static std::string contents(const std::string& path) {
+        std::ostringstream text;
+        text << std::ifstream(path, std::ios::binary).rdbuf();
+        return text.str();
+    }
+    // Exports quietly; the driver's console lines are returned in printed.
+    bool exportTo(const osg::NodePtr& node, const std::string& path,
+                  const std::string& options = "") {
+        ::testing::internal::CaptureStdout();
+        bool ok = ksQdxWriter::write(node, path, options);
+        printed = ::testing::internal::GetCapturedStdout();
+        return ok;
+    }
+
+    std::filesystem::path _dir;
+    std::string printed;
+};
 
 } // namespace exporttest
