@@ -11,6 +11,7 @@
 #include <unordered_map>
 
 #include "format.h"
+#include "qdxsdk/io.h"
 #include "qdxsdk/node.h"
 
 namespace qdxsdk::format {
@@ -106,16 +107,37 @@ bool ApplyObject(FlatObject& f, QdxObject* o, QdxStatus& status) {
     return true;
 }
 
-// Node hierarchy must be a forest: one parent at most, no cycles.
+// Node hierarchy must be a forest (one parent at most, no cycles) of
+// bounded depth, so that recursive walks over it stay within the stack.
+constexpr int kMaxDepth = 2048;
+
 bool CheckHierarchy(QdxScene* scene, QdxStatus& status) {
+    std::unordered_map<const QdxNode*, int> depth; // -1: on the current walk
     for (int i = 0; i < scene->GetSrcObjectCount<QdxNode>(); ++i) {
         QdxNode* n = scene->GetSrcObject<QdxNode>(i);
         if (n->GetDstObjectCount<QdxNode>() > 1)
             return Fail(status, std::string("Node '") + n->GetName() + "' has several parents");
-        std::set<QdxNode*> seen;
-        for (QdxNode* p = n; p; p = p->GetParent())
-            if (!seen.insert(p).second)
-                return Fail(status, std::string("Node '") + n->GetName() + "' is its own ancestor");
+    }
+    for (int i = 0; i < scene->GetSrcObjectCount<QdxNode>(); ++i) {
+        std::vector<QdxNode*> walk;
+        QdxNode* p = scene->GetSrcObject<QdxNode>(i);
+        int base = 0;
+        for (; p; p = p->GetParent()) {
+            auto it = depth.find(p);
+            if (it != depth.end()) {
+                if (it->second < 0)
+                    return Fail(status,
+                                std::string("Node '") + p->GetName() + "' is its own ancestor");
+                base = it->second;
+                break;
+            }
+            depth[p] = -1;
+            walk.push_back(p);
+        }
+        for (size_t k = walk.size(); k-- > 0;) {
+            depth[walk[k]] = ++base;
+            if (base > kMaxDepth) return Fail(status, "The node hierarchy is too deep");
+        }
     }
     QdxNode* root = scene->GetRootNode();
     if (root && root->GetParent()) return Fail(status, "The root node has a parent");
@@ -136,7 +158,9 @@ bool Build(FlatDocument& doc, QdxScene* target, QdxStatus& status) {
     for (size_t i = 1; i < doc.objects.size() && ok; ++i) {
         const FlatObject& f = doc.objects[i];
         const QdxClassId* id = QdxClassId::Find(f.className.c_str());
-        if (!id || id->IsAbstract() || id->Is(QdxScene::ClassId)) {
+        // Only scene content: no second scene, no importers or exporters.
+        if (!id || id->IsAbstract() || id->Is(QdxScene::ClassId) || id->Is(QdxImporter::ClassId) ||
+            id->Is(QdxExporter::ClassId)) {
             ok = Fail(status, "Unknown object class '" + f.className + "'");
             break;
         }

@@ -87,6 +87,8 @@ TEST_F(Hostile, StructuralLies) {
     ExpectRejected([&](json& d) { d["objects"][1]["class"] = "QdxWarpDrive"; },
                    "Unknown object class");
     ExpectRejected([&](json& d) { d["objects"][2]["class"] = "QdxScene"; }, "Unknown object class");
+    ExpectRejected([&](json& d) { d["objects"][2]["class"] = "QdxImporter"; },
+                   "Unknown object class");
     ExpectRejected([&](json& d) { d["objects"][0]["class"] = "QdxNode"; },
                    "does not start with a scene");
     ExpectRejected([&](json& d) { d["connections"].push_back({1, 999}); }, "does not exist");
@@ -187,4 +189,25 @@ TEST_F(Hostile, CurveKeysMustIncrease) {
     std::string error;
     EXPECT_FALSE(ImportScene(target, path, &error));
     EXPECT_NE(error.find("inconsistent keys"), std::string::npos) << error;
+}
+
+TEST_F(Hostile, HierarchiesDeeperThanTheLimitAreRefused) {
+    // Recursive walks (world matrices, conversions, importers) stay bounded.
+    for (int levels : {2000, 2100}) {
+        QdxScene* s = QdxScene::Create(manager, "");
+        QdxNode* parent = s->GetRootNode();
+        for (int i = 0; i < levels; ++i) {
+            QdxNode* n = QdxNode::Create(s, "deep");
+            parent->AddChild(n);
+            parent = n;
+        }
+        std::string path = dir + "/deep.qdx";
+        ASSERT_TRUE(ExportScene(s, path, 0, 3));
+        QdxScene* target = QdxScene::Create(manager, "");
+        std::string error;
+        EXPECT_EQ(ImportScene(target, path, &error), levels == 2000) << error;
+        if (levels > 2000) {
+            EXPECT_NE(error.find("too deep"), std::string::npos) << error;
+        }
+    }
 }
