@@ -91,13 +91,14 @@ const char* const kUVSetNames[5] = {"Material UV Set", "Lightmap UV Set", "UV Se
 
 // Index of each control point's value in a property addressed by bit:
 // -1 where no triangle corner ties the two together. When the property
-// shares the positions' index (the usual case) that is the control point
-// itself, as long as the property is long enough.
+// shares the positions' index (the usual case), or the index does not
+// address it at all, that is the control point itself, as long as the
+// property is long enough.
 std::vector<osg::Int32> perControlPointIndex(const osg::Geometry& geo, osg::UInt16 bit,
                                              osg::UInt32 valueCount, osg::UInt32 pointCount) {
     std::vector<osg::Int32> at(pointCount, -1);
-    if (geo.findMappingIndex(bit) == geo.findMappingIndex(osg::MapPosition) &&
-        valueCount >= pointCount) {
+    const osg::Int32 slot = geo.findMappingIndex(bit);
+    if ((slot < 0 || slot == geo.findMappingIndex(osg::MapPosition)) && valueCount >= pointCount) {
         for (osg::UInt32 i = 0; i < pointCount; ++i)
             at[i] = static_cast<osg::Int32>(i);
         return at;
