@@ -112,8 +112,8 @@ void ConvertNode(QdxNode* n, QdxAnimStack* stack, Set to, double fps, bool reduc
         }
         if (keyTimes.empty()) {
             QdxVector4 t2, r2, s2;
-            QdxVector4 t = n->EvaluateLocalTranslation(), r = n->EvaluateLocalRotation(),
-                       s = n->EvaluateLocalScaling();
+            QdxVector4 t = n->EvaluateLocalTranslation(),
+                       r = n->EvaluateLocalRotation(QdxTime(), from), s = n->EvaluateLocalScaling();
             Solve(vf, vt, t, r, s, nullptr, t2, r2, s2);
             n->LclTranslation.Set(QdxDouble3(t2[0], t2[1], t2[2]));
             n->LclRotation.Set(QdxDouble3(r2[0], r2[1], r2[2]));
@@ -133,8 +133,9 @@ void ConvertNode(QdxNode* n, QdxAnimStack* stack, Set to, double fps, bool reduc
             QdxVector4 prevR;
             for (size_t i = 0; i < times.size(); ++i) {
                 QdxTime t(times[i]);
-                QdxVector4 tt = n->EvaluateLocalTranslation(t), r = n->EvaluateLocalRotation(t),
-                           s = n->EvaluateLocalScaling(t), t2, r2, s2;
+                QdxVector4 tt = n->EvaluateLocalTranslation(t),
+                           r = n->EvaluateLocalRotation(t, from), s = n->EvaluateLocalScaling(t),
+                           t2, r2, s2;
                 Solve(vf, vt, tt, r, s, i ? &prevR : nullptr, t2, r2, s2);
                 prevR = r2;
                 for (int k = 0; k < 3; ++k) {

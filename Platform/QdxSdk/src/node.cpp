@@ -333,8 +333,42 @@ QdxVector4 QdxNode::EvaluateLocalScaling(QdxTime t, EPivotSet, bool, bool) {
     return Eval3(LclScaling, t);
 }
 
+namespace {
+// With quaternion interpolation the orientation moves between the rotation
+// keys along the shortest arc at constant angular speed (slerp) instead of
+// interpolating each Euler angle.
+QdxVector4 SlerpBetweenKeys(QdxNode* n, QdxTime t, EQdxRotationOrder order, const QdxVector4& r) {
+    QdxScene* scene = n->GetScene();
+    QdxAnimStack* stack = scene ? scene->GetCurrentAnimationStack() : nullptr;
+    QdxAnimLayer* layer = stack ? stack->GetLayer(0) : nullptr;
+    QdxAnimCurveNode* cn = layer ? n->LclRotation.GetCurveNode(layer, false) : nullptr;
+    if (!cn) return r;
+    long long before = QdxTime::kMinusInfinite, after = QdxTime::kInfinite;
+    for (unsigned int c = 0; c < cn->GetChannelsCount(); ++c)
+        if (QdxAnimCurve* curve = cn->GetCurve(c))
+            for (int k = 0; k < curve->KeyGetCount(); ++k) {
+                long long kt = curve->KeyGetTime(k).Get();
+                if (kt <= t.Get() && kt > before) before = kt;
+                if (kt > t.Get() && kt < after) after = kt;
+            }
+    if (before == QdxTime::kMinusInfinite || after == QdxTime::kInfinite || before == t.Get())
+        return r;
+    QdxVector4 a = V4(n->LclRotation.EvaluateValue(QdxTime(before)));
+    QdxVector4 b = V4(n->LclRotation.EvaluateValue(QdxTime(after)));
+    double u = static_cast<double>(t.Get() - before) / static_cast<double>(after - before);
+    QdxQuaternion q = QdxQuaternion::Slerp(QdxEulerToMatrix(a, order).GetQ(),
+                                           QdxEulerToMatrix(b, order).GetQ(), u);
+    QdxAMatrix m;
+    m.SetQ(q);
+    QdxVector4 e = QdxMatrixToEuler(m, order, &r);
+    return QdxVector4(e[0], e[1], e[2], 1.0);
+}
+} // namespace
+
 QdxVector4 QdxNode::EvaluateLocalRotation(QdxTime t, EPivotSet s, bool applyTarget, bool) {
     QdxVector4 r = Eval3(LclRotation, t);
+    if (GetQuaternionInterpolation(s) != eQuatInterpOff && LclRotation.IsAnimated())
+        r = SlerpBetweenKeys(this, t, GetRotationActive() ? GetRotationOrder(s) : eEulerXYZ, r);
     QdxNode* target = applyTarget ? GetTarget() : nullptr;
     if (!target) return r;
     // Aim the local +X axis at the target, in the parent's space.

@@ -320,3 +320,29 @@ TEST_F(Animation, CurveNodesFollowThePropertyType) {
     QdxProperty text = QdxProperty::Create(light, QdxStringDT, "text");
     EXPECT_EQ(text.GetCurveNode(base, true), nullptr); // not animatable
 }
+
+TEST_F(Animation, QuaternionInterpolationFollowsTheShortestArc) {
+    const auto S = QdxNode::eSourcePivot;
+    for (const char* ch : {"X", "Y"}) {
+        QdxAnimCurve* c = node->LclRotation.GetCurve(base, ch, true);
+        c->KeySet(c->KeyAdd(Sec(0)), Sec(0), 0.0, QdxAnimCurveDef::eInterpolationLinear);
+        c->KeySet(c->KeyAdd(Sec(1)), Sec(1), 90.0, QdxAnimCurveDef::eInterpolationLinear);
+    }
+    QdxVector4 euler = node->EvaluateLocalRotation(Sec(0.5), S);
+    EXPECT_NEAR(euler[0], 45.0, 1e-12);
+    node->SetQuaternionInterpolation(S, eQuatInterpSlerp);
+    auto q = [&](double s) {
+        return QdxEulerToMatrix(node->EvaluateLocalRotation(Sec(s), S), eEulerXYZ).GetQ();
+    };
+    auto angle = [](const QdxQuaternion& a, const QdxQuaternion& b) {
+        return 2 * std::acos(std::min(1.0, std::fabs(a.Dot(b))));
+    };
+    QdxQuaternion q0 = q(0), qm = q(0.5), q1 = q(1), qa = q(0.25);
+    EXPECT_NEAR(angle(q0, qm), angle(qm, q1), 1e-9);     // constant speed
+    EXPECT_NEAR(angle(q0, qa) * 2, angle(q0, qm), 1e-9); // along one arc
+    EXPECT_NEAR(angle(q0, qm) + angle(qm, q1), angle(q0, q1), 1e-9);
+    EXPECT_GT(std::fabs(node->EvaluateLocalRotation(Sec(0.5), S)[0] - 45.0), 1e-3);
+    // Keys themselves are unchanged.
+    QdxVector4 end = node->EvaluateLocalRotation(Sec(1), S);
+    EXPECT_NEAR(end[0], 90.0, 1e-9);
+}
