@@ -217,7 +217,7 @@ std::string fmt(const json& v) {
     } else if (v.is_string()) {
         os << v.get<std::string>();
     } else {
-        os << v.dump();
+        os << v.dump(-1, ' ', false, json::error_handler_t::replace);
     }
     return os.str();
 }

@@ -87,7 +87,7 @@ int runFormats(bool asJson) {
         list.push_back(e);
     }
     if (asJson) {
-        std::cout << list.dump(2) << "\n";
+        std::cout << list.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
         return 0;
     }
     if (list.empty()) {
@@ -127,7 +127,7 @@ osg::NodePtr importFile(const std::string& file, bool progress, std::string& err
 
 } // namespace
 
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app{"Kestrel host: loads scene-file plug-ins, imports, prints and converts scenes."};
     app.require_subcommand(1);
     Settings s;
@@ -183,9 +183,11 @@ int main(int argc, char** argv) {
             nlohmann::json j;
             j["tree"] = describeTree(node);
             j["statistics"] = describeStatistics(node);
-            std::cout << j.dump(2) << "\n";
+            std::cout << j.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
         } else if (asJson) {
-            std::cout << describeTree(node).dump(2) << "\n";
+            std::cout << describeTree(node).dump(2, ' ', false,
+                                                 nlohmann::json::error_handler_t::replace)
+                      << "\n";
         } else if (stats) {
             printStatistics(std::cout, describeStatistics(node));
         } else {
@@ -211,4 +213,14 @@ int main(int argc, char** argv) {
         return 0;
     }
     return 0;
+}
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& e) {
+        return fail(std::string("unexpected error: ") + e.what());
+    } catch (...) {
+        return fail("unexpected error");
+    }
 }

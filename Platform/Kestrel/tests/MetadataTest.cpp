@@ -81,6 +81,11 @@ TEST(JsonMetadata, ReportsTypeCodesZeroToSeven) {
     EXPECT_TRUE(ksJsonMetadata::hasProperty(j, "s"));
     EXPECT_FALSE(ksJsonMetadata::hasProperty(j, "noValue"));
     EXPECT_TRUE(ksJsonMetadata::getKeys(Json::array()).empty());
+    // Structured values come back as JSON text, even with broken UTF-8 inside.
+    Json odd;
+    odd["k"]["value"] = Json::array({std::string("\xff\xfe"), 1});
+    EXPECT_FALSE(ksJsonMetadata::getString(odd, "k").empty());
+    EXPECT_EQ(ksJsonMetadata::getString(j, "l"), R"(["a","b"])");
 }
 
 TEST(JsonMetadata, ParsingBadTextReportsInsteadOfThrowing) {

@@ -156,7 +156,8 @@ std::string ksJsonMetadata::getString(const osg::Json& json, const std::string& 
     const osg::Json* v = member(json, key, memberName);
     if (!v) return std::string();
     if (v->is_string()) return v->get<std::string>();
-    return v->dump();
+    // Invalid UTF-8 inside a structured value is replaced, not thrown.
+    return v->dump(-1, ' ', false, osg::Json::error_handler_t::replace);
 }
 
 bool ksJsonMetadata::parse(const std::string& text, osg::Json& out, std::string* error) {
