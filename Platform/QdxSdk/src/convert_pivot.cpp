@@ -94,11 +94,16 @@ void KeyTimes(QdxAnimCurveNode* cn, std::set<long long>& times) {
         }
 }
 
-void ConvertNode(QdxNode* n, QdxAnimStack* stack, Set to, double fps, bool reduce) {
+// Attributes already baked in this conversion: an instanced mesh is baked
+// once, with the first of its nodes' geometric transforms.
+using Baked = std::set<const QdxNodeAttribute*>;
+
+void ConvertNode(QdxNode* n, QdxAnimStack* stack, Set to, double fps, bool reduce, Baked& baked) {
     Set from =
         to == QdxNode::eDestinationPivot ? QdxNode::eSourcePivot : QdxNode::eDestinationPivot;
     QdxAMatrix geoFrom = n->GetGeometricTransform(from), geoTo = n->GetGeometricTransform(to);
-    if (!(geoFrom == geoTo)) BakeGeometry(n, geoTo.Inverse() * geoFrom);
+    if (!(geoFrom == geoTo) && baked.insert(n->GetNodeAttribute()).second)
+        BakeGeometry(n, geoTo.Inverse() * geoFrom);
 
     if (!SameLocal(n, from, to)) {
         SetValues vf = ValuesOf(n, from), vt = ValuesOf(n, to);
@@ -170,10 +175,11 @@ void ConvertNode(QdxNode* n, QdxAnimStack* stack, Set to, double fps, bool reduc
     n->CopyPivotSet(to, from);
 }
 
-void ConvertRecursive(QdxNode* n, QdxAnimStack* stack, Set to, double fps, bool reduce) {
-    ConvertNode(n, stack, to, fps, reduce);
+void ConvertRecursive(QdxNode* n, QdxAnimStack* stack, Set to, double fps, bool reduce,
+                      Baked& baked) {
+    ConvertNode(n, stack, to, fps, reduce, baked);
     for (int i = 0; i < n->GetChildCount(); ++i)
-        ConvertRecursive(n->GetChild(i), stack, to, fps, reduce);
+        ConvertRecursive(n->GetChild(i), stack, to, fps, reduce, baked);
 }
 } // namespace
 
@@ -183,7 +189,8 @@ void QdxNode::ConvertPivotAnimationRecursive(QdxAnimStack* stack, EPivotSet conv
     QdxAnimStack* previous = scene ? scene->GetCurrentAnimationStack() : nullptr;
     if (!stack) stack = previous;
     if (scene && stack) scene->SetCurrentAnimationStack(stack);
-    ConvertRecursive(this, stack, convertTo, frameRate, keyReduce);
+    Baked baked;
+    ConvertRecursive(this, stack, convertTo, frameRate, keyReduce, baked);
     if (scene && stack) scene->SetCurrentAnimationStack(previous);
 }
 

@@ -145,3 +145,16 @@ TEST_F(ConversionDetails, PivotConversionWithKeyReductionLeavesStaticChannelsFla
     ASSERT_NE(tx, nullptr);
     EXPECT_GT(tx->KeyGetCount(), 2); // moving channels keep their frames
 }
+
+TEST_F(ConversionDetails, SharedMeshIsBakedOnce) {
+    const auto S = QdxNode::eSourcePivot, D = QdxNode::eDestinationPivot;
+    QdxMesh* mesh = QdxMesh::Create(scene, "mesh");
+    mesh->InitControlPoints(1);
+    mesh->SetControlPointAt(QdxVector4(1, 0, 0), 0);
+    top->SetNodeAttribute(mesh);
+    child->SetNodeAttribute(mesh);
+    for (QdxNode* n : {top, child})
+        n->SetGeometricTranslation(S, QdxVector4(0, 3, 0));
+    top->ConvertPivotAnimationRecursive(nullptr, D, 30.0, false);
+    EXPECT_EQ(mesh->GetControlPointAt(0)[1], 3.0);
+}
