@@ -440,8 +440,21 @@ osg::NodePtr ksQdxLoader::read() {
 // ---------------------------------------------------------------------------
 // Nodes and transforms
 
-void ksQdxLoader::preConvert(QdxNode* node) {
-    if (!node) return;
+void ksQdxLoader::preConvert(QdxNode* root) {
+    // Pre-order over the whole tree with an explicit stack: hierarchies may
+    // be deeper than the call stack allows.
+    std::vector<QdxNode*> pending;
+    if (root) pending.push_back(root);
+    while (!pending.empty()) {
+        QdxNode* node = pending.back();
+        pending.pop_back();
+        preConvertNode(node);
+        for (int i = node->GetChildCount() - 1; i >= 0; --i)
+            pending.push_back(node->GetChild(i));
+    }
+}
+
+void ksQdxLoader::preConvertNode(QdxNode* node) {
     const QdxVector4 zero(0, 0, 0, 1), one(1, 1, 1, 1);
     node->SetPivotState(QdxNode::eSourcePivot, QdxNode::ePivotActive);
     node->SetPivotState(QdxNode::eDestinationPivot, QdxNode::ePivotActive);
@@ -485,9 +498,6 @@ void ksQdxLoader::preConvert(QdxNode* node) {
                                      node->GetQuaternionInterpolation(QdxNode::eSourcePivot));
     if (QdxNodeAttribute* attribute = node->GetNodeAttribute())
         _d->instances[attribute].nodes.push_back(node);
-
-    for (int i = 0; i < node->GetChildCount(); ++i)
-        preConvert(node->GetChild(i));
 }
 
 bool ksQdxLoader::transformsEqual(QdxNode* a, QdxNode* b) const {
@@ -527,7 +537,32 @@ void ksQdxLoader::reportProgress() {
     ++_convertedNodes;
 }
 
-osg::NodePtr ksQdxLoader::convert(QdxNode* node) {
+osg::NodePtr ksQdxLoader::convert(QdxNode* root) {
+    // Depth-first with an explicit stack; a node joins its parent once its
+    // own subtree is complete, as a recursive walk would add it.
+    struct Frame {
+        QdxNode* source;
+        osg::NodePtr node;
+        int next;
+    };
+    osg::NodePtr top = convertNode(root);
+    if (!top) return osg::NullFC;
+    std::vector<Frame> stack{{root, top, 0}};
+    while (!stack.empty()) {
+        Frame& frame = stack.back();
+        if (frame.next < frame.source->GetChildCount()) {
+            QdxNode* child = frame.source->GetChild(frame.next++);
+            if (osg::NodePtr node = convertNode(child)) stack.push_back({child, node, 0});
+            continue;
+        }
+        const osg::NodePtr done = frame.node;
+        stack.pop_back();
+        if (!stack.empty()) stack.back().node->addChild(done);
+    }
+    return top;
+}
+
+osg::NodePtr ksQdxLoader::convertNode(QdxNode* node) {
     if (!node) return osg::NullFC;
     if (node->GetLight()) node->SetPostRotation(QdxNode::eDestinationPivot, QdxVector4(0, 0, 0, 0));
     reportProgress();
@@ -581,11 +616,6 @@ osg::NodePtr ksQdxLoader::convert(QdxNode* node) {
         ksLog::warning("Node %s has no core!", ksNodeUtils::getName(result).c_str());
     _d->convertedInstances.emplace(attribute, std::make_pair(node, result));
     convertAnimations(node, result);
-
-    for (int i = 0; i < node->GetChildCount(); ++i) {
-        osg::NodePtr child = convert(node->GetChild(i));
-        if (child) result->addChild(child);
-    }
     return result;
 }
 
@@ -925,8 +955,19 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
 // ---------------------------------------------------------------------------
 // Materials and textures
 
-void ksQdxLoader::loadSupportedTexturesRecursive(QdxNode* node, TextureTable& textures) {
-    if (!node) return;
+void ksQdxLoader::loadSupportedTexturesRecursive(QdxNode* root, TextureTable& textures) {
+    std::vector<QdxNode*> pending;
+    if (root) pending.push_back(root);
+    while (!pending.empty()) {
+        QdxNode* node = pending.back();
+        pending.pop_back();
+        loadSupportedTextures(node, textures);
+        for (int i = node->GetChildCount() - 1; i >= 0; --i)
+            pending.push_back(node->GetChild(i));
+    }
+}
+
+void ksQdxLoader::loadSupportedTextures(QdxNode* node, TextureTable& textures) {
     if (QdxNodeAttribute* attribute = node->GetNodeAttribute()) {
         const auto type = attribute->GetAttributeType();
         const bool geometry = (type == QdxNodeAttribute::eMesh && node->GetMesh()) ||
@@ -946,8 +987,6 @@ void ksQdxLoader::loadSupportedTexturesRecursive(QdxNode* node, TextureTable& te
             }
         }
     }
-    for (int i = 0; i < node->GetChildCount(); ++i)
-        loadSupportedTexturesRecursive(node->GetChild(i), textures);
 }
 
 void ksQdxLoader::loadTexturesForProperty(const QdxProperty& property, TextureTable& textures) {

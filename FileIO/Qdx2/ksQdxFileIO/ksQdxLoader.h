@@ -60,9 +60,12 @@ private:
     void parseOptions();
 
     // Nodes and transforms.
-    void preConvert(qdxsdk::QdxNode* node);
+    void preConvert(qdxsdk::QdxNode* root);
+    void preConvertNode(qdxsdk::QdxNode* node);
     bool transformsEqual(qdxsdk::QdxNode* a, qdxsdk::QdxNode* b) const;
-    osg::NodePtr convert(qdxsdk::QdxNode* node);
+    // Converts root and its subtree; convertNode converts one node.
+    osg::NodePtr convert(qdxsdk::QdxNode* root);
+    osg::NodePtr convertNode(qdxsdk::QdxNode* node);
     osg::NodePtr getNode(qdxsdk::QdxNode* node) const;
     void setTransformValues(qdxsdk::QdxNode* node, osg::NodePtr& osgNode, double scale);
     osg::Vec3f calculateRotationOrientation(qdxsdk::QdxNode* node) const;
@@ -74,7 +77,8 @@ private:
     osg::NodePtr convertMesh(qdxsdk::QdxNode* node);
 
     // Materials and textures.
-    void loadSupportedTexturesRecursive(qdxsdk::QdxNode* node, TextureTable& textures);
+    void loadSupportedTexturesRecursive(qdxsdk::QdxNode* root, TextureTable& textures);
+    void loadSupportedTextures(qdxsdk::QdxNode* node, TextureTable& textures);
     void loadTexturesForProperty(const qdxsdk::QdxProperty& property, TextureTable& textures);
     void loadTexture(qdxsdk::QdxTexture* texture, TextureTable& textures);
     osg::ImagePtr getImageFromQdxTexture(qdxsdk::QdxTexture* texture) const;

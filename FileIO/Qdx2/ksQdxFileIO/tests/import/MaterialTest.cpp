@@ -44,23 +44,7 @@ QdxFileTexture* texture(QdxScene* s, const std::string& file) {
     return t;
 }
 
-TEST_F(MaterialTest, MaterialsAreConvertedOnceAndShared) {
-    Imported r = import(writeScene("shared.qdx", [](QdxScene* s) {
-        QdxSurfacePhong* paint = QdxSurfacePhong::Create(s, "Paint");
-        quad(s, "A", paint);
-        quad(s, "B", paint);
-        quad(s, "C", nullptr);
-        quad(s, "D", nullptr);
-    }));
-    ASSERT_TRUE(r.root);
-    EXPECT_EQ(r.geometry("A")->getMaterial(), r.geometry("B")->getMaterial());
-    EXPECT_EQ(ksMaterials::getName(r.geometry("A")->getMaterial()), "Paint");
-    EXPECT_EQ(r.geometry("C")->getMaterial(), r.geometry("D")->getMaterial());
-    EXPECT_EQ(ksMaterials::getName(r.geometry("C")->getMaterial()), "DefaultMaterial");
-    EXPECT_TRUE(plastic(r, "C"));
-}
-
-TEST_F(MaterialTest, ColoursFactorsAndScalarsAreMapped) {
+TEST_F(MaterialTest, MaterialsAreSharedWithTheirColoursFactorsAndScalars) {
     Imported r = import(writeScene("colours.qdx", [](QdxScene* s) {
         QdxSurfacePhong* half = QdxSurfacePhong::Create(s, "Half");
         half->Diffuse.Set(QdxDouble3(1, 0.5, 0.25));
@@ -83,8 +67,17 @@ TEST_F(MaterialTest, ColoursFactorsAndScalarsAreMapped) {
         full->Emissive.Set(QdxDouble3(0.5, 0.2, 0));
         full->EmissiveFactor.Set(1.0);
         quad(s, "Full", full);
+        quad(s, "AlsoFull", full);
+        quad(s, "None", nullptr);
+        quad(s, "AlsoNone", nullptr);
     }));
     ASSERT_TRUE(r.root);
+    // Converted once and shared; no material: one shared default.
+    EXPECT_EQ(r.geometry("Full")->getMaterial(), r.geometry("AlsoFull")->getMaterial());
+    EXPECT_EQ(ksMaterials::getName(r.geometry("Full")->getMaterial()), "Full");
+    EXPECT_EQ(r.geometry("None")->getMaterial(), r.geometry("AlsoNone")->getMaterial());
+    EXPECT_EQ(ksMaterials::getName(r.geometry("None")->getMaterial()), "DefaultMaterial");
+    EXPECT_TRUE(plastic(r, "None"));
     auto half = plastic(r, "Half"), full = plastic(r, "Full");
     ASSERT_TRUE(half && full);
     EXPECT_EQ(half->getDiffuseColor(), osg::Color3f(0.5f, 0.25f, 0.125f));

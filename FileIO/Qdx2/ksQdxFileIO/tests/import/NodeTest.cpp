@@ -34,29 +34,24 @@ void sharedMesh(QdxScene* s, const QdxDouble3& bTranslation) {
 }
 
 TEST_F(NodeTest, EqualTransformsShareTheGeometryOthersAreDuplicated) {
-    Imported r = import(writeScene("inst.qdx", [](QdxScene* s) { sharedMesh(s, {1, 0, 0}); }));
-    ASSERT_TRUE(r.root);
-    auto a = r.node("A"), b = r.node("B"), c = r.node("C");
-    ASSERT_TRUE(a && b && c);
-    EXPECT_EQ(a->getCore(), c->getCore());
-    EXPECT_NE(a->getCore(), b->getCore());
-    EXPECT_EQ(r.count(ksLog::Warning,
-                      "Instances of B have different transforms, creating duplicates instead!"),
-              1u);
-    // The duplicate is a full geometry of its own.
-    auto geometry = osg::GeometryPtr::dcast(b->getCore());
-    ASSERT_TRUE(geometry);
-    EXPECT_EQ(geometry->getPositions()->size(), 4u);
-    EXPECT_EQ(r.count(ksLog::Warning, "Instances of C"), 0u);
-}
-
-TEST_F(NodeTest, TransformsEqualOnlyUpToTheLastBit) {
-    Imported r = import(writeScene("nearly.qdx", [](QdxScene* s) {
-        sharedMesh(s, {1e-12, 0, 0});
-    }));
-    ASSERT_TRUE(r.root);
-    EXPECT_NE(r.node("A")->getCore(), r.node("B")->getCore());
-    EXPECT_EQ(r.count(ksLog::Warning, "Instances of B"), 1u);
+    // Moved by 1 or by a rounding error: either way B is a duplicate.
+    for (double dx : {1.0, 1e-12}) {
+        Imported r = import(writeScene("inst.qdx", [dx](QdxScene* s) {
+            sharedMesh(s, {dx, 0, 0});
+        }));
+        ASSERT_TRUE(r.root);
+        auto a = r.node("A"), b = r.node("B"), c = r.node("C");
+        ASSERT_TRUE(a && b && c);
+        EXPECT_EQ(a->getCore(), c->getCore());
+        EXPECT_NE(a->getCore(), b->getCore());
+        EXPECT_EQ(r.count(ksLog::Warning,
+                          "Instances of B have different transforms, creating duplicates instead!"),
+                  1u);
+        EXPECT_EQ(r.count(ksLog::Warning, "Instances of C"), 0u);
+        auto geometry = osg::GeometryPtr::dcast(b->getCore());
+        ASSERT_TRUE(geometry);
+        EXPECT_EQ(geometry->getPositions()->size(), 4u);
+    }
 }
 
 TEST_F(NodeTest, InvisibleNodesStayInTheTreeWithAnEmptyMask) {
@@ -72,29 +67,6 @@ TEST_F(NodeTest, InvisibleNodesStayInTheTreeWithAnEmptyMask) {
     ASSERT_TRUE(r.node("Child"));
     EXPECT_EQ(r.node("Child")->getTraversalMask(), 0xFFFFFFFFu);
     EXPECT_EQ(r.node("Child")->getParent(), r.node("Hidden"));
-}
-
-TEST_F(NodeTest, UnconvertedAttributesBecomeNamedTransforms) {
-    Imported r = import(writeScene("kinds.qdx", [](QdxScene* s) {
-        QdxNode* root = s->GetRootNode();
-        for (const char* name : {"Cam", "Lamp", "Bone", "Spot"}) {
-            QdxNode* n = QdxNode::Create(s, name);
-            root->AddChild(n);
-            n->LclTranslation.Set(QdxDouble3(1, 0, 0));
-        }
-        root->GetChild(0)->SetNodeAttribute(QdxCamera::Create(s, "cam"));
-        root->GetChild(1)->SetNodeAttribute(QdxLight::Create(s, "point"));
-        root->GetChild(2)->SetNodeAttribute(QdxSkeleton::Create(s, "bone"));
-        root->GetChild(3)->SetNodeAttribute(QdxMarker::Create(s, "marker"));
-    }));
-    ASSERT_TRUE(r.root);
-    for (const char* name : {"Cam", "Lamp", "Bone", "Spot"}) {
-        auto t =
-            osg::Transform3DPtr::dcast(r.node(name) ? r.node(name)->getCore() : osg::NodeCorePtr());
-        ASSERT_TRUE(t) << name;
-        EXPECT_TRUE(t->getTranslation().equals(osg::Vec3f(10.f, 0.f, 0.f), 1e-4f)) << name;
-    }
-    EXPECT_EQ(r.count(ksLog::Warning, "has no core"), 0u);
 }
 
 TEST_F(NodeTest, APostRotationLeftOnACameraBecomesItsInverseOrientation) {
