@@ -4,12 +4,10 @@
 // the host's scene-file handler into a scene graph. Prints seconds, peak
 // resident memory and the ratio of the handler import to the SDK read.
 //   plugin_import [--triangles N] [--dir DIR]
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -18,27 +16,14 @@
 #include <kestrel/osg.h>
 #include <qdxsdk/qdxsdk.h>
 
+#include "plugin_bench_util.h"
+
 using namespace qdxsdk;
+using pluginbench::now;
+using pluginbench::peakMB;
+using pluginbench::resetPeak;
 
 namespace {
-
-double now() {
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
-
-// Peak resident memory since the last reset, in MB (Linux).
-void resetPeak() {
-    std::ofstream f("/proc/self/clear_refs");
-    f << "5";
-}
-double peakMB() {
-    std::ifstream f("/proc/self/status");
-    std::string line;
-    while (std::getline(f, line))
-        if (line.rfind("VmHWM:", 0) == 0) return std::atof(line.c_str() + 6) / 1024.0;
-    return 0.0;
-}
 
 // The grid of the SDK benchmark: quads split into two triangles.
 void buildGrid(QdxScene* scene, long triangles) {
