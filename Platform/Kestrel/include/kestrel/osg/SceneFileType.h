@@ -15,9 +15,9 @@ namespace osg {
 
 class SceneFileType {
 public:
-    // Flag bits.
-    static constexpr UInt32 ReadSupported = 1u << 1;
-    static constexpr UInt32 WriteSupported = 1u << 2;
+    // Flag values: 1 reads, 2 writes; a type that does both registers with 3.
+    static constexpr UInt32 ReadSupported = 1u;
+    static constexpr UInt32 WriteSupported = 2u;
 
     // suffixArray holds suffixByteCount / sizeof(const char*) suffixes
     // (without the dot). override: this type replaces an already registered
