@@ -2,6 +2,8 @@
 // converter (nodes and transforms, geometry, materials and textures).
 #include "ksQdxWriter.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -110,6 +112,43 @@ std::vector<osg::Int32> perControlPointIndex(const osg::Geometry& geo, osg::UInt
             if (p < pointCount && v < valueCount) at[p] = static_cast<osg::Int32>(v);
         }
     return at;
+}
+
+// Sets a by-control-point element's direct array from a property of float
+// components: stride doubles per point, the first of them copied from the
+// point's value, the rest (and every component of a point without value)
+// taken from fill. False for a property that does not hold floats.
+template <class Element>
+bool fillPerControlPoint(Element* element, const osg::Geometry& geo, osg::UInt16 bit,
+                         const osg::GeoProperty& property, osg::UInt32 count, int stride,
+                         const std::array<double, 4>& fill) {
+    const osg::UInt32 dim = property.getDimension();
+    if (dim == 0 || dim > 4 || property.getElementSize() != dim * sizeof(float)) return false;
+    std::vector<osg::Int32> at = perControlPointIndex(geo, bit, property.size(), count);
+    const float* values = static_cast<const float*>(property.getData());
+    const int copied = std::min(static_cast<int>(dim), stride);
+    element->SetMappingMode(QdxLayerElement::eByControlPoint);
+    element->SetReferenceMode(QdxLayerElement::eDirect);
+    element->GetDirectArray().Resize(static_cast<int>(count));
+    double* out = element->GetDirectArray().GetDoubles();
+    for (osg::UInt32 i = 0; i < count; ++i, out += stride) {
+        const float* v = at[i] < 0 ? nullptr : values + static_cast<std::size_t>(at[i]) * dim;
+        for (int k = 0; k < stride; ++k)
+            out[k] = v && k < copied ? double(v[k]) : fill[static_cast<std::size_t>(k)];
+    }
+    return true;
+}
+
+// Layer 0 of a geometry gets one material index for everything.
+void addSingleMaterial(QdxGeometryBase* geometry) {
+    if (geometry->GetLayerCount() == 0) geometry->CreateLayer();
+    QdxLayer* layer0 = geometry->GetLayer(0);
+    if (layer0->GetMaterials()) return;
+    auto* materials = QdxLayerElementMaterial::Create(geometry, "");
+    materials->SetMappingMode(QdxLayerElement::eAllSame);
+    materials->SetReferenceMode(QdxLayerElement::eIndexToDirect);
+    materials->GetIndexArray().Add(0);
+    layer0->SetMaterials(materials);
 }
 
 } // namespace
@@ -540,90 +579,37 @@ QdxMesh* ksQdxWriter::convertMesh(const osg::GeometryPtr& geometry, const char* 
     }
     if (corners.empty()) return nullptr;
 
-    if (mesh->GetLayerCount() == 0) mesh->CreateLayer();
+    addSingleMaterial(mesh);
     QdxLayer* layer0 = mesh->GetLayer(0);
-    auto* materials = QdxLayerElementMaterial::Create(mesh, "");
-    materials->SetMappingMode(QdxLayerElement::eAllSame);
-    materials->SetReferenceMode(QdxLayerElement::eIndexToDirect);
-    materials->GetIndexArray().Add(0);
-    layer0->SetMaterials(materials);
-
     if (auto normals = osg::GeoNormals3fPtr::dcast(geometry->getNormals())) {
-        const auto& values = normals->getField();
-        std::vector<osg::Int32> at =
-            perControlPointIndex(geo, osg::MapNormal, normals->size(), count);
         auto* element = QdxLayerElementNormal::Create(mesh, "");
-        element->SetMappingMode(QdxLayerElement::eByControlPoint);
-        element->SetReferenceMode(QdxLayerElement::eDirect);
-        auto& direct = element->GetDirectArray();
-        direct.Resize(static_cast<int>(count));
-        double* out = direct.GetDoubles();
-        for (osg::UInt32 i = 0; i < count; ++i, out += 4) {
-            if (at[i] < 0) {
-                out[0] = out[1] = out[2] = 0.0;
-            } else {
-                const osg::Vec3f& n = values[static_cast<std::size_t>(at[i])];
-                out[0] = n[0];
-                out[1] = n[1];
-                out[2] = n[2];
-            }
-            out[3] = 1.0;
-        }
-        layer0->SetNormals(element);
+        if (fillPerControlPoint(element, geo, osg::MapNormal, *normals, count, 4, {0, 0, 0, 1}))
+            layer0->SetNormals(element);
+        else
+            element->Destroy();
     }
-
     for (osg::UInt32 slot = 0; slot < 5; ++slot) {
         osg::GeoTexCoordsPtr coords = geometry->getTexSlot(slot);
-        if (!coords) continue;
-        const osg::UInt32 dim = coords->getDimension();
-        if (dim < 2 || dim > 4 || coords->getElementSize() != dim * sizeof(float)) continue;
+        if (!coords || coords->getDimension() < 2) continue;
+        auto* element = QdxLayerElementUV::Create(mesh, kUVSetNames[slot]);
+        if (!fillPerControlPoint(element, geo, osg::mapTexCoordsBit(slot), *coords, count, 2,
+                                 {0, 0, 0, 0})) {
+            element->Destroy();
+            continue;
+        }
         while (mesh->GetLayerCount() <= static_cast<int>(slot))
             mesh->CreateLayer();
-        auto* element = QdxLayerElementUV::Create(mesh, kUVSetNames[slot]);
-        element->SetMappingMode(QdxLayerElement::eByControlPoint);
-        element->SetReferenceMode(QdxLayerElement::eDirect);
-        std::vector<osg::Int32> at =
-            perControlPointIndex(geo, osg::mapTexCoordsBit(slot), coords->size(), count);
-        const float* values = static_cast<const float*>(coords->getData());
-        auto& direct = element->GetDirectArray();
-        direct.Resize(static_cast<int>(count));
-        double* out = direct.GetDoubles();
-        for (osg::UInt32 i = 0; i < count; ++i, out += 2) {
-            if (at[i] < 0) {
-                out[0] = out[1] = 0.0;
-            } else {
-                const float* uv = values + static_cast<std::size_t>(at[i]) * dim;
-                out[0] = uv[0];
-                out[1] = uv[1];
-            }
-        }
         mesh->GetLayer(static_cast<int>(slot))->SetUVs(element, QdxLayerElement::eTextureDiffuse);
     }
-
-    if (_d->exportVertexColors) {
+    if (_d->exportVertexColors)
         if (auto occlusion = osg::GeoTexCoords4fPtr::dcast(geometry->getTexCoords7())) {
-            const auto& values = occlusion->getField();
-            std::vector<osg::Int32> at =
-                perControlPointIndex(geo, osg::MapTexCoords7, occlusion->size(), count);
             auto* element = QdxLayerElementVertexColor::Create(mesh, "AmbientOcclusionData");
-            element->SetMappingMode(QdxLayerElement::eByControlPoint);
-            element->SetReferenceMode(QdxLayerElement::eDirect);
-            auto& direct = element->GetDirectArray();
-            direct.Resize(static_cast<int>(count));
-            double* out = direct.GetDoubles();
-            for (osg::UInt32 i = 0; i < count; ++i, out += 4) {
-                if (at[i] < 0) {
-                    out[0] = out[1] = out[2] = 0.0;
-                    out[3] = 1.0;
-                    continue;
-                }
-                const osg::Vec4f& c = values[static_cast<std::size_t>(at[i])];
-                for (int k = 0; k < 4; ++k)
-                    out[k] = c[k];
-            }
-            layer0->SetVertexColors(element);
+            if (fillPerControlPoint(element, geo, osg::MapTexCoords7, *occlusion, count, 4,
+                                    {0, 0, 0, 1}))
+                layer0->SetVertexColors(element);
+            else
+                element->Destroy();
         }
-    }
 
     mesh->ReservePolygonCount(static_cast<int>(corners.size() / 3));
     mesh->ReservePolygonVertexCount(static_cast<int>(corners.size()));
@@ -647,14 +633,7 @@ QdxNode* ksQdxWriter::convertSurface(const osg::NodePtr& node) {
     if (!nurbs) return nullptr;
     QdxNode* qdxNode = QdxNode::Create(_d->scene, getValidName(nodeName.c_str()).c_str());
     qdxNode->SetNodeAttribute(nurbs);
-    if (nurbs->GetLayerCount() == 0) nurbs->CreateLayer();
-    if (!nurbs->GetLayer(0)->GetMaterials()) {
-        auto* materials = QdxLayerElementMaterial::Create(nurbs, "");
-        materials->SetMappingMode(QdxLayerElement::eAllSame);
-        materials->SetReferenceMode(QdxLayerElement::eIndexToDirect);
-        materials->GetIndexArray().Add(0);
-        nurbs->GetLayer(0)->SetMaterials(materials);
-    }
+    addSingleMaterial(nurbs);
     convertMaterial(qdxNode, node);
     setTransform(node, qdxNode, false);
     return qdxNode;
