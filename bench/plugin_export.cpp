@@ -5,12 +5,10 @@
 // ratio of each export to the import. When the import yields nothing, an
 // equivalent host scene is built directly instead.
 //   plugin_export [--triangles N] [--dir DIR]
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -18,26 +16,13 @@
 #include <qdxsdk/qdxsdk.h>
 
 #include "ksQdxWriter.h"
+#include "plugin_bench_util.h"
 
 namespace {
 
-double now() {
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
-
-// Peak resident memory since the last reset, in MB (Linux).
-void resetPeak() {
-    std::ofstream f("/proc/self/clear_refs");
-    f << "5";
-}
-double peakMB() {
-    std::ifstream f("/proc/self/status");
-    std::string line;
-    while (std::getline(f, line))
-        if (line.rfind("VmHWM:", 0) == 0) return std::atof(line.c_str() + 6) / 1024.0;
-    return 0.0;
-}
+using pluginbench::now;
+using pluginbench::peakMB;
+using pluginbench::resetPeak;
 
 int gridSide(long triangles) {
     return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(triangles / 2))));
