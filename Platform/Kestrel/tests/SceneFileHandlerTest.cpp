@@ -1,6 +1,8 @@
 // The scene-file handler: registration by suffix, priorities, option strings,
 // progress callbacks and dispatch of reads and writes.
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -40,7 +42,44 @@ private:
 
 constexpr UInt32 RW = SceneFileType::ReadSupported | SceneFileType::WriteSupported;
 
+// Streams part of its output, then reports failure.
+class FailingWriter : public WordType {
+public:
+    using WordType::WordType;
+    bool write(const NodePtr&, std::ostream& os, const char*) const override {
+        os << "partial";
+        return false;
+    }
+};
+
+std::string slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
 } // namespace
+
+TEST(SceneFileHandler, FailedWriteLeavesAnExistingFileAsItWas) {
+    TempDir dir;
+    const char* badSfx[] = {"fails"};
+    FailingWriter bad("Failing", badSfx, sizeof(badSfx), false, 0, RW);
+    const char* goodSfx[] = {"good"};
+    WordType good("Good", goodSfx, sizeof(goodSfx), false, 0, RW);
+    NodePtr n = Node::create();
+    n->setName("fresh");
+
+    std::ofstream(dir.file("keep.fails")) << "precious";
+    EXPECT_FALSE(SceneFileHandler::the().write(n, dir.file("keep.fails").c_str()));
+    EXPECT_EQ(slurp(dir.file("keep.fails")), "precious");
+
+    std::ofstream(dir.file("old.good")) << "old content that is longer";
+    ASSERT_TRUE(SceneFileHandler::the().write(n, dir.file("old.good").c_str()));
+    EXPECT_EQ(slurp(dir.file("old.good")), "fresh");
+    // Only the target remains: no temporary file is left beside it.
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()),
+                            std::filesystem::directory_iterator()),
+              2);
+}
 
 TEST(SceneFileHandler, SuffixLookupIgnoresCaseAndDots) {
     const char* sfx[] = {"WoRd", "wd2"};

@@ -1,7 +1,11 @@
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <exception>
 #include <fstream>
+#include <sstream>
+
+#include <unistd.h>
 
 #include <kestrel/osg/SceneFileHandler.h>
 
@@ -14,6 +18,29 @@ std::string normSuffix(const char* s) {
     for (char& c : r)
         c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return r;
+}
+
+// Writes data beside the target and renames it into place, so that readers
+// never see a half-written file and a failure leaves an existing file as it
+// was.
+bool replaceFile(const char* fileName, const std::string& data) {
+    const std::string tmp = std::string(fileName) + ".tmp" + std::to_string(::getpid());
+    {
+        std::ofstream out(tmp, std::ios::binary | std::ios::trunc);
+        if (!out) return false;
+        out.write(data.data(), static_cast<std::streamsize>(data.size()));
+        out.flush();
+        if (!out) {
+            out.close();
+            std::remove(tmp.c_str());
+            return false;
+        }
+    }
+    if (std::rename(tmp.c_str(), fileName) != 0) {
+        std::remove(tmp.c_str());
+        return false;
+    }
+    return true;
 }
 } // namespace
 
@@ -46,9 +73,13 @@ NodePtr SceneFileType::readFile(const char* fileName) const {
 
 bool SceneFileType::writeFile(const NodePtr& node, const char* fileName) const {
     if (!fileName) return false;
-    std::ofstream out(fileName, std::ios::binary);
-    if (!out) return false;
-    return write(node, out, fileName);
+    // Types that write by file name leave the stream empty and own the file
+    // themselves. What a type puts into the stream reaches the file only
+    // after the whole write succeeded.
+    std::ostringstream buffer(std::ios::binary);
+    if (!write(node, buffer, fileName)) return false;
+    if (buffer.tellp() <= 0) return true;
+    return replaceFile(fileName, buffer.str());
 }
 
 SceneFileHandler& SceneFileHandler::the() {

@@ -39,8 +39,12 @@ public:
     // Stream entry points: the defaults read/write nothing (null / false).
     virtual NodePtr read(std::istream& is, const char* fileName) const;
     virtual bool write(const NodePtr& node, std::ostream& os, const char* fileName) const;
-    // File entry points: open the file as a binary stream and call
-    // read()/write(); a file that cannot be opened gives null / false.
+    // File entry points. readFile opens the file as a binary stream and calls
+    // read(); a file that cannot be opened gives null. writeFile hands write()
+    // an in-memory stream: types that write by file name leave it empty; any
+    // bytes written to it replace the file (through a temporary file renamed
+    // into place) only when write() returned true, so a failed write never
+    // truncates an existing file.
     virtual NodePtr readFile(const char* fileName) const;
     virtual bool writeFile(const NodePtr& node, const char* fileName) const;
 
