@@ -5,6 +5,8 @@
 //   kestrel convert IN OUT          import IN and export it as OUT
 //
 // Exit codes: 0 success, 1 failure (message on stderr), 2 usage errors.
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <iostream>
 #include <string>
@@ -13,6 +15,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <kestrel/ksFile.h>
 #include <kestrel/ksLog.h>
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/osg/SceneFileHandler.h>
@@ -31,6 +34,17 @@ struct Settings {
     bool verbose = false;
     bool noProgress = false;
 };
+
+// The host keeps import options under a suffix's upper-case spelling and
+// export options under its lower-case spelling; the convenience flags follow
+// that so they reach the plug-in that handles the file.
+void setOptionsForFile(const std::string& file, const std::string& options, bool forImport) {
+    std::string suffix = ksFile::getExtension(file);
+    std::transform(suffix.begin(), suffix.end(), suffix.begin(), [&](unsigned char c) {
+        return static_cast<char>(forImport ? std::toupper(c) : std::tolower(c));
+    });
+    osg::SceneFileHandler::the().setOptions(suffix.c_str(), options.c_str());
+}
 
 int fail(const std::string& message) {
     std::cerr << "kestrel: " << message << "\n";
@@ -155,6 +169,9 @@ int run(int argc, char** argv) {
     import->add_option("FILE", inFile, "Scene file to import")->required();
     import->add_flag("--json", asJson, "Print the scene graph as JSON");
     import->add_flag("--stats", stats, "Print statistics instead of the tree");
+    std::string importOptions, exportOptions;
+    import->add_option("--import-options", importOptions,
+                       "Import option string for FILE's suffix, e.g. flush_transforms");
     import->fallthrough();
 
     auto* convert = app.add_subcommand("convert", "Import IN and export it as OUT");
@@ -162,6 +179,11 @@ int run(int argc, char** argv) {
     convert->add_option("IN", convIn, "Scene file to import")->required();
     convert->add_option("OUT", convOut, "Scene file to write (its suffix picks the writer)")
         ->required();
+    convert->add_option("--import-options", importOptions,
+                        "Import option string for IN's suffix, e.g. enable_metadata=false");
+    convert->add_option("--export-options", exportOptions,
+                        "Export option string for OUT's suffix, e.g. "
+                        "qdx_format=ascii,qdx_version=QDX300");
     convert->fallthrough();
 
     try {
@@ -173,6 +195,8 @@ int run(int argc, char** argv) {
 
     std::string err = prepare(s);
     if (!err.empty()) return fail(err);
+    if (!importOptions.empty()) setOptionsForFile(*convert ? convIn : inFile, importOptions, true);
+    if (!exportOptions.empty()) setOptionsForFile(convOut, exportOptions, false);
 
     if (*formats) return runFormats(formatsJson);
 
