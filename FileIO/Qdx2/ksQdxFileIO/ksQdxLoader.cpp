@@ -106,6 +106,8 @@ osg::GeoTexCoords2fPtr readCornerUVs(const QdxMesh* mesh, const std::string& nam
     const auto& direct = element->GetDirectArray();
     const auto& index = element->GetIndexArray();
     auto& out = uvs->editField();
+    if (polygons.size() == static_cast<size_t>(mesh->GetPolygonCount()))
+        out.reserve(static_cast<size_t>(std::max(mesh->GetPolygonVertexCount(), 0)));
     for (int p : polygons) {
         const int size = mesh->GetPolygonSize(p);
         if (mapping == QdxLayerElement::eByControlPoint) {
@@ -883,8 +885,11 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
         }
     } else {
         const int corners_total = mesh->GetPolygonVertexCount();
-        positions->reserve(static_cast<osg::UInt32>(std::max(corners_total, 0)));
-        indices->reserve(static_cast<osg::UInt32>(std::max(corners_total, 0)));
+        const auto reserve = static_cast<osg::UInt32>(std::max(corners_total, 0));
+        positions->reserve(reserve);
+        indices->reserve(reserve);
+        if (normalElement) normals->reserve(reserve);
+        if (colorElement) colors->reserve(reserve);
         osg::UInt32 vertex = 0;
         for (int p = 0; p < polygonCount; ++p) {
             const int size = mesh->GetPolygonSize(p);
