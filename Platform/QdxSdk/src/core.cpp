@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <unordered_set>
 
 #include "qdxsdk/io.h"
 #include "qdxsdk/object.h"
@@ -340,8 +341,13 @@ bool QdxProperty::DisconnectAllSrcObject() {
 }
 
 bool QdxProperty::IsConnectedSrcObject(const QdxObject* object) const {
-    if (!IsValid()) return false;
+    if (!IsValid() || !object) return false;
     const auto& s = mObject->mProperties[static_cast<size_t>(mIndex)].srcObjects;
+    if (object->mDst.size() < s.size()) {
+        for (const auto& d : object->mDst)
+            if (d.object == mObject && d.property == mIndex) return true;
+        return false;
+    }
     return std::find(s.begin(), s.end(), object) != s.end();
 }
 
@@ -394,8 +400,7 @@ void QdxObject::Destroy(bool recursive) {
                 stack.push_back(s);
             }
     }
-    for (QdxObject* o : order)
-        mManager->Release(o);
+    mManager->ReleaseAll(order);
 }
 
 QdxProperty QdxObject::FindProperty(const char* name, bool caseSensitive) const {
@@ -443,18 +448,26 @@ int QdxObject::AddEnumProperty(const char* name, int value,
     return p.GetIndex();
 }
 
+const std::vector<QdxObject*>& QdxObject::Matches(const QdxCriteria& criteria) const {
+    if (criteria.MatchesAll()) return mSrc;
+    if (mQueryVersion != mSrcVersion || !(mQueryCriteria == criteria)) {
+        mQueryHits.clear();
+        for (QdxObject* o : mSrc)
+            if (criteria.Matches(o)) mQueryHits.push_back(o);
+        mQueryCriteria = criteria;
+        mQueryVersion = mSrcVersion;
+    }
+    return mQueryHits;
+}
+
 int QdxObject::GetSrcObjectCount(const QdxCriteria& criteria) const {
-    int n = 0;
-    for (QdxObject* o : mSrc)
-        if (criteria.Matches(o)) ++n;
-    return n;
+    return static_cast<int>(Matches(criteria).size());
 }
 
 QdxObject* QdxObject::GetSrcObject(const QdxCriteria& criteria, int index) const {
-    if (index < 0) return nullptr;
-    for (QdxObject* o : mSrc)
-        if (criteria.Matches(o) && index-- == 0) return o;
-    return nullptr;
+    const auto& hits = Matches(criteria);
+    return index >= 0 && static_cast<size_t>(index) < hits.size() ? hits[static_cast<size_t>(index)]
+                                                                  : nullptr;
 }
 
 int QdxObject::GetDstObjectCount(const QdxCriteria& criteria) const {
@@ -488,6 +501,7 @@ QdxProperty QdxObject::GetDstProperty(int index) const {
 bool QdxObject::ConnectSrcObject(QdxObject* object) {
     if (!object || object == this || IsConnectedSrcObject(object)) return false;
     mSrc.push_back(object);
+    ++mSrcVersion;
     object->mDst.push_back({this, -1});
     return true;
 }
@@ -496,11 +510,20 @@ bool QdxObject::DisconnectSrcObject(QdxObject* object) {
     auto it = std::find(mSrc.begin(), mSrc.end(), object);
     if (it == mSrc.end()) return false;
     mSrc.erase(it);
+    ++mSrcVersion;
     object->RemoveDstLink(this, -1);
     return true;
 }
 
 bool QdxObject::IsConnectedSrcObject(const QdxObject* object) const {
+    if (!object) return false;
+    // Search whichever side holds fewer links: parents with many children
+    // stay cheap to extend.
+    if (object->mDst.size() < mSrc.size()) {
+        for (const auto& d : object->mDst)
+            if (d.object == this && d.property < 0) return true;
+        return false;
+    }
     return std::find(mSrc.begin(), mSrc.end(), object) != mSrc.end();
 }
 
@@ -606,6 +629,41 @@ QdxObject* QdxManager::CreateObject(const char* className, const char* name) {
 void QdxManager::AdoptObject(QdxObject* object) {
     object->mManagerIndex = mObjects.size();
     mObjects.emplace_back(object);
+}
+
+void QdxManager::ReleaseAll(const std::vector<QdxObject*>& objects) {
+    if (mDestroying) return;
+    std::unordered_set<QdxObject*> doomed(objects.begin(), objects.end());
+    auto eraseOne = [](std::vector<QdxObject*>& v, QdxObject* o) {
+        auto it = std::find(v.begin(), v.end(), o);
+        if (it != v.end()) v.erase(it);
+    };
+    for (QdxObject* o : objects) {
+        if (o == mIOSettings) mIOSettings = nullptr;
+        // Undo only the links to objects that stay.
+        for (QdxObject* s : o->mSrc)
+            if (!doomed.count(s)) s->RemoveDstLink(o, -1);
+        for (size_t p = 0; p < o->mProperties.size(); ++p)
+            for (QdxObject* s : o->mProperties[p].srcObjects)
+                if (!doomed.count(s)) s->RemoveDstLink(o, static_cast<int>(p));
+        for (const auto& d : o->mDst) {
+            if (doomed.count(d.object)) continue;
+            if (d.property < 0) {
+                eraseOne(d.object->mSrc, o);
+                ++d.object->mSrcVersion;
+            } else
+                eraseOne(d.object->mProperties[static_cast<size_t>(d.property)].srcObjects, o);
+        }
+    }
+    for (QdxObject* o : objects) {
+        size_t at = o->mManagerIndex;
+        std::unique_ptr<QdxObject> doomedObject = std::move(mObjects[at]);
+        if (at + 1 != mObjects.size()) {
+            mObjects[at] = std::move(mObjects.back());
+            mObjects[at]->mManagerIndex = at;
+        }
+        mObjects.pop_back();
+    }
 }
 
 void QdxManager::Release(QdxObject* object) {

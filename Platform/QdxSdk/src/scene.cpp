@@ -202,9 +202,9 @@ bool QdxScene::AddMember(QdxObject* object) {
         if (old == this) return true;
         old->DisconnectSrcObject(object);
     }
-    if (IsConnectedSrcObject(object)) return false;
-    // Not yet a member: append without another search of the member list.
+    // Not yet a member (GetScene found no link): append without searching.
     mSrc.push_back(object);
+    ++mSrcVersion;
     object->mDst.push_back({this, -1});
     return true;
 }
@@ -212,6 +212,7 @@ bool QdxScene::AddMember(QdxObject* object) {
 std::vector<QdxObject*> QdxScene::DetachMembers() {
     std::vector<QdxObject*> members;
     members.swap(mSrc);
+    ++mSrcVersion;
     for (QdxObject* o : members)
         for (auto it = o->mDst.begin(); it != o->mDst.end(); ++it)
             if (it->object == this && it->property < 0) {
@@ -266,15 +267,14 @@ bool QdxScene::SetCurrentAnimationStack(QdxAnimStack* stack) {
 }
 
 void QdxScene::Clear() {
-    for (QdxObject* o : DetachMembers())
-        o->Destroy();
+    GetQdxManager()->ReleaseAll(DetachMembers());
     CreateDefaults();
 }
 
 void QdxScene::ForceKill() {
-    for (QdxObject* o : DetachMembers())
-        o->Destroy();
-    Destroy();
+    std::vector<QdxObject*> all = DetachMembers();
+    all.push_back(this);
+    GetQdxManager()->ReleaseAll(all);
 }
 
 bool QdxScene::FinishRead(QdxStatus& status) {
@@ -290,8 +290,7 @@ bool QdxScene::FinishRead(QdxStatus& status) {
 }
 
 void QdxScene::TakeContentOf(QdxScene* other) {
-    for (QdxObject* o : DetachMembers())
-        o->Destroy();
+    GetQdxManager()->ReleaseAll(DetachMembers());
     SetName(other->GetName());
     // Copy the scene object's own properties (values, flags) and references.
     for (int p = 0; p < other->GetPropertyCount(); ++p) {
@@ -315,6 +314,7 @@ void QdxScene::TakeContentOf(QdxScene* other) {
         mSrc.push_back(o);
         o->mDst.push_back({this, -1});
     }
+    ++mSrcVersion;
     other->Destroy();
 }
 

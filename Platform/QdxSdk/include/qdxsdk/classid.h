@@ -41,6 +41,10 @@ public:
         return c;
     }
     bool Matches(const QdxObject* object) const;
+    bool MatchesAll() const { return mClassId == nullptr; }
+    friend bool operator==(const QdxCriteria& a, const QdxCriteria& b) {
+        return a.mClassId == b.mClassId && a.mStrict == b.mStrict;
+    }
 
 private:
     explicit QdxCriteria(const QdxClassId* id) : mClassId(id) {}

@@ -172,6 +172,14 @@ private:
     std::vector<detail::PropertyRec> mProperties;
     std::vector<detail::ArrayRec> mArrays;
     std::vector<QdxObject*> mSrc;
+    // Typed source queries (children, materials, ...) repeat while callers
+    // walk them by index; the last query's matches are kept until the
+    // sources change (mSrcVersion).
+    uint64_t mSrcVersion = 0;
+    mutable uint64_t mQueryVersion = ~uint64_t(0);
+    mutable QdxCriteria mQueryCriteria;
+    mutable std::vector<QdxObject*> mQueryHits;
+    const std::vector<QdxObject*>& Matches(const QdxCriteria& criteria) const;
     std::vector<detail::DstLink> mDst;
 };
 
@@ -207,11 +215,15 @@ public:
     }
 
 private:
+    friend class QdxScene;
     QdxManager();
     ~QdxManager();
     friend class QdxObject;
     void AdoptObject(QdxObject* object);
     void Release(QdxObject* object);
+    // Frees several objects at once: links among them are not undone one by
+    // one, so freeing a large scene stays linear.
+    void ReleaseAll(const std::vector<QdxObject*>& objects);
 
     std::vector<std::unique_ptr<QdxObject>> mObjects;
     std::unique_ptr<QdxIOPluginRegistry> mRegistry;
