@@ -53,6 +53,11 @@ bool sameVector(const QdxVector4& a, const QdxVector4& b) {
     return a[0] == b[0] && a[1] == b[1] && a[2] == b[2] && a[3] == b[3];
 }
 
+// The SDK's reason for a failure, on standard output.
+void printStatus(const QdxStatus& status) {
+    std::printf("%s\n", status.GetErrorString());
+}
+
 // The reference service is looked up once per process.
 ksReferenceInterface* referenceService() {
     static std::once_flag once;
@@ -276,14 +281,14 @@ osg::NodePtr ksQdxLoader::read() {
     const std::string path = ksFile::convertSeparators(_d->fileName);
     if (!importer->Initialize(path.c_str(), -1, nullptr)) {
         ksLog::error("QdxImport: initializing of importer failed!");
-        std::printf("%s\n", importer->GetStatus().GetErrorString());
+        printStatus(importer->GetStatus());
         return osg::NullFC;
     }
     ksLog::info("QdxImport: initializing ready");
     _progress = 0;
     if (!importer->Import(scene, true)) {
         ksLog::error("QdxImport: import failed!");
-        std::printf("%s\n", importer->GetStatus().GetErrorString());
+        printStatus(importer->GetStatus());
         return osg::NullFC;
     }
     QdxStatus status;
@@ -296,8 +301,7 @@ osg::NodePtr ksQdxLoader::read() {
     // rather than hand back an empty tree.
     if (status.Error() || importer->GetStatus().Error()) {
         ksLog::error("QdxImport: import failed!");
-        std::printf("%s\n", status.Error() ? status.GetErrorString()
-                                           : importer->GetStatus().GetErrorString());
+        printStatus(status.Error() ? status : importer->GetStatus());
         return osg::NullFC;
     }
 
