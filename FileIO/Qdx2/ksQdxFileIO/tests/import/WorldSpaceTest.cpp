@@ -20,10 +20,11 @@ struct HostSetting {
     int up;   // 0 Y, 1 Z
 };
 
-using Corners = std::map<std::string, std::vector<QdxVector4>>;
+// Per mesh node name: the world-space corners of each geometry the node
+// becomes (a mesh split by material gives one per material, in ascending
+// order, as the node's first children).
+using Corners = std::map<std::string, std::vector<std::vector<QdxVector4>>>;
 
-// World-space corners of every mesh of the file, per host node name (a mesh
-// split by material gives one entry per material child).
 Corners expectedCorners(const std::string& path, const HostSetting& host) {
     Corners result;
     QdxManager* manager = QdxManager::Create();
@@ -46,10 +47,9 @@ Corners expectedCorners(const std::string& path, const HostSetting& host) {
         std::map<int, std::vector<int>> groups;
         for (int p = 0; p < mesh->GetPolygonCount(); ++p)
             groups[split ? materials->GetAt(p) : 0].push_back(p);
+        auto& geometries = result[node->GetName()];
         for (const auto& [material, polygons] : groups) {
-            std::string name = node->GetName();
-            if (split) name += "_mat_" + std::to_string(material);
-            auto& corners = result[name];
+            auto& corners = geometries.emplace_back();
             for (int p : polygons)
                 for (int c = 0; c < mesh->GetPolygonSize(p); ++c)
                     corners.push_back(
@@ -75,19 +75,26 @@ protected:
         Imported r = import(path);
         ASSERT_TRUE(r.root);
         double extent = 1.0;
-        for (const auto& [name, corners] : expected)
-            for (const QdxVector4& p : corners)
-                extent = std::max({extent, std::abs(p[0]), std::abs(p[1]), std::abs(p[2])});
+        for (const auto& [name, geometries] : expected)
+            for (const auto& corners : geometries)
+                for (const QdxVector4& p : corners)
+                    extent = std::max({extent, std::abs(p[0]), std::abs(p[1]), std::abs(p[2])});
         const double tolerance = 2e-6 * extent;
-        for (const auto& [name, corners] : expected) {
+        for (const auto& [name, geometries] : expected) {
             osg::NodePtr node = r.node(name);
             ASSERT_TRUE(node) << name;
-            const std::vector<osg::Pnt3f> got = worldCorners(node);
-            ASSERT_EQ(got.size(), corners.size()) << name;
-            for (size_t i = 0; i < got.size(); ++i)
-                for (int k = 0; k < 3; ++k)
-                    ASSERT_NEAR(got[i][k], corners[i][k], tolerance)
-                        << name << " corner " << i << " axis " << k;
+            const bool split = !osg::GeometryPtr::dcast(node->getCore());
+            ASSERT_GE(split ? node->getNChildren() : 1u, geometries.size()) << name;
+            for (size_t g = 0; g < geometries.size(); ++g) {
+                const auto got =
+                    worldCorners(split ? node->getChild(static_cast<osg::UInt32>(g)) : node);
+                const auto& corners = geometries[g];
+                ASSERT_EQ(got.size(), corners.size()) << name << " geometry " << g;
+                for (size_t i = 0; i < got.size(); ++i)
+                    for (int k = 0; k < 3; ++k)
+                        ASSERT_NEAR(got[i][k], corners[i][k], tolerance)
+                            << name << " geometry " << g << " corner " << i << " axis " << k;
+            }
         }
     }
 };
@@ -102,50 +109,40 @@ public:
 
     void build(QdxScene* scene) {
         _scene = scene;
-        for (int i = 0; i < 2; ++i) {
-            QdxMesh* mesh = makeMesh();
-            _shared.push_back({mesh, randomValues()});
-        }
+        for (int i = 0; i < 2; ++i)
+            _shared.push_back({makeMesh(), static_cast<unsigned>(_rng())});
         fill(scene->GetRootNode(), 0);
     }
 
 private:
-    struct Values {
-        QdxDouble3 t, r, s;
-        QdxVector4 rotationPivot, rotationOffset, scalingPivot, scalingOffset, pre, post;
-        EQdxRotationOrder order;
-    };
+    // A mesh for several leaves, and the seed of its instances' transform.
     struct Shared {
         QdxMesh* mesh;
-        Values values;
+        unsigned seed;
     };
 
     double u(double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(_rng); }
     QdxVector4 v(double lo, double hi) { return QdxVector4(u(lo, hi), u(lo, hi), u(lo, hi)); }
     QdxDouble3 d3(double lo, double hi) { return QdxDouble3(u(lo, hi), u(lo, hi), u(lo, hi)); }
 
-    Values randomValues() {
-        return Values{d3(-10, 10), QdxDouble3(u(-180, 180), u(-80, 80), u(-180, 180)),
-                      d3(0.5, 2),  v(-2, 2),
-                      v(-2, 2),    v(-2, 2),
-                      v(-2, 2),    v(-90, 90),
-                      v(-90, 90),  static_cast<EQdxRotationOrder>(_rng() % 6)};
-    }
-
-    void apply(QdxNode* n, const Values& x) {
+    // Random local transform values; equal seeds give equal values.
+    void applyTransform(QdxNode* n, unsigned seed) {
+        const std::mt19937 saved = _rng;
+        _rng.seed(seed);
         const auto S = QdxNode::eSourcePivot;
         n->SetRotationActive(true);
         n->SetTransformationInheritType(eInheritRSrs);
-        n->LclTranslation.Set(x.t);
-        n->LclRotation.Set(x.r);
-        n->LclScaling.Set(x.s);
-        n->SetRotationPivot(S, x.rotationPivot);
-        n->SetRotationOffset(S, x.rotationOffset);
-        n->SetScalingPivot(S, x.scalingPivot);
-        n->SetScalingOffset(S, x.scalingOffset);
-        n->SetPreRotation(S, x.pre);
-        n->SetPostRotation(S, x.post);
-        n->SetRotationOrder(S, x.order);
+        n->LclTranslation.Set(d3(-10, 10));
+        n->LclRotation.Set(QdxDouble3(u(-180, 180), u(-80, 80), u(-180, 180)));
+        n->LclScaling.Set(d3(0.5, 2));
+        n->SetRotationPivot(S, v(-2, 2));
+        n->SetRotationOffset(S, v(-2, 2));
+        n->SetScalingPivot(S, v(-2, 2));
+        n->SetScalingOffset(S, v(-2, 2));
+        n->SetPreRotation(S, v(-90, 90));
+        n->SetPostRotation(S, v(-90, 90));
+        n->SetRotationOrder(S, static_cast<EQdxRotationOrder>(_rng() % 6));
+        _rng = saved;
     }
 
     QdxMesh* makeMesh() {
@@ -185,11 +182,11 @@ private:
             if (leaf && _rng() % 2) {
                 // A shared mesh: its own transform (an instance) or another.
                 const Shared& shared = _shared[_rng() % _shared.size()];
-                apply(n, _rng() % 2 ? shared.values : randomValues());
+                applyTransform(n, _rng() % 2 ? shared.seed : static_cast<unsigned>(_rng()));
                 n->SetNodeAttribute(shared.mesh);
                 continue;
             }
-            apply(n, randomValues());
+            applyTransform(n, static_cast<unsigned>(_rng()));
             if (_rng() % 4 != 0) {
                 n->SetNodeAttribute(makeMesh());
                 const auto S = QdxNode::eSourcePivot;
