@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
@@ -123,6 +125,32 @@ int runFormats(bool asJson) {
     return 0;
 }
 
+// While plug-ins run, whatever they print to standard output goes to standard
+// error instead, so that standard output carries only the program's result
+// (a tree or JSON that scripts parse).
+class PluginOutputToStderr {
+public:
+    PluginOutputToStderr() {
+        std::cout.flush();
+        std::fflush(stdout);
+        _saved = ::dup(STDOUT_FILENO);
+        if (_saved >= 0) ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    }
+    ~PluginOutputToStderr() {
+        std::cout.flush();
+        std::fflush(stdout);
+        if (_saved >= 0) {
+            ::dup2(_saved, STDOUT_FILENO);
+            ::close(_saved);
+        }
+    }
+    PluginOutputToStderr(const PluginOutputToStderr&) = delete;
+    PluginOutputToStderr& operator=(const PluginOutputToStderr&) = delete;
+
+private:
+    int _saved = -1;
+};
+
 osg::NodePtr importFile(const std::string& file, bool progress, std::string& error) {
     auto& h = osg::SceneFileHandler::the();
     osg::SceneFileType* type = h.getFileTypeForFile(file.c_str());
@@ -132,6 +160,7 @@ osg::NodePtr importFile(const std::string& file, bool progress, std::string& err
     }
     osg::NodePtr node;
     {
+        PluginOutputToStderr quiet;
         ProgressBar bar(file, progress);
         node = h.read(file.c_str());
     }
@@ -229,6 +258,7 @@ int run(int argc, char** argv) {
         if (!node) return fail(err);
         bool ok;
         {
+            PluginOutputToStderr quiet;
             ProgressBar bar(convOut, !s.noProgress);
             ok = h.write(node, convOut.c_str());
         }

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 namespace {
 
 std::string run(const std::string& command, int& status) {
@@ -32,6 +34,20 @@ TEST(AppImport, SampleSceneTreeWithGeometryMaterialsAndTextures) {
           "material \"Paint\" (UPlasticMaterial)", "texture diffuse: samples/textures/paint.png",
           "Instances of SpareTyre have different transforms"})
         EXPECT_NE(out.find(text), std::string::npos) << text << "\n" << out;
+}
+
+TEST(AppImport, JsonOutputParsesDespitePluginDiagnostics) {
+    // The loader prints texture and unit diagnostics to standard output; the
+    // program must keep them out of the JSON that scripts read.
+    int status = -1;
+    const std::string out =
+        run(std::string("cd " KSQDX_SAMPLES_DIR " && " KESTREL_APP_PATH " --plugin-dir ") +
+                KESTREL_PLUGIN_DIR + " --no-progress import --json showroom.qdx 2>/dev/null",
+            status);
+    ASSERT_EQ(status, 0) << out;
+    const nlohmann::json tree = nlohmann::json::parse(out, nullptr, false);
+    ASSERT_FALSE(tree.is_discarded()) << out.substr(0, 400);
+    EXPECT_NE(out.find("\"showroom\""), std::string::npos);
 }
 
 } // namespace
