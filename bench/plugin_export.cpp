@@ -15,14 +15,14 @@
 #include <kestrel/osg.h>
 #include <qdxsdk/qdxsdk.h>
 
+#include "bench_util.h"
 #include "ksQdxWriter.h"
-#include "plugin_bench_util.h"
 
 namespace {
 
-using pluginbench::now;
-using pluginbench::peakMB;
-using pluginbench::resetPeak;
+using benchutil::now;
+using benchutil::peakMB;
+using benchutil::resetPeak;
 
 int gridSide(long triangles) {
     return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(triangles / 2))));

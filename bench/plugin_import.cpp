@@ -16,72 +16,15 @@
 #include <kestrel/osg.h>
 #include <qdxsdk/qdxsdk.h>
 
-#include "plugin_bench_util.h"
+#include "bench_grid.h"
+#include "bench_util.h"
 
 using namespace qdxsdk;
-using pluginbench::now;
-using pluginbench::peakMB;
-using pluginbench::resetPeak;
+using benchutil::now;
+using benchutil::peakMB;
+using benchutil::resetPeak;
 
-namespace {
-
-// The grid of the SDK benchmark: quads split into two triangles.
-void buildGrid(QdxScene* scene, long triangles) {
-    const long quads = triangles / 2;
-    const int side = static_cast<int>(std::ceil(std::sqrt(static_cast<double>(quads))));
-    QdxMesh* mesh = QdxMesh::Create(scene, "grid");
-    mesh->InitControlPoints((side + 1) * (side + 1));
-    QdxVector4* cp = mesh->GetControlPoints();
-    for (int y = 0; y <= side; ++y)
-        for (int x = 0; x <= side; ++x)
-            cp[y * (side + 1) + x] = QdxVector4(x, std::sin(x * 0.01) * std::cos(y * 0.01), y);
-    std::vector<int> sizes(static_cast<size_t>(quads) * 2, 3), corners;
-    corners.reserve(static_cast<size_t>(quads) * 6);
-    for (long q = 0; q < quads; ++q) {
-        const int x = static_cast<int>(q % side), y = static_cast<int>(q / side);
-        const int a = y * (side + 1) + x, b = a + 1, c = a + side + 1, d = c + 1;
-        for (int v : {a, b, d, a, d, c})
-            corners.push_back(v);
-    }
-    mesh->AddPolygons(sizes.data(), static_cast<int>(sizes.size()), corners.data());
-    const size_t n = corners.size();
-    QdxLayerElementNormal* normals = mesh->CreateElementNormal();
-    normals->SetMappingMode(QdxLayerElement::eByPolygonVertex);
-    normals->GetDirectArray().Resize(static_cast<int>(n));
-    double* nd = normals->GetDirectArray().GetDoubles();
-    for (size_t i = 0; i < n; ++i) {
-        nd[4 * i] = 0.01 * static_cast<double>(i % 7);
-        nd[4 * i + 1] = 1.0;
-        nd[4 * i + 2] = 0.0;
-        nd[4 * i + 3] = 0.0;
-    }
-    for (const char* name : {"map1", "Lightmap UV Set"}) {
-        QdxLayerElementUV* uv = mesh->CreateElementUV(name);
-        uv->SetMappingMode(QdxLayerElement::eByPolygonVertex);
-        uv->GetDirectArray().Resize(static_cast<int>(n));
-        double* ud = uv->GetDirectArray().GetDoubles();
-        for (size_t i = 0; i < n; ++i) {
-            const int v = corners[i];
-            ud[2 * i] = (v % (side + 1)) / static_cast<double>(side);
-            ud[2 * i + 1] = (v / (side + 1)) / static_cast<double>(side);
-        }
-    }
-    QdxLayerElementVertexColor* colors = mesh->CreateElementVertexColor();
-    colors->SetMappingMode(QdxLayerElement::eByPolygonVertex);
-    colors->GetDirectArray().Resize(static_cast<int>(n));
-    double* cd = colors->GetDirectArray().GetDoubles();
-    for (size_t i = 0; i < n; ++i) {
-        cd[4 * i] = (i % 256) / 255.0;
-        cd[4 * i + 1] = 0.5;
-        cd[4 * i + 2] = ((i / 256) % 256) / 255.0;
-        cd[4 * i + 3] = 1.0;
-    }
-    QdxNode* node = QdxNode::Create(scene, "grid");
-    scene->GetRootNode()->AddChild(node);
-    node->SetNodeAttribute(mesh);
-}
-
-} // namespace
+namespace {} // namespace
 
 int main(int argc, char** argv) {
     long triangles = 2000000;
@@ -98,7 +41,7 @@ int main(int argc, char** argv) {
     {
         QdxManager* m = QdxManager::Create();
         QdxScene* scene = QdxScene::Create(m, "bench");
-        buildGrid(scene, triangles);
+        benchutil::buildGrid(scene, triangles);
         QdxExporter* e = QdxExporter::Create(m, "");
         const bool ok = e->Initialize(path.c_str(), 0) && e->Export(scene);
         m->Destroy();

@@ -1,11 +1,11 @@
 #pragma once
-// Clock and peak-memory readings shared by the plug-in's benchmarks (Linux).
+// Clock and peak-memory readings shared by the benchmarks (Linux).
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <string>
 
-namespace pluginbench {
+namespace benchutil {
 
 inline double now() {
     using namespace std::chrono;
@@ -27,4 +27,4 @@ inline double peakMB() {
     return 0.0;
 }
 
-} // namespace pluginbench
+} // namespace benchutil
