@@ -32,7 +32,7 @@ QdxLayerElement::QdxLayerElement(QdxManager& m, const char* name) : QdxObject(m,
 }
 
 ArrayRec& QdxLayerElementArray::Rec() const {
-    return mOwner->Arrays()[static_cast<size_t>(mArray)];
+    return mOwner->ArrayAt(mArray);
 }
 int QdxLayerElementArray::GetCount() const {
     return static_cast<int>(Rec().Count() / static_cast<size_t>(mStride));
@@ -194,7 +194,7 @@ QdxGeometryBase::QdxGeometryBase(QdxManager& m, const char* name) : QdxLayerCont
 static_assert(sizeof(QdxVector4) == 4 * sizeof(double), "packed control points");
 
 void QdxGeometryBase::InitControlPoints(int count) {
-    auto& a = Arrays()[static_cast<size_t>(mControlPointsArray)].f64;
+    auto& a = ArrayOf<double>(mControlPointsArray);
     size_t old = a.size() / 4;
     a.resize(static_cast<size_t>(std::max(count, 0)) * 4);
     for (size_t i = old; i < a.size() / 4; ++i)
@@ -202,17 +202,15 @@ void QdxGeometryBase::InitControlPoints(int count) {
 }
 
 int QdxGeometryBase::GetControlPointsCount() const {
-    return static_cast<int>(Arrays()[static_cast<size_t>(mControlPointsArray)].f64.size() / 4);
+    return static_cast<int>(ArrayOf<double>(mControlPointsArray).size() / 4);
 }
 
 QdxVector4* QdxGeometryBase::GetControlPoints() {
-    return reinterpret_cast<QdxVector4*>(
-        Arrays()[static_cast<size_t>(mControlPointsArray)].f64.data());
+    return reinterpret_cast<QdxVector4*>(ArrayOf<double>(mControlPointsArray).data());
 }
 
 const QdxVector4* QdxGeometryBase::GetControlPoints() const {
-    return reinterpret_cast<const QdxVector4*>(
-        Arrays()[static_cast<size_t>(mControlPointsArray)].f64.data());
+    return reinterpret_cast<const QdxVector4*>(ArrayOf<double>(mControlPointsArray).data());
 }
 
 void QdxGeometryBase::SetControlPointAt(const QdxVector4& p, int index) {
@@ -373,21 +371,21 @@ QdxCluster::QdxCluster(QdxManager& m, const char* name) : QdxObject(m, name) {
     AddArray("Weights", ArrayKind::Double);
 }
 void QdxCluster::AddControlPointIndex(int index, double weight) {
-    Arrays()[0].i32.push_back(index);
-    Arrays()[1].f64.push_back(weight);
+    ArrayOf<int32_t>(0).push_back(index);
+    ArrayOf<double>(1).push_back(weight);
 }
 int QdxCluster::GetControlPointIndicesCount() const {
-    return static_cast<int>(std::min(Arrays()[0].i32.size(), Arrays()[1].f64.size()));
+    return static_cast<int>(std::min(ArrayOf<int32_t>(0).size(), ArrayOf<double>(1).size()));
 }
 int* QdxCluster::GetControlPointIndices() {
-    return Arrays()[0].i32.data();
+    return ArrayOf<int32_t>(0).data();
 }
 double* QdxCluster::GetControlPointWeights() {
-    return Arrays()[1].f64.data();
+    return ArrayOf<double>(1).data();
 }
 void QdxCluster::SetControlPointIWCount(int count) {
-    Arrays()[0].i32.resize(static_cast<size_t>(std::max(count, 0)));
-    Arrays()[1].f64.resize(static_cast<size_t>(std::max(count, 0)));
+    ArrayOf<int32_t>(0).resize(static_cast<size_t>(std::max(count, 0)));
+    ArrayOf<double>(1).resize(static_cast<size_t>(std::max(count, 0)));
 }
 void QdxCluster::SetLink(QdxNode* node) {
     LinkProperty.DisconnectAllSrcObject();
@@ -432,8 +430,8 @@ QdxMesh::QdxMesh(QdxManager& m, const char* name) : QdxGeometry(m, name) {
 }
 
 #define QDX_MESH_ARRAYS                                                                            \
-    auto& verts = const_cast<QdxMesh*>(this)->Arrays()[static_cast<size_t>(mVerticesArray)].i32;   \
-    auto& starts = const_cast<QdxMesh*>(this)->Arrays()[static_cast<size_t>(mStartsArray)].i32;    \
+    auto& verts = const_cast<QdxMesh*>(this)->ArrayOf<int32_t>(mVerticesArray);                    \
+    auto& starts = const_cast<QdxMesh*>(this)->ArrayOf<int32_t>(mStartsArray);                     \
     (void)verts;                                                                                   \
     (void)starts;
 
@@ -470,19 +468,17 @@ int QdxMesh::GetPolygonVertexCount() const {
 }
 
 int* QdxMesh::GetPolygonVertices() {
-    return Arrays()[static_cast<size_t>(mVerticesArray)].i32.data();
+    return ArrayOf<int32_t>(mVerticesArray).data();
 }
 const int* QdxMesh::GetPolygonVertices() const {
-    return Arrays()[static_cast<size_t>(mVerticesArray)].i32.data();
+    return ArrayOf<int32_t>(mVerticesArray).data();
 }
 
 void QdxMesh::ReservePolygonCount(int count) {
-    Arrays()[static_cast<size_t>(mStartsArray)].i32.reserve(
-        static_cast<size_t>(std::max(count, 0)));
+    ArrayOf<int32_t>(mStartsArray).reserve(static_cast<size_t>(std::max(count, 0)));
 }
 void QdxMesh::ReservePolygonVertexCount(int count) {
-    Arrays()[static_cast<size_t>(mVerticesArray)].i32.reserve(
-        static_cast<size_t>(std::max(count, 0)));
+    ArrayOf<int32_t>(mVerticesArray).reserve(static_cast<size_t>(std::max(count, 0)));
 }
 
 void QdxMesh::BeginPolygon(int material, int, int, bool) {
@@ -780,8 +776,7 @@ QdxNurbsSurface* QdxTrimNurbsSurface::GetNurbsSurface() const {
     return Surface.GetSrcObject<QdxNurbsSurface>();
 }
 void QdxTrimNurbsSurface::BeginTrimRegion() {
-    Arrays()[static_cast<size_t>(mRegionsArray)].i32.push_back(
-        Boundaries.GetSrcObjectCount<QdxBoundary>());
+    ArrayOf<int32_t>(mRegionsArray).push_back(Boundaries.GetSrcObjectCount<QdxBoundary>());
     mInRegion = true;
 }
 bool QdxTrimNurbsSurface::AddBoundary(QdxBoundary* boundary) {
@@ -794,10 +789,10 @@ void QdxTrimNurbsSurface::EndTrimRegion() {
     mInRegion = false;
 }
 int QdxTrimNurbsSurface::GetTrimRegionCount() const {
-    return static_cast<int>(Arrays()[static_cast<size_t>(mRegionsArray)].i32.size());
+    return static_cast<int>(ArrayOf<int32_t>(mRegionsArray).size());
 }
 int QdxTrimNurbsSurface::GetBoundaryCount(int region) const {
-    const auto& starts = Arrays()[static_cast<size_t>(mRegionsArray)].i32;
+    const auto& starts = ArrayOf<int32_t>(mRegionsArray);
     int total = Boundaries.GetSrcObjectCount<QdxBoundary>();
     if (region < 0 || static_cast<size_t>(region) >= starts.size()) return 0;
     int begin = std::clamp(starts[static_cast<size_t>(region)], 0, total);
@@ -808,7 +803,7 @@ int QdxTrimNurbsSurface::GetBoundaryCount(int region) const {
 }
 QdxBoundary* QdxTrimNurbsSurface::GetBoundary(int index, int region) const {
     if (index < 0 || index >= GetBoundaryCount(region)) return nullptr;
-    int begin = Arrays()[static_cast<size_t>(mRegionsArray)].i32[static_cast<size_t>(region)];
+    int begin = ArrayOf<int32_t>(mRegionsArray)[static_cast<size_t>(region)];
     return Boundaries.GetSrcObject<QdxBoundary>(begin + index);
 }
 int QdxTrimNurbsSurface::GetControlPointsCount() const {
@@ -822,37 +817,37 @@ QdxLine::QdxLine(QdxManager& m, const char* name) : QdxGeometry(m, name) {
     mEndArray = AddArrayIndex(this, "EndPoints", ArrayKind::Int32);
 }
 void QdxLine::SetIndexArraySize(int count) {
-    Arrays()[static_cast<size_t>(mIndexArray)].i32.resize(static_cast<size_t>(std::max(count, 0)));
+    ArrayOf<int32_t>(mIndexArray).resize(static_cast<size_t>(std::max(count, 0)));
 }
 int QdxLine::GetIndexArraySize() const {
-    return static_cast<int>(Arrays()[static_cast<size_t>(mIndexArray)].i32.size());
+    return static_cast<int>(ArrayOf<int32_t>(mIndexArray).size());
 }
 bool QdxLine::SetPointIndexAt(int pointIndex, int arrayIndex, bool asEndPoint) {
-    auto& a = Arrays()[static_cast<size_t>(mIndexArray)].i32;
+    auto& a = ArrayOf<int32_t>(mIndexArray);
     if (arrayIndex < 0 || static_cast<size_t>(arrayIndex) >= a.size()) return false;
     a[static_cast<size_t>(arrayIndex)] = pointIndex;
     return !asEndPoint || AddEndPoint(arrayIndex);
 }
 int QdxLine::GetPointIndexAt(int arrayIndex) const {
-    const auto& a = Arrays()[static_cast<size_t>(mIndexArray)].i32;
+    const auto& a = ArrayOf<int32_t>(mIndexArray);
     return arrayIndex >= 0 && static_cast<size_t>(arrayIndex) < a.size()
                ? a[static_cast<size_t>(arrayIndex)]
                : -1;
 }
 bool QdxLine::AddPointIndex(int pointIndex, bool asEndPoint) {
-    auto& a = Arrays()[static_cast<size_t>(mIndexArray)].i32;
+    auto& a = ArrayOf<int32_t>(mIndexArray);
     a.push_back(pointIndex);
     return !asEndPoint || AddEndPoint(static_cast<int>(a.size()) - 1);
 }
 bool QdxLine::AddEndPoint(int arrayIndex) {
-    Arrays()[static_cast<size_t>(mEndArray)].i32.push_back(arrayIndex);
+    ArrayOf<int32_t>(mEndArray).push_back(arrayIndex);
     return true;
 }
 int QdxLine::GetEndPointCount() const {
-    return static_cast<int>(Arrays()[static_cast<size_t>(mEndArray)].i32.size());
+    return static_cast<int>(ArrayOf<int32_t>(mEndArray).size());
 }
 int QdxLine::GetEndPointAt(int index) const {
-    const auto& a = Arrays()[static_cast<size_t>(mEndArray)].i32;
+    const auto& a = ArrayOf<int32_t>(mEndArray);
     return index >= 0 && static_cast<size_t>(index) < a.size() ? a[static_cast<size_t>(index)] : -1;
 }
 

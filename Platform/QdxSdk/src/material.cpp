@@ -115,8 +115,8 @@ QdxLayeredTexture::QdxLayeredTexture(QdxManager& m, const char* name) : QdxTextu
 }
 
 void QdxLayeredTexture::Grow(int index) {
-    auto& b = Arrays()[static_cast<size_t>(mBlendArray)].i32;
-    auto& a = Arrays()[static_cast<size_t>(mAlphaArray)].f64;
+    auto& b = ArrayOf<int32_t>(mBlendArray);
+    auto& a = ArrayOf<double>(mAlphaArray);
     if (b.size() <= static_cast<size_t>(index))
         b.resize(static_cast<size_t>(index) + 1, static_cast<int32_t>(eTranslucent));
     if (a.size() <= static_cast<size_t>(index)) a.resize(static_cast<size_t>(index) + 1, 1.0);
@@ -125,12 +125,12 @@ void QdxLayeredTexture::Grow(int index) {
 bool QdxLayeredTexture::SetTextureBlendMode(int index, EBlendMode mode) {
     if (index < 0 || index >= GetSrcObjectCount<QdxTexture>()) return false;
     Grow(index);
-    Arrays()[static_cast<size_t>(mBlendArray)].i32[static_cast<size_t>(index)] = mode;
+    ArrayOf<int32_t>(mBlendArray)[static_cast<size_t>(index)] = mode;
     return true;
 }
 
 bool QdxLayeredTexture::GetTextureBlendMode(int index, EBlendMode& mode) const {
-    const auto& b = Arrays()[static_cast<size_t>(mBlendArray)].i32;
+    const auto& b = ArrayOf<int32_t>(mBlendArray);
     if (index < 0 || index >= GetSrcObjectCount<QdxTexture>()) return false;
     mode = static_cast<size_t>(index) < b.size()
                ? static_cast<EBlendMode>(b[static_cast<size_t>(index)])
@@ -141,12 +141,12 @@ bool QdxLayeredTexture::GetTextureBlendMode(int index, EBlendMode& mode) const {
 bool QdxLayeredTexture::SetTextureAlpha(int index, double alpha) {
     if (index < 0 || index >= GetSrcObjectCount<QdxTexture>()) return false;
     Grow(index);
-    Arrays()[static_cast<size_t>(mAlphaArray)].f64[static_cast<size_t>(index)] = alpha;
+    ArrayOf<double>(mAlphaArray)[static_cast<size_t>(index)] = alpha;
     return true;
 }
 
 bool QdxLayeredTexture::GetTextureAlpha(int index, double& alpha) const {
-    const auto& a = Arrays()[static_cast<size_t>(mAlphaArray)].f64;
+    const auto& a = ArrayOf<double>(mAlphaArray);
     if (index < 0 || index >= GetSrcObjectCount<QdxTexture>()) return false;
     alpha = static_cast<size_t>(index) < a.size() ? a[static_cast<size_t>(index)] : 1.0;
     return true;

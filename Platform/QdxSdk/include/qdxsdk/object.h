@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "qdxsdk/classid.h"
@@ -43,6 +44,22 @@ struct ArrayRec {
     const void* Data() const;
     void* Resize(size_t count); // returns the data pointer
     void Clear();
+    // The element vector of type T (int32_t, int64_t, double or uint8_t).
+    template <class T> std::vector<T>& Elements() {
+        if constexpr (std::is_same_v<T, int32_t>)
+            return i32;
+        else if constexpr (std::is_same_v<T, int64_t>)
+            return i64;
+        else if constexpr (std::is_same_v<T, double>)
+            return f64;
+        else {
+            static_assert(std::is_same_v<T, uint8_t>, "arrays hold int32, int64, double or uint8");
+            return u8;
+        }
+    }
+    template <class T> const std::vector<T>& Elements() const {
+        return const_cast<ArrayRec*>(this)->Elements<T>();
+    }
 };
 
 struct DstLink {
@@ -141,6 +158,15 @@ public:
     const std::vector<detail::PropertyRec>& Properties() const { return mProperties; }
     std::vector<detail::ArrayRec>& Arrays() { return mArrays; }
     const std::vector<detail::ArrayRec>& Arrays() const { return mArrays; }
+    // A class's own array by the index AddArray gave it, and its elements.
+    detail::ArrayRec& ArrayAt(int index) { return mArrays[static_cast<size_t>(index)]; }
+    const detail::ArrayRec& ArrayAt(int index) const { return mArrays[static_cast<size_t>(index)]; }
+    template <class T> std::vector<T>& ArrayOf(int index) {
+        return ArrayAt(index).template Elements<T>();
+    }
+    template <class T> const std::vector<T>& ArrayOf(int index) const {
+        return ArrayAt(index).template Elements<T>();
+    }
     const std::vector<QdxObject*>& SrcObjects() const { return mSrc; }
     const std::vector<detail::DstLink>& DstLinks() const { return mDst; }
     detail::ArrayRec* FindArray(const char* name);
