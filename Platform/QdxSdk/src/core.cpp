@@ -626,6 +626,13 @@ QdxObject* QdxManager::CreateObject(const char* className, const char* name) {
     return o;
 }
 
+std::vector<std::string> QdxManager::GetRegisteredClassNames() {
+    std::vector<std::string> names;
+    for (const auto& entry : ClassRegistry())
+        names.push_back(entry.first);
+    return names;
+}
+
 void QdxManager::AdoptObject(QdxObject* object) {
     object->mManagerIndex = mObjects.size();
     mObjects.emplace_back(object);

@@ -235,6 +235,8 @@ public:
     // Creates an object of a registered class by class name (null for
     // unknown or abstract classes).
     QdxObject* CreateObject(const char* className, const char* name);
+    // Names of every registered class (abstract ones included), sorted.
+    static std::vector<std::string> GetRegisteredClassNames();
     template <class T> T* Adopt(T* object) {
         AdoptObject(object);
         return object;
