@@ -4,6 +4,7 @@
 // line in docs/qdx-format.md fails here, named.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -22,7 +23,12 @@ struct ClassDoc {
     std::map<std::string, std::string> properties; // name -> data type name
     std::map<std::string, std::string> arrays;     // name -> element kind name
 };
-using SchemaDoc = std::map<std::string, ClassDoc>;
+struct SchemaDoc {
+    std::map<std::string, ClassDoc> classes;
+    // Element kind names by their binary code, from the document's table
+    // whose first header cell is "Kind".
+    std::map<int, std::string> kindNames;
+};
 
 std::string Trim(const std::string& s) {
     size_t b = s.find_first_not_of(" \t\r");
@@ -64,6 +70,8 @@ int HeadingLevel(const std::string& line) {
 // section, which runs to the next heading of level 1 to 3. Inside it,
 // "Parent: `Name`" names the parent, and tables whose first header cell is
 // "Property" or "Array" list names (first cell) and types (second cell).
+// Anywhere, a table headed "Kind" gives each array kind's binary code
+// (second cell) and name (third cell).
 SchemaDoc ParseSchema(std::istream& in) {
     SchemaDoc doc;
     ClassDoc* current = nullptr;
@@ -76,12 +84,11 @@ SchemaDoc ParseSchema(std::istream& in) {
             std::string title = Trim(line.substr(static_cast<size_t>(level) + 1));
             bool isClass =
                 level == 3 && title.rfind("Qdx", 0) == 0 && title.find(' ') == std::string::npos;
-            current = isClass ? &doc[title] : nullptr;
+            current = isClass ? &doc.classes[title] : nullptr;
             inTable = false;
             continue;
         }
-        if (!current) continue;
-        if (line.rfind("Parent:", 0) == 0) {
+        if (current && line.rfind("Parent:", 0) == 0) {
             // The first word after "Parent:", without backticks or a full stop.
             std::string word = Trim(line.substr(7));
             word = word.substr(0, word.find_first_of(" \t"));
@@ -101,7 +108,11 @@ SchemaDoc ParseSchema(std::istream& in) {
         }
         if (cells.size() < 2 || cells[0].rfind("---", 0) == 0 || cells[0].rfind(":--", 0) == 0)
             continue;
-        if (table == "Property")
+        if (table == "Kind" && cells.size() >= 3)
+            doc.kindNames[std::atoi(cells[1].c_str())] = Unquote(cells[2]);
+        else if (!current)
+            continue;
+        else if (table == "Property")
             current->properties[Unquote(cells[0])] = Unquote(cells[1]);
         else if (table == "Array")
             current->arrays[Unquote(cells[0])] = Unquote(cells[1]);
@@ -109,27 +120,13 @@ SchemaDoc ParseSchema(std::istream& in) {
     return doc;
 }
 
-const char* KindName(detail::ArrayKind kind) {
-    switch (kind) {
-    case detail::ArrayKind::Int32:
-        return "i32";
-    case detail::ArrayKind::Int64:
-        return "i64";
-    case detail::ArrayKind::Double:
-        return "f64";
-    case detail::ArrayKind::UInt8:
-        return "u8";
-    }
-    return "?";
-}
-
 // The documented type of a property (or array) of a class: its own section
 // first, then its ancestors', nearest first. Null when nowhere.
 const std::string* Documented(const SchemaDoc& doc, const QdxClassId* id, const std::string& name,
                               bool array) {
     for (; id; id = id->GetParent()) {
-        auto c = doc.find(id->GetName());
-        if (c == doc.end()) continue;
+        auto c = doc.classes.find(id->GetName());
+        if (c == doc.classes.end()) continue;
         const auto& rows = array ? c->second.arrays : c->second.properties;
         auto r = rows.find(name);
         if (r != rows.end()) return &r->second;
@@ -144,8 +141,8 @@ std::vector<std::string> Compare(const SchemaDoc& doc, QdxManager* manager) {
     std::vector<QdxObject*> probes;
     for (const std::string& name : QdxManager::GetRegisteredClassNames()) {
         const QdxClassId* id = QdxClassId::Find(name.c_str());
-        auto section = doc.find(name);
-        if (section == doc.end()) {
+        auto section = doc.classes.find(name);
+        if (section == doc.classes.end()) {
             problems.push_back("class " + name + " has no '### " + name + "' section");
             continue;
         }
@@ -170,18 +167,20 @@ std::vector<std::string> Compare(const SchemaDoc& doc, QdxManager* manager) {
                                    ", the document says " + *type);
         }
         for (const auto& a : o->Arrays()) {
+            auto named = doc.kindNames.find(static_cast<int>(a.kind));
+            std::string kindName = named == doc.kindNames.end() ? "?" : named->second;
             const std::string* kind = Documented(doc, id, a.name, true);
             if (!kind)
-                problems.push_back(name + ": array '" + a.name + "' (" + KindName(a.kind) +
+                problems.push_back(name + ": array '" + a.name + "' (" + kindName +
                                    ") is not documented");
-            else if (*kind != KindName(a.kind))
-                problems.push_back(name + ": array '" + a.name + "' is " + KindName(a.kind) +
+            else if (*kind != kindName)
+                problems.push_back(name + ": array '" + a.name + "' is " + kindName +
                                    ", the document says " + *kind);
         }
     }
     // Rows that no object of the class (or of a class derived from it) has
     // are stale.
-    for (const auto& [name, section] : doc) {
+    for (const auto& [name, section] : doc.classes) {
         const QdxClassId* id = QdxClassId::Find(name.c_str());
         if (!id) {
             problems.push_back("section " + name + " documents a class that is not registered");
@@ -229,6 +228,7 @@ TEST(SchemaDoc, EveryRegisteredClassPropertyAndArrayIsDocumented) {
 // stale rows are reported.
 TEST(SchemaDoc, CheckerReadsSectionsTablesAndInheritance) {
     std::istringstream text("## Part\n"
+                            "| Kind | Code | Name |\n|---|---|---|\n| double | 3 | `f64` |\n"
                             "### QdxNodeAttribute\n"
                             "Parent: `QdxObject`.\n"
                             "| Property | Type |\n|---|---|\n| `Color` | Color3 |\n"
@@ -241,10 +241,11 @@ TEST(SchemaDoc, CheckerReadsSectionsTablesAndInheritance) {
                             "### Data types\n"
                             "| Property | Type |\n|---|---|\n| `Stray` | Bool |\n");
     SchemaDoc doc = ParseSchema(text);
-    ASSERT_EQ(doc.size(), 2u);
-    EXPECT_EQ(doc["QdxNodeAttribute"].parent, "QdxObject");
-    EXPECT_EQ(doc["QdxNull"].properties.size(), 2u);
-    EXPECT_EQ(doc["QdxNull"].arrays.count("A|B"), 1u);
+    ASSERT_EQ(doc.classes.size(), 2u);
+    EXPECT_EQ(doc.classes["QdxNodeAttribute"].parent, "QdxObject");
+    EXPECT_EQ(doc.classes["QdxNull"].properties.size(), 2u);
+    EXPECT_EQ(doc.classes["QdxNull"].arrays.count("A|B"), 1u);
+    EXPECT_EQ(doc.kindNames[3], "f64");
 
     QdxManager* manager = QdxManager::Create();
     std::vector<std::string> problems = Compare(doc, manager);
