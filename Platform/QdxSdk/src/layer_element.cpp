@@ -66,34 +66,63 @@ bool QdxLayerElement::MapsPolygonVertices() const {
     }
 }
 
-int QdxLayerElement::GetMappedIndex(int polygon, int polygonVertex, int controlPoint) const {
-    switch (GetMappingMode()) {
-    case eByControlPoint:
-        return controlPoint;
-    case eByPolygonVertex:
-        return polygonVertex;
-    case eByPolygon:
-        return polygon;
-    case eAllSame:
-        return 0;
-    default:
-        return -1;
+namespace {
+// An element's modes and arrays, read once, and the one place a mesh corner
+// is turned into an element index: every per-corner call and the bulk call
+// go through DirectIndex.
+struct CornerMap {
+    QdxLayerElement::EMappingMode mapping;
+    bool indexed;
+    const int* index;
+    int indexCount;
+    int directCount;
+
+    template <class T>
+    explicit CornerMap(const QdxLayerElementTemplate<T>& e)
+        : mapping(e.GetMappingMode()), indexed(e.GetReferenceMode() != QdxLayerElement::eDirect),
+          index(e.GetIndexArray().GetInts()), indexCount(e.GetIndexArray().GetCount()),
+          directCount(e.GetDirectArray().GetCount()) {}
+
+    // Element index with the reference mode applied; -1 when the mapping
+    // mode does not map corners or the index array has no entry there.
+    int Index(int polygon, int polygonVertex, int controlPoint) const {
+        int i;
+        switch (mapping) {
+        case QdxLayerElement::eByControlPoint:
+            i = controlPoint;
+            break;
+        case QdxLayerElement::eByPolygonVertex:
+            i = polygonVertex;
+            break;
+        case QdxLayerElement::eByPolygon:
+            i = polygon;
+            break;
+        case QdxLayerElement::eAllSame:
+            i = 0;
+            break;
+        default:
+            return -1;
+        }
+        if (!indexed) return i;
+        return i >= 0 && i < indexCount ? index[i] : -1;
     }
-}
+    int DirectIndex(int polygon, int polygonVertex, int controlPoint) const {
+        int i = Index(polygon, polygonVertex, controlPoint);
+        return i >= 0 && i < directCount ? i : -1;
+    }
+};
+} // namespace
 
 template <class T>
 int QdxLayerElementTemplate<T>::GetCornerIndex(int polygon, int polygonVertex,
                                                int controlPoint) const {
-    int i = GetMappedIndex(polygon, polygonVertex, controlPoint);
-    if (i < 0) return -1;
-    return GetReferenceMode() == eDirect ? i : mIndex.GetAt(i);
+    return CornerMap(*this).Index(polygon, polygonVertex, controlPoint);
 }
 
 template <class T>
 int QdxLayerElementTemplate<T>::GetCornerDirectIndex(int polygon, int polygonVertex,
                                                      int controlPoint) const {
-    int i = GetCornerIndex(polygon, polygonVertex, controlPoint);
-    return i >= 0 && i < mDirect.GetCount() ? i : -1;
+    return CornerMap(*this).DirectIndex(polygon, polygonVertex, controlPoint);
 }
 
 template <class T>
@@ -119,16 +148,22 @@ bool QdxLayerElementTemplate<T>::GetPolygonVertexValues(const QdxMesh& mesh, std
     values.assign(total, T());
     if (unmapped) unmapped->assign(total, 1);
     if (!MapsPolygonVertices()) return false;
+    const CornerMap map(*this);
+    const double* direct = mDirect.GetDoubles();
+    const int* vertices = mesh.GetPolygonVertices();
+    const int vertexCount = mesh.GetPolygonVertexCount();
     size_t out = 0;
     for (int p = 0; p < polygons; ++p) {
         const int size = std::max(mesh.GetPolygonSize(p), 0);
+        const int start = mesh.GetPolygonVertexIndex(p);
         for (int k = 0; k < size; ++k, ++out) {
-            int polygonVertex, controlPoint;
-            if (!mesh.GetCorner(p, reverseCorners ? size - 1 - k : k, polygonVertex, controlPoint))
-                continue;
-            int i = GetCornerDirectIndex(p, polygonVertex, controlPoint);
+            // The corner as QdxMesh::GetCorner resolves it.
+            const int polygonVertex = start + (reverseCorners ? size - 1 - k : k);
+            if (polygonVertex < 0 || polygonVertex >= vertexCount) continue;
+            const int i = map.DirectIndex(p, polygonVertex, vertices[polygonVertex]);
             if (i < 0) continue;
-            values[out] = mDirect.GetAt(i);
+            using Traits = QdxLayerElementTraits<T>;
+            values[out] = Traits::Load(direct + static_cast<size_t>(i) * Traits::kStride);
             if (unmapped) (*unmapped)[out] = 0;
         }
     }

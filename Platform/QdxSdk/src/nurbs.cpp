@@ -10,6 +10,17 @@ namespace qdxsdk {
 using detail::AddArrayIndex;
 using detail::ArrayKind;
 
+namespace {
+// Rational when some control point's weight is not 1; the geometry's own
+// points, not a trimmed surface's untrimmed ones.
+bool AnyWeightOtherThanOne(const QdxGeometryBase& g) {
+    const QdxVector4* p = g.GetControlPoints();
+    for (int i = 0; i < g.QdxGeometryBase::GetControlPointsCount(); ++i)
+        if (p[i][3] != 1.0) return true;
+    return false;
+}
+} // namespace
+
 QDX_IMPLEMENT_OBJECT(QdxNurbsSurface, QdxGeometry, "QdxNurbsSurface")
 QdxNurbsSurface::QdxNurbsSurface(QdxManager& m, const char* name) : QdxGeometry(m, name) {
     UOrder = AddProperty(QdxIntDT, "UOrder", 4);
@@ -73,10 +84,7 @@ double* QdxNurbsSurface::GetVKnotVector() {
 }
 
 bool QdxNurbsSurface::IsRational() const {
-    const QdxVector4* p = GetControlPoints();
-    for (int i = 0; i < QdxGeometryBase::GetControlPointsCount(); ++i)
-        if (p[i][3] != 1.0) return true;
-    return false;
+    return AnyWeightOtherThanOne(*this);
 }
 
 QDX_IMPLEMENT_OBJECT(QdxNurbs, QdxNurbsSurface, "QdxNurbs")
@@ -135,10 +143,7 @@ double* QdxNurbsCurve::GetKnotVector() {
     return ArrayOf<double>(mKnotsArray).data();
 }
 bool QdxNurbsCurve::IsRational() const {
-    const QdxVector4* p = GetControlPoints();
-    for (int i = 0; i < QdxGeometryBase::GetControlPointsCount(); ++i)
-        if (p[i][3] != 1.0) return true;
-    return false;
+    return AnyWeightOtherThanOne(*this);
 }
 
 QDX_IMPLEMENT_OBJECT(QdxBoundary, QdxGeometry, "QdxBoundary")

@@ -74,11 +74,6 @@ public:
     // True for the mapping modes a mesh corner can be looked up by: by
     // control point, by polygon vertex, by polygon and all same.
     bool MapsPolygonVertices() const;
-    // Element index of a mesh corner under the mapping mode, before the
-    // reference mode applies. The corner is given by its polygon, its
-    // position in the mesh's polygon-vertex array and its control point.
-    // -1 when the mapping mode does not map corners.
-    int GetMappedIndex(int polygon, int polygonVertex, int controlPoint) const;
 
     QdxPropertyT<int> MappingMode, ReferenceMode, LayerIndex, LayerSlot;
 };
@@ -201,7 +196,9 @@ public:
     // normal, UV and colour calls, resolves a corner through
     // GetCornerDirectIndex, so they agree corner by corner.
     //
-    // Index of a mesh corner (see GetMappedIndex) with the reference mode
+    // Element index of a mesh corner, given by its polygon, its position in
+    // the mesh's polygon-vertex array and its control point: the mapping
+    // mode picks one of them (0 for all same) and the reference mode is
     // applied (eIndex and eIndexToDirect both go through the index array).
     // -1 when unmapped or the index array holds no entry there; otherwise it
     // may still lie past the direct array.
