@@ -501,20 +501,20 @@ bool ReadBinary(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& 
 
 namespace {
 const char* const kSuffixes[] = {"qdx", "abc", nullptr};
-
-std::unique_ptr<Decoded> Read(const ReadInput& input, QdxStatus& status, const Progress& progress) {
-    return DecodeDocument(input, status, progress, ReadBinary);
-}
-
-bool Write(QdxScene* scene, int version, const Sink& sink, QdxStatus& status,
-           const Progress& progress) {
-    return WriteDocument(scene, version, sink, status, progress, WriteBinary);
-}
 } // namespace
 
 extern const FormatDescriptor kQdxBinaryFormat;
 const FormatDescriptor kQdxBinaryFormat = {
-    "Qdx binary (*.qdx)", "binary", kSuffixes,         true, kQdxVersions,
-    kQdxVersionNumbers,   IsBinary, ReadBinaryVersion, Read, Write};
+    .description = "Qdx binary (*.qdx)",
+    .name = "binary",
+    .suffixes = kSuffixes,
+    .binary = true,
+    .versions = kQdxVersions,
+    .versionNumbers = kQdxVersionNumbers,
+    .detect = IsBinary,
+    .readVersion = ReadBinaryVersion,
+    .read = ReadDocument<ReadBinary>,
+    .write = WriteDocument<WriteBinary>,
+};
 
 } // namespace qdxsdk::format

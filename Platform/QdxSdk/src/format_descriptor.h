@@ -79,6 +79,17 @@ DecodeDocument(const ReadInput& input, QdxStatus& status, const Progress& progre
 bool WriteDocument(QdxScene* scene, int version, const Sink& sink, QdxStatus& status,
                    const Progress& progress,
                    bool (*write)(const FlatDocument&, const Sink&, QdxStatus&, const Progress&));
+// The two as descriptor entries: ReadDocument<ReadBinary>, WriteDocument<WriteBinary>.
+template <auto ReadFn>
+std::unique_ptr<Decoded> ReadDocument(const ReadInput& input, QdxStatus& status,
+                                      const Progress& progress) {
+    return DecodeDocument(input, status, progress, ReadFn);
+}
+template <auto WriteFn>
+bool WriteDocument(QdxScene* scene, int version, const Sink& sink, QdxStatus& status,
+                   const Progress& progress) {
+    return WriteDocument(scene, version, sink, status, progress, WriteFn);
+}
 // The version texts and numbers both Qdx flavours write.
 extern const char* kQdxVersions[];
 extern const int kQdxVersionNumbers[];

@@ -615,20 +615,20 @@ bool ReadText(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& st
 
 namespace {
 const char* const kSuffixes[] = {"qdx", nullptr};
-
-std::unique_ptr<Decoded> Read(const ReadInput& input, QdxStatus& status, const Progress& progress) {
-    return DecodeDocument(input, status, progress, ReadText);
-}
-
-bool Write(QdxScene* scene, int version, const Sink& sink, QdxStatus& status,
-           const Progress& progress) {
-    return WriteDocument(scene, version, sink, status, progress, WriteText);
-}
 } // namespace
 
 extern const FormatDescriptor kQdxTextFormat;
 const FormatDescriptor kQdxTextFormat = {
-    "Qdx ascii (*.qdx)", "ascii", kSuffixes,       false, kQdxVersions,
-    kQdxVersionNumbers,  IsText,  ReadTextVersion, Read,  Write};
+    .description = "Qdx ascii (*.qdx)",
+    .name = "ascii",
+    .suffixes = kSuffixes,
+    .binary = false,
+    .versions = kQdxVersions,
+    .versionNumbers = kQdxVersionNumbers,
+    .detect = IsText,
+    .readVersion = ReadTextVersion,
+    .read = ReadDocument<ReadText>,
+    .write = WriteDocument<WriteText>,
+};
 
 } // namespace qdxsdk::format
