@@ -6,6 +6,7 @@
 #include "impl.h"
 #include "qdxsdk/anim.h"
 #include "qdxsdk/scene.h"
+#include "value_type.h"
 
 namespace qdxsdk {
 
@@ -63,48 +64,11 @@ QdxAnimCurveNode* QdxAnimLayer::GetCurveNode(int index) const {
 QDX_IMPLEMENT_OBJECT(QdxAnimCurveNode, QdxObject, "QdxAnimCurveNode")
 QdxAnimCurveNode::QdxAnimCurveNode(QdxManager& m, const char* name) : QdxObject(m, name) {}
 
-namespace {
-// Components of a property's value as doubles; 0 for non-numeric types.
-int ValueToDoubles(const detail::Value& v, double* out) {
-    switch (v.index()) {
-    case 1:
-        out[0] = std::get<bool>(v) ? 1.0 : 0.0;
-        return 1;
-    case 2:
-        out[0] = std::get<int>(v);
-        return 1;
-    case 3:
-        out[0] = std::get<float>(v);
-        return 1;
-    case 4:
-        out[0] = std::get<double>(v);
-        return 1;
-    case 12:
-        out[0] = static_cast<double>(std::get<long long>(v));
-        return 1;
-    case 5:
-        for (int i = 0; i < 2; ++i)
-            out[i] = std::get<QdxDouble2>(v)[i];
-        return 2;
-    case 6:
-        for (int i = 0; i < 3; ++i)
-            out[i] = std::get<QdxDouble3>(v)[i];
-        return 3;
-    case 7:
-        for (int i = 0; i < 4; ++i)
-            out[i] = std::get<QdxDouble4>(v)[i];
-        return 4;
-    default:
-        return 0;
-    }
-}
-} // namespace
-
 QdxAnimCurveNode* QdxAnimCurveNode::CreateTypedCurveNode(QdxProperty& property, QdxScene* scene) {
     const detail::Value* v = property.RawValue();
     if (!v) return nullptr;
     double d[4];
-    int n = ValueToDoubles(*v, d);
+    int n = detail::ValueTypeOf(*v).toDoubles(*v, d);
     if (n == 0) return nullptr;
     QdxObject* owner = property.GetQdxObject();
     QdxAnimCurveNode* cn = scene ? Create(scene, property.GetName())
@@ -242,7 +206,7 @@ bool QdxProperty::EvaluateDoubles(QdxTime time, double* out, int count, QdxAnimS
     const detail::Value* v = RawValue();
     if (!v || count <= 0 || count > 4) return false;
     double base[4] = {0, 0, 0, 0};
-    int n = ValueToDoubles(*v, base);
+    int n = detail::ValueTypeOf(*v).toDoubles(*v, base);
     if (n == 0) return false;
     for (int i = 0; i < count; ++i)
         out[i] = i < n ? base[i] : 0.0;

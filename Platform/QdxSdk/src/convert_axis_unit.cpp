@@ -9,6 +9,7 @@
 #include "qdxsdk/geometry.h"
 #include "qdxsdk/node.h"
 #include "qdxsdk/scene.h"
+#include "value_type.h"
 
 namespace qdxsdk {
 
@@ -202,21 +203,13 @@ namespace {
 void ScaleProperty(QdxProperty prop, double f) {
     if (!prop.IsValid()) return;
     detail::Value* v = prop.RawValue();
-    switch (v->index()) {
-    case 4:
-        *v = std::get<double>(*v) * f;
-        break;
-    case 3:
-        *v = static_cast<float>(std::get<float>(*v) * f);
-        break;
-    case 6: {
-        QdxDouble3 d = std::get<QdxDouble3>(*v);
-        *v = QdxDouble3(d[0] * f, d[1] * f, d[2] * f);
-        break;
-    }
-    default:
-        return;
-    }
+    const detail::ValueType& type = detail::ValueTypeOf(*v);
+    if (!type.scalesWithUnit) return;
+    double d[4];
+    int count = type.toDoubles(*v, d);
+    for (int i = 0; i < count; ++i)
+        d[i] *= f;
+    type.fromDoubles(*v, d);
     for (int n = 0; n < prop.GetSrcObjectCount<QdxAnimCurveNode>(); ++n) {
         QdxAnimCurveNode* cn = prop.GetSrcObject<QdxAnimCurveNode>(n);
         for (unsigned int c = 0; c < cn->GetChannelsCount(); ++c) {

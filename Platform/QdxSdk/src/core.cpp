@@ -9,6 +9,7 @@
 #include "qdxsdk/io.h"
 #include "qdxsdk/object.h"
 #include "qdxsdk/scene.h"
+#include "value_type.h"
 
 namespace qdxsdk {
 
@@ -81,48 +82,11 @@ QdxDataType QdxDataType::FromName(const char* name) {
 
 namespace detail {
 size_t StorageIndex(EQdxType type) {
-    switch (type) {
-    case eQdxEnum:
-        return 2;
-    case eQdxTime:
-        return 12;
-    case eQdxReference:
-    case eQdxUndefined:
-        return 0;
-    default:
-        return static_cast<size_t>(type);
-    }
+    return ValueTypeOf(type).storage;
 }
 
 Value DefaultValue(EQdxType type) {
-    switch (StorageIndex(type)) {
-    case 1:
-        return false;
-    case 2:
-        return 0;
-    case 3:
-        return 0.0f;
-    case 4:
-        return 0.0;
-    case 5:
-        return QdxDouble2();
-    case 6:
-        return QdxDouble3();
-    case 7:
-        return QdxDouble4();
-    case 8:
-        return QdxAMatrix();
-    case 9:
-        return std::string();
-    case 10:
-        return std::vector<std::string>();
-    case 11:
-        return QdxDateTime();
-    case 12:
-        return 0LL;
-    default:
-        return std::monostate();
-    }
+    return ValueTypeOf(type).defaultValue();
 }
 
 size_t ArrayElementSize(ArrayKind kind) {
@@ -288,13 +252,15 @@ const char* QdxProperty::GetEnumValue(int index) const {
 
 int QdxProperty::GetStringListCount() const {
     const detail::Value* v = RawValue();
-    return v && v->index() == 10 ? static_cast<int>(std::get<10>(*v).size()) : 0;
+    return v && std::holds_alternative<std::vector<std::string>>(*v)
+               ? static_cast<int>(std::get<std::vector<std::string>>(*v).size())
+               : 0;
 }
 
 const char* QdxProperty::GetStringListItem(int index) const {
     const detail::Value* v = RawValue();
-    if (!v || v->index() != 10) return nullptr;
-    const auto& l = std::get<10>(*v);
+    if (!v || !std::holds_alternative<std::vector<std::string>>(*v)) return nullptr;
+    const auto& l = std::get<std::vector<std::string>>(*v);
     return index >= 0 && static_cast<size_t>(index) < l.size()
                ? l[static_cast<size_t>(index)].c_str()
                : nullptr;
@@ -302,8 +268,8 @@ const char* QdxProperty::GetStringListItem(int index) const {
 
 bool QdxProperty::AddStringListItem(const char* item) {
     detail::Value* v = RawValue();
-    if (!v || v->index() != 10) return false;
-    std::get<10>(*v).emplace_back(item ? item : "");
+    if (!v || !std::holds_alternative<std::vector<std::string>>(*v)) return false;
+    std::get<std::vector<std::string>>(*v).emplace_back(item ? item : "");
     return true;
 }
 

@@ -12,7 +12,8 @@
 #include <cstring>
 #include <unordered_map>
 
-#include "format.h"
+#include "format_descriptor.h"
+#include "value_type.h"
 
 namespace qdxsdk::format {
 
@@ -50,7 +51,7 @@ public:
     std::vector<uint8_t> b;
 };
 
-class Strings {
+class StringTable {
 public:
     uint32_t Id(const std::string& s) {
         auto it = ids.find(s);
@@ -64,56 +65,29 @@ public:
     std::vector<std::string> list;
 };
 
-void EncodeValue(Buffer& out, Strings& strings, const detail::Value& v) {
-    switch (v.index()) {
-    case 1:
-        out.U8(std::get<bool>(v) ? 1 : 0);
-        break;
-    case 2:
-        out.I32(std::get<int>(v));
-        break;
-    case 3:
-        out.F32(std::get<float>(v));
-        break;
-    case 4:
-        out.F64(std::get<double>(v));
-        break;
-    case 5:
-        out.Raw(std::get<QdxDouble2>(v).Buffer(), 16);
-        break;
-    case 6:
-        out.Raw(std::get<QdxDouble3>(v).Buffer(), 24);
-        break;
-    case 7:
-        out.Raw(std::get<QdxDouble4>(v).Buffer(), 32);
-        break;
-    case 8:
-        out.Raw(std::get<QdxAMatrix>(v).m, 128);
-        break;
-    case 9:
-        out.U32(strings.Id(std::get<std::string>(v)));
-        break;
-    case 10: {
-        const auto& l = std::get<std::vector<std::string>>(v);
-        out.U32(static_cast<uint32_t>(l.size()));
-        for (const auto& s : l)
-            out.U32(strings.Id(s));
-        break;
+// Values as little-endian fields, strings as string-table ids.
+class ValueEncoder : public detail::ValueWriter {
+public:
+    ValueEncoder(Buffer& out, StringTable& strings) : mOut(out), mStrings(strings) {}
+    void Null() override {}
+    void Bool(bool v) override { mOut.U8(v ? 1 : 0); }
+    void Int32(int32_t v) override { mOut.I32(v); }
+    void Int64(int64_t v) override { mOut.I64(v); }
+    void Float(float v) override { mOut.F32(v); }
+    void Double(double v) override { mOut.F64(v); }
+    void Doubles(const double* v, int n) override { mOut.Raw(v, sizeof(double) * n); }
+    void Int32s(const int32_t* v, int n) override { mOut.Raw(v, sizeof(int32_t) * n); }
+    void String(const std::string& v) override { mOut.U32(mStrings.Id(v)); }
+    void Strings(const std::vector<std::string>& v) override {
+        mOut.U32(static_cast<uint32_t>(v.size()));
+        for (const auto& s : v)
+            mOut.U32(mStrings.Id(s));
     }
-    case 11: {
-        const QdxDateTime& d = std::get<QdxDateTime>(v);
-        for (int x :
-             {d.year(), d.month(), d.day(), d.hour(), d.minute(), d.second(), d.millisecond()})
-            out.I32(x);
-        break;
-    }
-    case 12:
-        out.I64(std::get<long long>(v));
-        break;
-    default:
-        break;
-    }
-}
+
+private:
+    Buffer& mOut;
+    StringTable& mStrings;
+};
 
 struct PreparedArray {
     uint8_t codec = kRaw;
@@ -174,7 +148,7 @@ bool WriteBinary(const FlatDocument& doc, const Sink& sink, QdxStatus& status,
         status.SetCode(QdxStatus::eInvalidFileVersion, "Unsupported file version");
         return false;
     }
-    Strings strings;
+    StringTable strings;
     // Object records without array data; arrays follow each object's record.
     std::vector<Buffer> heads(doc.objects.size());
     std::vector<std::vector<Buffer>> arrayHeads(doc.objects.size());
@@ -194,7 +168,8 @@ bool WriteBinary(const FlatDocument& doc, const Sink& sink, QdxStatus& status,
             h.U32(static_cast<uint32_t>(p.enumItems.size()));
             for (const auto& e : p.enumItems)
                 h.U32(strings.Id(e));
-            EncodeValue(h, strings, p.value);
+            ValueEncoder encoder(h, strings);
+            detail::ValueTypeOf(p.value).write(p.value, encoder);
         }
         h.U32(static_cast<uint32_t>(o.arrays.size()));
         objsLength += h.b.size();
@@ -315,79 +290,6 @@ struct Reader {
         return false;
     }
 
-    bool Value(Cursor& c, size_t storage, detail::Value& v) {
-        switch (storage) {
-        case 0:
-            v = std::monostate();
-            return true;
-        case 1: {
-            uint8_t b = c.Get<uint8_t>();
-            if (b > 1) return Bad("a boolean is neither 0 nor 1");
-            v = b == 1;
-            return c.Ok();
-        }
-        case 2:
-            v = c.Get<int32_t>();
-            return c.Ok();
-        case 3:
-            v = c.Get<float>();
-            return c.Ok();
-        case 4:
-            v = c.Get<double>();
-            return c.Ok();
-        case 5: {
-            QdxDouble2 d;
-            c.Take(d.Buffer(), 16);
-            v = d;
-            return c.Ok();
-        }
-        case 6: {
-            QdxDouble3 d;
-            c.Take(d.Buffer(), 24);
-            v = d;
-            return c.Ok();
-        }
-        case 7: {
-            QdxDouble4 d;
-            c.Take(d.Buffer(), 32);
-            v = d;
-            return c.Ok();
-        }
-        case 8: {
-            QdxAMatrix m;
-            c.Take(m.m, 128);
-            v = m;
-            return c.Ok();
-        }
-        case 9: {
-            std::string s;
-            if (!Str(c, s)) return false;
-            v = std::move(s);
-            return true;
-        }
-        case 10: {
-            uint32_t n = c.Get<uint32_t>();
-            if (!c.Ok() || n > c.Left() / 4) return Bad("a string list is longer than the file");
-            std::vector<std::string> l(n);
-            for (auto& s : l)
-                if (!Str(c, s)) return false;
-            v = std::move(l);
-            return true;
-        }
-        case 11: {
-            int32_t f[7];
-            c.Take(f, sizeof f);
-            v = QdxDateTime(f[2], f[1], f[0], f[3], f[4], f[5], f[6]);
-            return c.Ok();
-        }
-        case 12:
-            v = static_cast<long long>(c.Get<int64_t>());
-            return c.Ok();
-        default:
-            return Bad("unknown value storage");
-        }
-    }
-
     bool Array(Cursor& c, FlatArray& a) {
         if (!Str(c, a.name)) return false;
         uint8_t kind = c.Get<uint8_t>(), codec = c.Get<uint8_t>();
@@ -430,6 +332,39 @@ struct Reader {
         return true;
     }
 
+    class ValueDecoder : public detail::ValueReader {
+    public:
+        ValueDecoder(Reader& r, Cursor& c) : mR(r), mC(c) {}
+        bool Null() override { return true; }
+        bool Bool(bool& v) override {
+            uint8_t b = mC.Get<uint8_t>();
+            if (b > 1) return mR.Bad("a boolean is neither 0 nor 1");
+            v = b == 1;
+            return mC.Ok();
+        }
+        bool Int32(int32_t& v) override { return Take(&v, sizeof v); }
+        bool Int64(int64_t& v) override { return Take(&v, sizeof v); }
+        bool Float(float& v) override { return Take(&v, sizeof v); }
+        bool Double(double& v) override { return Take(&v, sizeof v); }
+        bool Doubles(double* v, int n) override { return Take(v, sizeof(double) * n); }
+        bool Int32s(int32_t* v, int n) override { return Take(v, sizeof(int32_t) * n); }
+        bool String(std::string& v) override { return mR.Str(mC, v); }
+        bool Strings(std::vector<std::string>& v) override {
+            uint32_t n = mC.Get<uint32_t>();
+            if (!mC.Ok() || n > mC.Left() / 4)
+                return mR.Bad("a string list is longer than the file");
+            v.resize(n);
+            for (auto& s : v)
+                if (!mR.Str(mC, s)) return false;
+            return true;
+        }
+
+    private:
+        bool Take(void* out, size_t n) { return mC.Take(out, n); }
+        Reader& mR;
+        Cursor& mC;
+    };
+
     bool Objects(Cursor& c, FlatDocument& doc, const Progress& progress, const uint8_t* base,
                  size_t total) {
         uint32_t n = c.Get<uint32_t>();
@@ -452,7 +387,8 @@ struct Reader {
                     if (!Str(c, e)) return false;
                 QdxDataType t = QdxDataType::FromName(p.type.c_str());
                 if (!t.Valid()) return Bad("property '" + p.name + "' has an unknown type");
-                if (!Value(c, detail::StorageIndex(t.GetType()), p.value)) return false;
+                ValueDecoder decoder(*this, c);
+                if (!detail::ValueTypeOf(t.GetType()).read(decoder, p.value)) return false;
             }
             uint32_t na = c.Get<uint32_t>();
             if (!c.Ok() || na > c.Left() / 24) return Bad("an array count is larger than the file");
@@ -560,5 +496,25 @@ bool ReadBinary(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& 
     status.Clear();
     return true;
 }
+
+// ---------------------------------------------------------------- descriptor
+
+namespace {
+const char* const kSuffixes[] = {"qdx", "abc", nullptr};
+} // namespace
+
+extern const FormatDescriptor kQdxBinaryFormat;
+const FormatDescriptor kQdxBinaryFormat = {
+    .description = "Qdx binary (*.qdx)",
+    .name = "binary",
+    .suffixes = kSuffixes,
+    .binary = true,
+    .versions = kQdxVersions,
+    .versionNumbers = kQdxVersionNumbers,
+    .detect = IsBinary,
+    .readVersion = ReadBinaryVersion,
+    .read = ReadDocument<ReadBinary>,
+    .write = WriteDocument<WriteBinary>,
+};
 
 } // namespace qdxsdk::format

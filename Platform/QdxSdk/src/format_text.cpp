@@ -7,7 +7,8 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
-#include "format.h"
+#include "format_descriptor.h"
+#include "value_type.h"
 
 namespace qdxsdk::format {
 
@@ -145,71 +146,38 @@ private:
     bool mOk = true;
 };
 
-void EmitValue(Emitter& e, const detail::Value& v) {
-    switch (v.index()) {
-    case 0:
-        e.Raw("null");
-        break;
-    case 1:
-        e.Raw(std::get<bool>(v) ? "true" : "false");
-        break;
-    case 2:
-        e.Int(std::get<int>(v));
-        break;
-    case 3:
-        e.Double(static_cast<double>(std::get<float>(v)));
-        break;
-    case 4:
-        e.Double(std::get<double>(v));
-        break;
-    case 5:
-    case 6:
-    case 7:
-    case 8: {
-        const double* d = v.index() == 5   ? std::get<QdxDouble2>(v).Buffer()
-                          : v.index() == 6 ? std::get<QdxDouble3>(v).Buffer()
-                          : v.index() == 7 ? std::get<QdxDouble4>(v).Buffer()
-                                           : &std::get<QdxAMatrix>(v).m[0][0];
-        int n = v.index() == 5 ? 2 : v.index() == 6 ? 3 : v.index() == 7 ? 4 : 16;
-        e.Raw("[");
+// Values as JSON: scalars as numbers, vectors, matrices and dates as lists.
+class ValueEmitter : public detail::ValueWriter {
+public:
+    explicit ValueEmitter(Emitter& e) : mE(e) {}
+    void Null() override { mE.Raw("null"); }
+    void Bool(bool v) override { mE.Raw(v ? "true" : "false"); }
+    void Int32(int32_t v) override { mE.Int(v); }
+    void Int64(int64_t v) override { mE.Int(v); }
+    void Float(float v) override { mE.Double(static_cast<double>(v)); }
+    void Double(double v) override { mE.Double(v); }
+    void Doubles(const double* v, int n) override {
+        List(n, [&](int i) { mE.Double(v[i]); });
+    }
+    void Int32s(const int32_t* v, int n) override {
+        List(n, [&](int i) { mE.Int(v[i]); });
+    }
+    void String(const std::string& v) override { mE.Str(v); }
+    void Strings(const std::vector<std::string>& v) override {
+        List(static_cast<int>(v.size()), [&](int i) { mE.Str(v[static_cast<size_t>(i)]); });
+    }
+
+private:
+    template <class F> void List(int n, const F& item) {
+        mE.Raw("[");
         for (int i = 0; i < n; ++i) {
-            if (i) e.Raw(",");
-            e.Double(d[i]);
+            if (i) mE.Raw(",");
+            item(i);
         }
-        e.Raw("]");
-        break;
+        mE.Raw("]");
     }
-    case 9:
-        e.Str(std::get<std::string>(v));
-        break;
-    case 10: {
-        e.Raw("[");
-        bool first = true;
-        for (const auto& s : std::get<std::vector<std::string>>(v)) {
-            if (!first) e.Raw(",");
-            first = false;
-            e.Str(s);
-        }
-        e.Raw("]");
-        break;
-    }
-    case 11: {
-        const QdxDateTime& d = std::get<QdxDateTime>(v);
-        e.Raw("[");
-        int f[7] = {d.year(),   d.month(),  d.day(),        d.hour(),
-                    d.minute(), d.second(), d.millisecond()};
-        for (int i = 0; i < 7; ++i) {
-            if (i) e.Raw(",");
-            e.Int(f[i]);
-        }
-        e.Raw("]");
-        break;
-    }
-    case 12:
-        e.Int(std::get<long long>(v));
-        break;
-    }
-}
+    Emitter& mE;
+};
 
 void EmitArray(Emitter& e, const FlatArray& a, int version) {
     const detail::ArrayRec& rec = a.Get();
@@ -292,7 +260,8 @@ bool WriteText(const FlatDocument& doc, const Sink& sink, QdxStatus& status,
                 e.Raw("]");
             }
             e.Raw(",\"value\":");
-            EmitValue(e, p.value);
+            ValueEmitter emitter(e);
+            detail::ValueTypeOf(p.value).write(p.value, emitter);
             e.Raw("}");
         }
         e.Raw("],\"arrays\":[");
@@ -398,65 +367,62 @@ void Doubles(const json& j, double* out, size_t n) {
         out[i] = Double(j[i]);
 }
 
-detail::Value ParseValue(const json& j, size_t storage) {
-    switch (storage) {
-    case 0:
-        if (!j.is_null()) Bad("expected null");
-        return std::monostate();
-    case 1:
-        if (!j.is_boolean()) Bad("expected a boolean");
-        return j.get<bool>();
-    case 2:
-        return static_cast<int>(Integer(j, INT32_MIN, INT32_MAX));
-    case 3: {
-        double d = Double(j);
-        float f = static_cast<float>(d);
-        if (std::isfinite(d) && static_cast<double>(f) != d) Bad("a float value is not a float");
-        return f;
+// Reads the fields of one JSON value; a mismatch throws BadText.
+class ValueParser : public detail::ValueReader {
+public:
+    explicit ValueParser(const json& j) : mJ(j) {}
+    bool Null() override {
+        if (!mJ.is_null()) Bad("expected null");
+        return true;
     }
-    case 4:
-        return Double(j);
-    case 5: {
-        QdxDouble2 d;
-        Doubles(j, d.Buffer(), 2);
-        return d;
+    bool Bool(bool& v) override {
+        if (!mJ.is_boolean()) Bad("expected a boolean");
+        v = mJ.get<bool>();
+        return true;
     }
-    case 6: {
-        QdxDouble3 d;
-        Doubles(j, d.Buffer(), 3);
-        return d;
+    bool Int32(int32_t& v) override {
+        v = static_cast<int32_t>(Integer(mJ, INT32_MIN, INT32_MAX));
+        return true;
     }
-    case 7: {
-        QdxDouble4 d;
-        Doubles(j, d.Buffer(), 4);
-        return d;
+    bool Int64(int64_t& v) override {
+        v = Integer(mJ, INT64_MIN, INT64_MAX);
+        return true;
     }
-    case 8: {
-        QdxAMatrix m;
-        Doubles(j, &m.m[0][0], 16);
-        return m;
+    bool Float(float& v) override {
+        double d = format::Double(mJ);
+        v = static_cast<float>(d);
+        if (std::isfinite(d) && static_cast<double>(v) != d) Bad("a float value is not a float");
+        return true;
     }
-    case 9:
-        return String(j);
-    case 10: {
-        if (!j.is_array()) Bad("expected a string list");
-        std::vector<std::string> l;
-        for (const json& s : j)
-            l.push_back(String(s));
-        return l;
+    bool Double(double& v) override {
+        v = format::Double(mJ);
+        return true;
     }
-    case 11: {
-        if (!j.is_array() || j.size() != 7) Bad("expected a date-time of 7 numbers");
-        int f[7];
-        for (int i = 0; i < 7; ++i)
-            f[i] = static_cast<int>(Integer(j[static_cast<size_t>(i)], INT32_MIN, INT32_MAX));
-        return QdxDateTime(f[2], f[1], f[0], f[3], f[4], f[5], f[6]);
+    bool Doubles(double* v, int n) override {
+        format::Doubles(mJ, v, static_cast<size_t>(n));
+        return true;
     }
-    case 12:
-        return static_cast<long long>(Integer(j, INT64_MIN, INT64_MAX));
+    bool Int32s(int32_t* v, int n) override {
+        if (!mJ.is_array() || mJ.size() != static_cast<size_t>(n))
+            Bad("expected " + std::to_string(n) + " integers");
+        for (size_t i = 0; i < static_cast<size_t>(n); ++i)
+            v[i] = static_cast<int32_t>(Integer(mJ[i], INT32_MIN, INT32_MAX));
+        return true;
     }
-    Bad("unknown value storage");
-}
+    bool String(std::string& v) override {
+        v = format::String(mJ);
+        return true;
+    }
+    bool Strings(std::vector<std::string>& v) override {
+        if (!mJ.is_array()) Bad("expected a string list");
+        for (const json& s : mJ)
+            v.push_back(format::String(s));
+        return true;
+    }
+
+private:
+    const json& mJ;
+};
 
 void DecodeBase64(const std::string& s, uint8_t* out, size_t expected) {
     if (s.size() % 4 || s.size() / 4 * 3 < expected || s.size() / 4 * 3 > expected + 2)
@@ -604,7 +570,8 @@ bool ReadText(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& st
                 }
                 QdxDataType t = QdxDataType::FromName(fp.type.c_str());
                 if (!t.Valid()) Bad("property '" + fp.name + "' has an unknown type");
-                fp.value = ParseValue(Member(p, "value"), detail::StorageIndex(t.GetType()));
+                ValueParser parser(Member(p, "value"));
+                detail::ValueTypeOf(t.GetType()).read(parser, fp.value);
                 f.properties.push_back(std::move(fp));
             }
             const json& arrays = Member(o, "arrays");
@@ -643,5 +610,25 @@ bool ReadText(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& st
     status.Clear();
     return true;
 }
+
+// ---------------------------------------------------------------- descriptor
+
+namespace {
+const char* const kSuffixes[] = {"qdx", nullptr};
+} // namespace
+
+extern const FormatDescriptor kQdxTextFormat;
+const FormatDescriptor kQdxTextFormat = {
+    .description = "Qdx ascii (*.qdx)",
+    .name = "ascii",
+    .suffixes = kSuffixes,
+    .binary = false,
+    .versions = kQdxVersions,
+    .versionNumbers = kQdxVersionNumbers,
+    .detect = IsText,
+    .readVersion = ReadTextVersion,
+    .read = ReadDocument<ReadText>,
+    .write = WriteDocument<WriteText>,
+};
 
 } // namespace qdxsdk::format

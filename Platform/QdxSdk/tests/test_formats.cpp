@@ -196,6 +196,35 @@ TEST_F(Formats, RegistryDescribesReadersAndWriters) {
     EXPECT_TRUE(ImportScene(back, path));
 }
 
+TEST_F(Formats, EveryFormatDetectsItsOwnFilesInEveryWritableVersion) {
+    QdxIOPluginRegistry* r = manager->GetIOPluginRegistry();
+    EXPECT_EQ(r->FindFormatIDByName("ASCII"), 1);
+    EXPECT_EQ(r->FindFormatIDByName("none"), -1);
+    EXPECT_EQ(r->GetFormatName(r->GetWriterFormatCount()), nullptr);
+    for (int f = 0; f < r->GetWriterFormatCount(); ++f) {
+        EXPECT_EQ(r->FindFormatIDByName(r->GetFormatName(f)), f);
+        for (const char** v = r->GetWritableVersions(f); v && *v; ++v) {
+            // A suffix no format claims: only the content can tell.
+            std::string path = dir + "/detect.data";
+            QdxExporter* e = QdxExporter::Create(manager, "");
+            ASSERT_TRUE(e->Initialize(path.c_str(), f) && e->SetFileExportVersion(*v) &&
+                        e->Export(source))
+                << e->GetStatus().GetErrorString();
+            QdxImporter* im = QdxImporter::Create(manager, "");
+            ASSERT_TRUE(im->Initialize(path.c_str(), -1)) << im->GetStatus().GetErrorString();
+            EXPECT_EQ(im->GetFileFormat(), f);
+            EXPECT_EQ(im->GetFileVersionString(), QdxString(*v));
+            EXPECT_EQ(im->IsBinary(), r->IsBinaryFormat(f));
+            QdxScene* back = Fresh();
+            ASSERT_TRUE(im->Import(back)) << im->GetStatus().GetErrorString();
+            EXPECT_EQ(CompareScenes(source, back), "") << r->GetFormatName(f) << " " << *v;
+            back->ForceKill();
+            im->Destroy();
+            e->Destroy();
+        }
+    }
+}
+
 TEST_F(Formats, NonBlockingImportReportsProgressAndTakes) {
     std::string path = dir + "/nb.qdx";
     ASSERT_TRUE(ExportScene(source, path, 0, 3));
@@ -321,4 +350,57 @@ TEST_F(Formats, ConcurrentNonBlockingImportsInSeparateManagers) {
     ASSERT_TRUE(i3->Import(QdxScene::Create(other, ""), true));
     i3->Destroy();
     other->Destroy();
+}
+
+TEST_F(Formats, CustomFrameRatesStayWithTheirScene) {
+    // The process-wide custom rate is set to something else on purpose: no
+    // scene may pick it up, and no import may change it.
+    QdxTime::SetGlobalTimeMode(QdxTime::eCustom, 24.0);
+    for (double rate : {12.0, 15.0})
+        for (int format : {0, 1}) {
+            QdxScene* s = Fresh();
+            QdxGlobalSettings& gs = s->GetGlobalSettings();
+            gs.SetFrameRate(rate);
+            ASSERT_EQ(gs.GetTimeMode(), QdxTime::eCustom);
+            gs.SetTimelineDefaultFrames(6, 90);
+            QdxTimeSpan span;
+            gs.GetTimelineDefaultTimeSpan(span);
+            EXPECT_EQ(span.GetStop().GetSecondDouble(), 90.0 / rate);
+            std::string path = dir + "/rate.qdx", error;
+            ASSERT_TRUE(ExportScene(s, path, format, 3, &error)) << error;
+            QdxScene* back = Fresh();
+            ASSERT_TRUE(ImportScene(back, path, &error)) << error;
+            const QdxGlobalSettings& bg = back->GetGlobalSettings();
+            EXPECT_EQ(back->GetFrameRate(), rate) << "format " << format;
+            long long first = 0, last = 0;
+            bg.GetTimelineDefaultFrames(first, last);
+            EXPECT_EQ(first, 6);
+            EXPECT_EQ(last, 90);
+            EXPECT_EQ(bg.GetFrameCount(bg.GetFrameTime(-7)), -7);
+            EXPECT_EQ(QdxTime::GetFrameRate(QdxTime::eCustom), 24.0);
+            s->ForceKill();
+            back->ForceKill();
+        }
+
+    // Two scenes with different custom rates side by side.
+    QdxScene* a = Fresh();
+    QdxScene* b = Fresh();
+    a->GetGlobalSettings().SetFrameRate(12.0);
+    b->GetGlobalSettings().SetFrameRate(15.0);
+    EXPECT_EQ(a->GetGlobalSettings().GetFrameTime(30).GetSecondDouble(), 2.5);
+    EXPECT_EQ(b->GetGlobalSettings().GetFrameTime(30).GetSecondDouble(), 2.0);
+    std::string path = dir + "/b.qdx";
+    ASSERT_TRUE(ExportScene(b, path, 1, 3));
+    QdxScene* c = Fresh();
+    ASSERT_TRUE(ImportScene(c, path));
+    EXPECT_EQ(a->GetFrameRate(), 12.0);
+    EXPECT_EQ(c->GetFrameRate(), 15.0);
+    // Explicit custom rates in time conversions win over the process one.
+    QdxTime t;
+    t.SetFrame(24, QdxTime::eCustom, 12.0);
+    EXPECT_EQ(t.GetSecondDouble(), 2.0);
+    EXPECT_EQ(t.GetFrameCount(QdxTime::eCustom, 15.0), 30);
+    EXPECT_EQ(t.GetFrameCount(QdxTime::eCustom), 48);
+    QdxTime::SetGlobalTimeMode(QdxTime::eCustom, 30.0);
+    QdxTime::SetGlobalTimeMode(QdxTime::eFrames30);
 }

@@ -355,4 +355,44 @@ TEST_F(ObjectModel, CornersWithoutValues) {
     EXPECT_FALSE(uv->GetPolygonVertexValues(*mesh, values, &flags));
     EXPECT_EQ(flags, std::vector<uint8_t>(3, 1));
     EXPECT_FALSE(mesh->GetPolygonVertexUV(0, 0, "uv", v, unmapped));
+
+// Every data type gets a default of its own storage, converts numbers the
+// documented way and animates with as many channels as it has components.
+TEST_F(ObjectModel, EveryDataTypeHasAMatchingDefaultConversionsAndChannels) {
+    struct Case {
+        const QdxDataType& type;
+        int channels; // 0: cannot be animated
+    };
+    const Case cases[] = {{QdxBoolDT, 1},      {QdxIntDT, 1},      {QdxFloatDT, 1},
+                          {QdxDoubleDT, 1},    {QdxDouble2DT, 2},  {QdxDouble3DT, 3},
+                          {QdxDouble4DT, 4},   {QdxColor3DT, 3},   {QdxColor4DT, 4},
+                          {QdxDouble4x4DT, 0}, {QdxStringDT, 0},   {QdxStringListDT, 0},
+                          {QdxDateTimeDT, 0},  {QdxLongLongDT, 1}, {QdxEnumDT, 1},
+                          {QdxTimeDT, 1},      {QdxReferenceDT, 0}};
+    QdxNode* n = QdxNode::Create(scene, "n");
+    QdxAnimStack* stack = QdxAnimStack::Create(scene, "stack");
+    QdxAnimLayer* layer = QdxAnimLayer::Create(scene, "layer");
+    stack->ConnectSrcObject(layer);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.type.GetName());
+        EXPECT_TRUE(QdxDataType::FromName(c.type.GetName()).Is(c.type));
+        QdxProperty p = QdxProperty::Create(n, c.type, c.type.GetName());
+        ASSERT_TRUE(p.IsValid());
+        EXPECT_EQ(p.RawValue()->index(), detail::StorageIndex(c.type.GetType()));
+        EXPECT_EQ(*p.RawValue(), detail::DefaultValue(c.type.GetType()));
+        QdxAnimCurveNode* cn = p.GetCurveNode(layer, true);
+        EXPECT_EQ(cn ? static_cast<int>(cn->GetChannelsCount()) : 0, c.channels);
+        bool scalar = c.channels == 1;
+        EXPECT_EQ(p.Set(2.75), scalar);
+        if (scalar)
+            EXPECT_EQ(p.Get<double>(), c.type.Is(QdxBoolDT)                              ? 1.0
+                                       : c.type.Is(QdxFloatDT) || c.type.Is(QdxDoubleDT) ? 2.75
+                                                                                         : 2.0);
+        else
+            EXPECT_EQ(p.Get<int>(), 0);
+    }
+    // Large integers stay exact through the integer alternatives.
+    QdxProperty big = QdxProperty::Create(n, QdxLongLongDT, "Big");
+    ASSERT_TRUE(big.Set((1LL << 60) + 1));
+    EXPECT_EQ(big.Get<long long>(), (1LL << 60) + 1);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <type_traits>
 #include <variant>
 #include <vector>
 
@@ -93,7 +94,9 @@ public:
 
 namespace detail {
 // Alternatives in EQdxType order up to eQdxLongLong; enum, time and reference
-// reuse int, long long and monostate.
+// reuse int, long long and monostate. The SDK's value-type table (one entry
+// per EQdxType: name, storage, default, file encoding, numeric components)
+// is the one place that maps codes to alternatives.
 using Value =
     std::variant<std::monostate, bool, int, float, double, QdxDouble2, QdxDouble3, QdxDouble4,
                  QdxAMatrix, std::string, std::vector<std::string>, QdxDateTime, long long>;
@@ -201,43 +204,35 @@ using QdxPropertyHandle = QdxProperty;
 
 namespace detail {
 template <class T> struct ValueCodec;
+// The scalar numeric alternatives (bool, int, float, double, long long)
+// convert into each other; other alternatives give N() and refuse a Set.
+template <class T> constexpr bool kIsNumber = std::is_arithmetic_v<T>;
 template <class N> struct NumberCodec {
     static N Get(const Value& v) {
-        switch (v.index()) {
-        case 1:
-            return static_cast<N>(std::get<bool>(v));
-        case 2:
-            return static_cast<N>(std::get<int>(v));
-        case 3:
-            return static_cast<N>(std::get<float>(v));
-        case 4:
-            return static_cast<N>(std::get<double>(v));
-        case 12:
-            return static_cast<N>(std::get<long long>(v));
-        default:
-            return N();
-        }
+        return std::visit(
+            [](const auto& x) -> N {
+                if constexpr (kIsNumber<std::decay_t<decltype(x)>>)
+                    return static_cast<N>(x);
+                else
+                    return N();
+            },
+            v);
     }
     static bool Set(Value& v, N x) {
-        switch (v.index()) {
-        case 1:
-            v = static_cast<bool>(x != N());
-            return true;
-        case 2:
-            v = static_cast<int>(x);
-            return true;
-        case 3:
-            v = static_cast<float>(x);
-            return true;
-        case 4:
-            v = static_cast<double>(x);
-            return true;
-        case 12:
-            v = static_cast<long long>(x);
-            return true;
-        default:
-            return false;
-        }
+        return std::visit(
+            [x](auto& y) {
+                using T = std::decay_t<decltype(y)>;
+                if constexpr (std::is_same_v<T, bool>) {
+                    y = x != N();
+                    return true;
+                } else if constexpr (kIsNumber<T>) {
+                    y = static_cast<T>(x);
+                    return true;
+                } else {
+                    return false;
+                }
+            },
+            v);
     }
 };
 template <> struct ValueCodec<bool> : NumberCodec<bool> {};
@@ -249,22 +244,25 @@ template <> struct ValueCodec<QdxTime> {
     static QdxTime Get(const Value& v) { return QdxTime(NumberCodec<long long>::Get(v)); }
     static bool Set(Value& v, QdxTime t) { return NumberCodec<long long>::Set(v, t.Get()); }
 };
-template <class V, size_t I> struct ExactCodec {
-    static V Get(const Value& v) { return v.index() == I ? std::get<I>(v) : V(); }
+// Types stored as themselves: only a value of exactly that type matches.
+template <class V> struct ExactCodec {
+    static V Get(const Value& v) {
+        const V* x = std::get_if<V>(&v);
+        return x ? *x : V();
+    }
     static bool Set(Value& v, const V& x) {
-        if (v.index() != I) return false;
+        if (!std::holds_alternative<V>(v)) return false;
         v = x;
         return true;
     }
 };
-template <> struct ValueCodec<QdxDouble2> : ExactCodec<QdxDouble2, 5> {};
-template <> struct ValueCodec<QdxDouble3> : ExactCodec<QdxDouble3, 6> {};
-template <> struct ValueCodec<QdxDouble4> : ExactCodec<QdxDouble4, 7> {};
-template <> struct ValueCodec<QdxAMatrix> : ExactCodec<QdxAMatrix, 8> {};
-template <> struct ValueCodec<QdxDateTime> : ExactCodec<QdxDateTime, 11> {};
-template <>
-struct ValueCodec<std::vector<std::string>> : ExactCodec<std::vector<std::string>, 10> {};
-template <> struct ValueCodec<std::string> : ExactCodec<std::string, 9> {};
+template <> struct ValueCodec<QdxDouble2> : ExactCodec<QdxDouble2> {};
+template <> struct ValueCodec<QdxDouble3> : ExactCodec<QdxDouble3> {};
+template <> struct ValueCodec<QdxDouble4> : ExactCodec<QdxDouble4> {};
+template <> struct ValueCodec<QdxAMatrix> : ExactCodec<QdxAMatrix> {};
+template <> struct ValueCodec<QdxDateTime> : ExactCodec<QdxDateTime> {};
+template <> struct ValueCodec<std::vector<std::string>> : ExactCodec<std::vector<std::string>> {};
+template <> struct ValueCodec<std::string> : ExactCodec<std::string> {};
 template <> struct ValueCodec<QdxString> {
     static QdxString Get(const Value& v) { return QdxString(ValueCodec<std::string>::Get(v)); }
     static bool Set(Value& v, const QdxString& s) {
@@ -273,17 +271,15 @@ template <> struct ValueCodec<QdxString> {
 };
 template <> struct ValueCodec<QdxVector4> {
     static QdxVector4 Get(const Value& v) {
-        if (v.index() == 6) return QdxVector4(std::get<QdxDouble3>(v));
-        if (v.index() == 7) {
-            const auto& d = std::get<QdxDouble4>(v);
-            return QdxVector4(d[0], d[1], d[2], d[3]);
-        }
+        if (const auto* d = std::get_if<QdxDouble3>(&v)) return QdxVector4(*d);
+        if (const auto* d = std::get_if<QdxDouble4>(&v))
+            return QdxVector4((*d)[0], (*d)[1], (*d)[2], (*d)[3]);
         return QdxVector4();
     }
     static bool Set(Value& v, const QdxVector4& x) {
-        if (v.index() == 6)
+        if (std::holds_alternative<QdxDouble3>(v))
             v = QdxDouble3(x[0], x[1], x[2]);
-        else if (v.index() == 7)
+        else if (std::holds_alternative<QdxDouble4>(v))
             v = QdxDouble4(x[0], x[1], x[2], x[3]);
         else
             return false;
@@ -293,7 +289,7 @@ template <> struct ValueCodec<QdxVector4> {
 template <> struct ValueCodec<QdxColor> {
     static QdxColor Get(const Value& v) {
         QdxVector4 c = ValueCodec<QdxVector4>::Get(v);
-        return QdxColor(c[0], c[1], c[2], v.index() == 7 ? c[3] : 1.0);
+        return QdxColor(c[0], c[1], c[2], std::holds_alternative<QdxDouble4>(v) ? c[3] : 1.0);
     }
     static bool Set(Value& v, const QdxColor& c) {
         return ValueCodec<QdxVector4>::Set(v, QdxVector4(c.mRed, c.mGreen, c.mBlue, c.mAlpha));
