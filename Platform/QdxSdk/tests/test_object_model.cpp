@@ -355,6 +355,7 @@ TEST_F(ObjectModel, CornersWithoutValues) {
     EXPECT_FALSE(uv->GetPolygonVertexValues(*mesh, values, &flags));
     EXPECT_EQ(flags, std::vector<uint8_t>(3, 1));
     EXPECT_FALSE(mesh->GetPolygonVertexUV(0, 0, "uv", v, unmapped));
+}
 
 // Every data type gets a default of its own storage, converts numbers the
 // documented way and animates with as many channels as it has components.
