@@ -65,14 +65,21 @@ void writeTexturedScene(const TempDir& dir) {
 } // namespace
 
 TEST(KestrelApp, HelpWorksForEveryCommand) {
-    for (const char* c : {"--help", "formats --help", "import --help", "convert --help"}) {
+    for (const char* c : {"--help", "formats --help", "import --help", "convert --help",
+                          "validate --help", "render --help"}) {
         AppRun r = run(c);
         EXPECT_EQ(r.code, 0) << c;
         EXPECT_NE(r.out.find("Usage"), std::string::npos) << c;
     }
-    AppRun none = run("");
-    EXPECT_NE(none.code, 0);
-    EXPECT_NE(run("import").code, 0); // FILE is required
+    EXPECT_EQ(run("").code, 2);
+    EXPECT_EQ(run("import").code, 2); // FILE is required
+    EXPECT_EQ(run("--no-such-flag formats").code, 2);
+    EXPECT_EQ(run("render x.ktst -o y.png --size 0x5").code, 2);
+    AppRun help = run("--help");
+    EXPECT_NE(help.out.find("0 success, 1 the work failed, 2 wrong usage"), std::string::npos);
+    AppRun version = run("--version");
+    EXPECT_EQ(version.code, 0);
+    EXPECT_NE(version.out.find("kestrel "), std::string::npos) << version.out;
 }
 
 TEST(KestrelApp, FormatsListsTypesFromLoadedPlugins) {
@@ -164,7 +171,7 @@ TEST(KestrelApp, FailuresGiveMessagesAndNonZeroExitCodes) {
 
     AppRun missing = run(kPlugins + "import '" + dir.file("missing.ktst") + "'");
     EXPECT_EQ(missing.code, 1);
-    EXPECT_NE(missing.err.find("cannot open"), std::string::npos) << missing.err;
+    EXPECT_NE(missing.err.find("No such file or directory"), std::string::npos) << missing.err;
 
     AppRun broken = run(kPlugins + "import '" + dir.file("broken.ktst") + "'");
     EXPECT_EQ(broken.code, 1);
@@ -176,9 +183,9 @@ TEST(KestrelApp, FailuresGiveMessagesAndNonZeroExitCodes) {
     EXPECT_NE(badOut.err.find("no plug-in writes this suffix"), std::string::npos) << badOut.err;
 
     AppRun badUnit = run(kPlugins + "--unit parsec formats");
-    EXPECT_EQ(badUnit.code, 1);
+    EXPECT_EQ(badUnit.code, 2);
     EXPECT_NE(badUnit.err.find("unknown length unit"), std::string::npos);
     AppRun badOption = run(kPlugins + "formats --options nosuffix");
-    EXPECT_EQ(badOption.code, 1);
+    EXPECT_EQ(badOption.code, 2);
     EXPECT_NE(badOption.err.find("SUFFIX=OPTIONS"), std::string::npos);
 }
