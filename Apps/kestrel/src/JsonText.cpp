@@ -1,5 +1,6 @@
 #include "JsonText.h"
 
+#include <algorithm>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -21,8 +22,13 @@ struct Frame {
 } // namespace
 
 void JsonText::write(std::ostream& os, const json& value, int indent) {
+    // Indentation stops growing after kMaxIndentLevels, so that a very deep
+    // tree does not turn into gigabytes of blanks.
+    constexpr std::size_t kMaxIndentLevels = 64;
     auto newline = [&](std::size_t depth) {
-        os << '\n' << std::string(depth * static_cast<std::size_t>(indent), ' ');
+        os << '\n'
+           << std::string(std::min(depth, kMaxIndentLevels) * static_cast<std::size_t>(indent),
+                          ' ');
     };
     // Opens a container or writes a scalar; returns true when a frame was
     // pushed.

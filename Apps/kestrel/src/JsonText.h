@@ -7,7 +7,7 @@
 
 class JsonText {
 public:
-    // Pretty-printed with `indent` spaces per level; invalid UTF-8 in
-    // strings is replaced.
+    // Pretty-printed with `indent` spaces per level (up to 64 levels deep);
+    // invalid UTF-8 in strings is replaced.
     static void write(std::ostream& os, const nlohmann::json& value, int indent = 2);
 };

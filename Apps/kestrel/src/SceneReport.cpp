@@ -465,7 +465,9 @@ void printTree(std::ostream& os, const json& tree) {
     while (!stack.empty()) {
         auto [n, depth] = stack.back();
         stack.pop_back();
-        printNode(os, *n, std::string(depth * 2, ' '));
+        // Indentation stops growing after 64 levels (a very deep tree would
+        // otherwise print mostly blanks).
+        printNode(os, *n, std::string(std::min<std::size_t>(depth, 64) * 2, ' '));
         if (n->contains("children")) {
             const json& c = (*n)["children"];
             for (auto it = c.rbegin(); it != c.rend(); ++it)

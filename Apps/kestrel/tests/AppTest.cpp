@@ -1,7 +1,6 @@
 // The kestrel program end to end, through its command line, with the
 // test-only plug-in module loaded from its own folder.
 #include <algorithm>
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <fstream>
@@ -12,34 +11,12 @@
 
 #include <kestrel/osg/Image.h>
 
-#include "TestUtil.h"
+#include "AppSupport.h"
 
 namespace {
 
-struct AppRun {
-    int code;
-    std::string out, err;
-};
-
 AppRun run(const std::string& args, const std::string& env = "") {
-    TempDir dir;
-    std::string errFile = dir.file("stderr");
-    std::string cmd =
-        env + (env.empty() ? "" : " ") + "'" KESTREL_APP_PATH "' " + args + " 2>'" + errFile + "'";
-    AppRun r{-1, "", ""};
-    FILE* p = popen(cmd.c_str(), "r");
-    if (!p) return r;
-    char buf[4096];
-    std::size_t n;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-        r.out.append(buf, n);
-    int status = pclose(p);
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    std::ifstream e(errFile);
-    std::stringstream ss;
-    ss << e.rdbuf();
-    r.err = ss.str();
-    return r;
+    return runApp(args, env);
 }
 
 const std::string kPlugins = "--plugin-dir '" KESTREL_TEST_PLUGIN_DIR "' ";
@@ -188,4 +165,23 @@ TEST(KestrelApp, FailuresGiveMessagesAndNonZeroExitCodes) {
     AppRun badOption = run(kPlugins + "formats --options nosuffix");
     EXPECT_EQ(badOption.code, 2);
     EXPECT_NE(badOption.err.find("SUFFIX=OPTIONS"), std::string::npos);
+}
+
+TEST(KestrelApp, VeryDeepHierarchiesPrintWithoutRecursion) {
+    // Each group is the child of the one before; a recursive printer would
+    // exhaust the stack long before the end.
+    TempDir dir;
+    {
+        std::ofstream f(dir.file("deep.ktst"));
+        f << "ktst 1\n";
+        for (int i = 0; i < 50000; ++i)
+            f << "group G" << i << " " << i - 1 << " 0 0 1\n";
+    }
+    AppRun tree = run(kPlugins + "import '" + dir.file("deep.ktst") + "'");
+    ASSERT_EQ(tree.code, 0) << tree.err.substr(0, 400);
+    EXPECT_NE(tree.out.find("G49999 [Transform3D]"), std::string::npos);
+    AppRun j = run(kPlugins + "import --json --stats '" + dir.file("deep.ktst") + "'");
+    ASSERT_EQ(j.code, 0) << j.err.substr(0, 400);
+    EXPECT_NE(j.out.find("\"G49999\""), std::string::npos);
+    EXPECT_NE(j.out.find("\"nodes\": 50000"), std::string::npos);
 }
