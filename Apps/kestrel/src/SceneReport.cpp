@@ -1,5 +1,8 @@
 #include "SceneReport.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <iomanip>
 #include <map>
 #include <ostream>
@@ -9,12 +12,15 @@
 #include <kestrel/ksAnimManager.h>
 #include <kestrel/ksMetadataUtils.h>
 #include <kestrel/ksNodeUtils.h>
+#include <kestrel/ksSceneDataManager.h>
 #include <kestrel/osg/Skin.h>
 #include <kestrel/osg/Surface.h>
 #include <kestrel/osg/TimeShapeCache.h>
 #include <kestrel/osg/UberCamera.h>
 #include <kestrel/osg/UberLight.h>
 #include <kestrel/osg/UberMaterial.h>
+
+#include "SceneWalk.h"
 
 using namespace osg;
 using nlohmann::json;
@@ -198,10 +204,6 @@ json describeNode(const NodePtr& node) {
             }
         j["animation"] = {{"curves", keyed}, {"keys", keys}};
     }
-    json children = json::array();
-    for (const auto& c : node->getChildren())
-        children.push_back(describeNode(c));
-    if (!children.empty()) j["children"] = children;
     return j;
 }
 
@@ -294,40 +296,125 @@ void printNode(std::ostream& os, const json& n, const std::string& indent) {
         for (const auto& s : n["metadata"])
             os << in << "metadata set \"" << s["name"].get<std::string>() << "\": " << s["entries"]
                << " entries" << (s.contains("locked") ? " (locked)" : "") << "\n";
-    if (n.contains("children"))
-        for (const auto& c : n["children"])
-            printNode(os, c, indent + "  ");
 }
 
 } // namespace
 
 json describeTree(const NodePtr& root) {
-    return root ? describeNode(root) : json();
+    if (!root) return json();
+    // Nodes in pre-order with their parent's position; each description is
+    // then moved into its parent from the back, so no step recurses.
+    std::vector<NodePtr> order;
+    std::vector<std::size_t> parent;
+    std::vector<std::pair<NodePtr, std::size_t>> stack{{root, SIZE_MAX}};
+    while (!stack.empty()) {
+        auto [node, up] = stack.back();
+        stack.pop_back();
+        const std::size_t self = order.size();
+        order.push_back(node);
+        parent.push_back(up);
+        const auto& children = node->getChildren();
+        for (auto it = children.rbegin(); it != children.rend(); ++it)
+            stack.emplace_back(*it, self);
+    }
+    std::vector<json> described(order.size());
+    for (std::size_t i = 0; i < order.size(); ++i)
+        described[i] = describeNode(order[i]);
+    // Descendants follow their ancestor in pre-order, so walking backwards
+    // completes every node before it is moved; children arrive reversed.
+    for (std::size_t i = order.size(); i-- > 1;) {
+        json& j = described[i];
+        if (j.contains("children")) {
+            auto& c = j["children"];
+            std::reverse(c.begin(), c.end());
+        }
+        json& up = described[parent[i]];
+        if (!up.contains("children")) up["children"] = json::array();
+        up["children"].push_back(std::move(j));
+    }
+    if (described[0].contains("children")) {
+        auto& c = described[0]["children"];
+        std::reverse(c.begin(), c.end());
+    }
+    return std::move(described[0]);
 }
 
-json describeStatistics(const NodePtr& root) {
+json describeStatistics(const ImportResult& imported, int lengthUnit, int upAxis) {
+    const NodePtr& root = imported.root;
     json s;
     std::map<std::string, UInt64> cores;
     UInt64 nodes = 0, prims = 0, vertices = 0, triangles = 0, curves = 0, keys = 0, hidden = 0;
-    std::set<const void*> materials, images, geometries;
-    ksNodeUtils::traverse(root, [&](const NodePtr& n) {
+    UInt64 meshes = 0, surfaces = 0, lines = 0, cameras = 0, lights = 0, joints = 0, skins = 0;
+    UInt64 metadataSets = 0, bytes = 0;
+    std::set<const void*> materials, images, geometries, surfaceCores;
+    Vec3f lo(1e30f, 1e30f, 1e30f), hi(-1e30f, -1e30f, -1e30f);
+    bool hasBox = false;
+    auto grow = [&](const Pnt3f& p) {
+        for (int k = 0; k < 3; ++k)
+            if (std::isfinite(p[k])) {
+                lo[k] = std::min(lo[k], p[k]);
+                hi[k] = std::max(hi[k], p[k]);
+                hasBox = true;
+            }
+    };
+    auto propertyBytes = [](const GeoPropertyPtr& p) -> UInt64 {
+        return p ? UInt64(p->size()) * p->getElementSize() : 0;
+    };
+    SceneWalk::forEach(root, [&](const NodePtr& n, const Matrix& world, std::size_t) {
         ++nodes;
+        bytes += sizeof(Node);
         if (n->getTraversalMask() == 0) ++hidden;
-        ++cores[n->getCore() ? n->getCore()->getTypeName() : "none"];
-        if (auto g = GeometryPtr::dcast(n->getCore()); g && geometries.insert(g.get()).second) {
-            prims += g->getTypes() ? g->getTypes()->size() : 0;
-            vertices += g->getVertexCount();
-            triangles += g->countTriangles();
+        NodeCorePtr core = n->getCore();
+        ++cores[core ? core->getTypeName() : "none"];
+        if (UberCameraPtr::dcast(core))
+            ++cameras;
+        else if (UberLightPtr::dcast(core))
+            ++lights;
+        else if (JointPtr::dcast(core))
+            ++joints;
+        if (auto g = GeometryPtr::dcast(core)) {
+            if (auto pos = g->getPositions())
+                for (UInt32 i = 0; i < pos->size(); ++i)
+                    grow(world.multPnt(Pnt3f(float(pos->getComponent(i, 0)),
+                                             float(pos->getComponent(i, 1)),
+                                             float(pos->getComponent(i, 2)))));
+            if (geometries.insert(g.get()).second) {
+                prims += g->getTypes() ? g->getTypes()->size() : 0;
+                vertices += g->getVertexCount();
+                UInt64 t = g->countTriangles();
+                triangles += t;
+                if (ksNodeUtils::isShellGeometry(n)) {
+                } else if (t > 0) {
+                    ++meshes;
+                } else if (g->getTypes() && g->getTypes()->size() > 0) {
+                    ++lines;
+                }
+                if (g->findAttachment<SkinAttachment>()) ++skins;
+                bytes += propertyBytes(g->getTypes()) + propertyBytes(g->getLengths()) +
+                         propertyBytes(g->getIndices()) + propertyBytes(g->getPositions()) +
+                         propertyBytes(g->getNormals()) + propertyBytes(g->getColors());
+                for (UInt32 slot = 0; slot < Geometry::MaxTexSlots; ++slot)
+                    bytes += propertyBytes(g->getTexSlot(slot));
+            }
         }
-        if (auto d = DrawablePtr::dcast(n->getCore()); d && d->getMaterial()) {
+        if (auto sf = SurfacePtr::dcast(core); sf && surfaceCores.insert(sf.get()).second) {
+            ++surfaces;
+            bytes += propertyBytes(sf->getControlPoints()) +
+                     (sf->getKnotsU().size() + sf->getKnotsV().size()) * sizeof(Real32) +
+                     sf->getKnots().size() * sizeof(Real64);
+        }
+        if (auto d = DrawablePtr::dcast(core); d && d->getMaterial()) {
             materials.insert(d->getMaterial().get());
             if (auto u = UberMaterialPtr::dcast(d->getMaterial()))
                 for (auto c :
                      {u->getDiffuseComponentSettings(), u->getGlossyComponentSettings(),
                       u->getSpecularComponentSettings(), u->getIncandescenceComponentSettings(),
                       u->getBumpComponentSettings(), u->getTransparencyComponentSettings()})
-                    if (c->getImage()) images.insert(c->getImage().get());
+                    if (c && c->getImage() && images.insert(c->getImage().get()).second)
+                        bytes += c->getImage()->getPixels().size();
         }
+        std::vector<MetadataSetPtr> sets;
+        if (ksMetadataUtils::getMetadata(n, sets)) metadataSets += sets.size();
         if (auto a = ksAnimManager::the().getAnimAttachment(n)) {
             std::vector<AnimCurvePtr> cs;
             a->getRoot()->collectCurves(cs);
@@ -335,6 +422,7 @@ json describeStatistics(const NodePtr& root) {
                 if (c->size()) {
                     ++curves;
                     keys += c->size();
+                    bytes += UInt64(c->size()) * sizeof(CCPnt);
                 }
         }
         return true;
@@ -342,31 +430,89 @@ json describeStatistics(const NodePtr& root) {
     s["nodes"] = nodes;
     s["hiddenNodes"] = hidden;
     s["cores"] = cores;
+    s["unit"] = ksSceneData::getLengthUnitName(lengthUnit);
+    s["upAxis"] = upAxis == ksSceneData::YUp ? "y" : "z";
+    if (hasBox)
+        s["boundingBox"] = {{"min", vec(lo)}, {"max", vec(hi)}, {"size", vec(hi - lo)}};
+    else
+        s["boundingBox"] = nullptr;
+    s["meshes"] = meshes;
+    s["surfaces"] = surfaces;
+    s["lines"] = lines;
+    s["cameras"] = cameras;
+    s["lights"] = lights;
+    s["joints"] = joints;
+    s["skins"] = skins;
     s["geometries"] = geometries.size();
     s["primitives"] = prims;
     s["vertices"] = vertices;
     s["triangles"] = triangles;
     s["materials"] = materials.size();
     s["textures"] = images.size();
+    s["texturesMissing"] = imported.missingTextures.size();
+    s["missingTextures"] = imported.missingTextures;
     s["animationCurves"] = curves;
     s["animationKeys"] = keys;
+    s["metadataSets"] = metadataSets;
+    s["memoryBytes"] = bytes;
+    s["importSeconds"] = imported.seconds;
     return s;
 }
 
 void printTree(std::ostream& os, const json& tree) {
     if (tree.is_null()) return;
-    printNode(os, tree, "");
+    std::vector<std::pair<const json*, std::size_t>> stack{{&tree, 0}};
+    while (!stack.empty()) {
+        auto [n, depth] = stack.back();
+        stack.pop_back();
+        // Indentation stops growing after 64 levels (a very deep tree would
+        // otherwise print mostly blanks).
+        printNode(os, *n, std::string(std::min<std::size_t>(depth, 64) * 2, ' '));
+        if (n->contains("children")) {
+            const json& c = (*n)["children"];
+            for (auto it = c.rbegin(); it != c.rend(); ++it)
+                stack.emplace_back(&*it, depth + 1);
+        }
+    }
 }
 
 void printStatistics(std::ostream& os, const json& s) {
-    os << "nodes:            " << s["nodes"] << " (" << s["hiddenNodes"] << " hidden)\n";
+    auto row = [&](const char* label) -> std::ostream& {
+        return os << std::left << std::setw(18) << label;
+    };
+    row("nodes:") << s["nodes"] << " (" << s["hiddenNodes"] << " hidden)\n";
     for (auto it = s["cores"].begin(); it != s["cores"].end(); ++it)
         os << "  " << std::left << std::setw(16) << it.key() << it.value() << "\n";
-    os << "geometries:       " << s["geometries"] << "\n";
-    os << "primitives:       " << s["primitives"] << "\n";
-    os << "vertices:         " << s["vertices"] << "\n";
-    os << "triangles:        " << s["triangles"] << "\n";
-    os << "materials:        " << s["materials"] << "\n";
-    os << "textures:         " << s["textures"] << "\n";
-    os << "animation curves: " << s["animationCurves"] << " (" << s["animationKeys"] << " keys)\n";
+    row("unit, up axis:") << s["unit"].get<std::string>() << ", " << s["upAxis"].get<std::string>()
+                          << " up\n";
+    if (s["boundingBox"].is_null()) {
+        row("bounding box:") << "empty\n";
+    } else {
+        const json& b = s["boundingBox"];
+        row("bounding box:") << fmt(b["min"]) << " to " << fmt(b["max"]) << " "
+                             << s["unit"].get<std::string>() << "\n";
+        row("size:") << fmt(b["size"]) << " " << s["unit"].get<std::string>() << "\n";
+    }
+    row("meshes:") << s["meshes"] << "\n";
+    row("surfaces:") << s["surfaces"] << "\n";
+    row("lines:") << s["lines"] << "\n";
+    row("cameras:") << s["cameras"] << "\n";
+    row("lights:") << s["lights"] << "\n";
+    row("joints:") << s["joints"] << "\n";
+    row("skins:") << s["skins"] << "\n";
+    row("geometries:") << s["geometries"] << "\n";
+    row("primitives:") << s["primitives"] << "\n";
+    row("vertices:") << s["vertices"] << "\n";
+    row("triangles:") << s["triangles"] << "\n";
+    row("materials:") << s["materials"] << "\n";
+    row("textures:") << s["textures"] << " found, " << s["texturesMissing"] << " missing\n";
+    row("animation curves:") << s["animationCurves"] << " (" << s["animationKeys"] << " keys)\n";
+    row("metadata sets:") << s["metadataSets"] << "\n";
+    std::ostringstream mem;
+    mem << std::fixed << std::setprecision(2) << s["memoryBytes"].get<double>() / (1024.0 * 1024.0)
+        << " MiB";
+    row("scene memory:") << mem.str() << "\n";
+    std::ostringstream t;
+    t << std::fixed << std::setprecision(3) << s["importSeconds"].get<double>() << " s";
+    row("import time:") << t.str() << "\n";
 }

@@ -1,18 +1,21 @@
 // kestrel: the stand-alone host program.
 //
-//   kestrel formats                 list the scene file types of the plug-ins
-//   kestrel import FILE             import FILE and print its scene graph
-//   kestrel convert IN OUT          import IN and export it as OUT
-//
-// Exit codes: 0 success, 1 failure (message on stderr), 2 usage errors.
+//   kestrel formats                    list the scene file types of the plug-ins
+//   kestrel import FILE...             import and print the scene graph
+//   kestrel convert IN OUT             import IN and export it as OUT
+//   kestrel convert IN... -o DIR       one output per input in DIR
+//   kestrel validate FILE...           check scenes, report problems
+//   kestrel render FILE -o PNG         draw a scene into an image
+#include <glob.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
-
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -22,19 +25,55 @@
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/osg/SceneFileHandler.h>
 
+#include "ConversionLosses.h"
+#include "ExitCode.h"
+#include "JsonText.h"
+#include "OutputCapture.h"
+#include "OutputFile.h"
 #include "Plugins.h"
 #include "Progress.h"
+#include "SceneImporter.h"
+#include "SceneRenderer.h"
 #include "SceneReport.h"
+#include "SceneValidator.h"
+
+namespace fs = std::filesystem;
+using nlohmann::json;
 
 namespace {
 
+const char* kExitCodes = "Exit codes: 0 success, 1 the work failed, 2 wrong usage.";
+
 struct Settings {
     std::vector<std::string> pluginDirs;
+    std::vector<std::string> texturePaths;
     std::string unit = "mm";
     std::string up = "z";
     std::vector<std::string> options;
     bool verbose = false;
+    bool quiet = false;
     bool noProgress = false;
+};
+
+// Messages for the person at the terminal; results go to standard output.
+class Messages {
+public:
+    explicit Messages(const Settings& s) : _s(s) {}
+    void error(const std::string& text) const { std::cerr << "kestrel: " << text << "\n"; }
+    void warning(const std::string& text) const {
+        if (!_s.quiet) std::cerr << "kestrel: warning: " << text << "\n";
+    }
+    // The plug-in's captured output: shown with -v, and always on failure.
+    void diagnostics(const std::string& file, const std::vector<std::string>& lines,
+                     bool failed) const {
+        if (lines.empty() || !(failed || _s.verbose)) return;
+        std::cerr << "kestrel: plug-in output for '" << file << "':\n";
+        for (const auto& l : lines)
+            std::cerr << "  " << l << "\n";
+    }
+
+private:
+    const Settings& _s;
 };
 
 // The host keeps import options under a suffix's upper-case spelling and
@@ -48,17 +87,27 @@ void setOptionsForFile(const std::string& file, const std::string& options, bool
     osg::SceneFileHandler::the().setOptions(suffix.c_str(), options.c_str());
 }
 
-int fail(const std::string& message) {
-    std::cerr << "kestrel: " << message << "\n";
-    return 1;
+// The export option string a writer sees: the host's own scene suffix's
+// options joined with those of the output's suffix, as the writers do.
+std::string exportOptionsFor(const std::string& file) {
+    auto& h = osg::SceneFileHandler::the();
+    std::string suffix = ksFile::getExtension(file);
+    std::transform(suffix.begin(), suffix.end(), suffix.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::string joined;
+    if (const char* t = h.getOptions("hsp")) joined = t;
+    if (const char* t = h.getOptions(suffix.c_str()))
+        joined += (joined.empty() ? "" : ",") + std::string(t);
+    return joined;
 }
 
-// Loads the plug-ins and applies the host settings; empty on success.
-std::string prepare(const Settings& s) {
+// Loads the plug-ins and applies the host settings; empty on success (a
+// non-empty answer is a usage error).
+std::string prepare(const Settings& s, const Messages& msg) {
     ksLog::setMinimumLevel(s.verbose ? ksLog::Info : ksLog::Warning);
     PluginLoadResult r = loadPlugins(pluginSearchPath(s.pluginDirs));
     for (const auto& e : r.errors)
-        std::cerr << "kestrel: cannot load plug-in " << e << "\n";
+        msg.warning("cannot load plug-in " + e);
     if (s.verbose)
         for (const auto& m : r.loaded)
             std::cerr << "kestrel: loaded " << m << "\n";
@@ -83,15 +132,36 @@ std::string prepare(const Settings& s) {
     return std::string();
 }
 
+// Shell patterns that the shell left alone (quoted, or typed on another
+// system) are expanded here; a pattern that matches nothing stays as it is
+// so that its error names it.
+std::vector<std::string> expandPatterns(const std::vector<std::string>& args) {
+    std::vector<std::string> files;
+    for (const auto& a : args) {
+        if (a.find_first_of("*?[") == std::string::npos) {
+            files.push_back(a);
+            continue;
+        }
+        glob_t g{};
+        if (::glob(a.c_str(), 0, nullptr, &g) == 0 && g.gl_pathc > 0)
+            for (std::size_t i = 0; i < g.gl_pathc; ++i)
+                files.emplace_back(g.gl_pathv[i]);
+        else
+            files.push_back(a);
+        ::globfree(&g);
+    }
+    return files;
+}
+
 int runFormats(bool asJson) {
     auto& h = osg::SceneFileHandler::the();
-    nlohmann::json list = nlohmann::json::array();
+    json list = json::array();
     for (osg::SceneFileType* t : h.getFileTypes()) {
-        nlohmann::json e;
+        json e;
         e["name"] = t->getName();
-        nlohmann::json suffixes = nlohmann::json::array();
+        json suffixes = json::array();
         for (const auto& sfx : t->suffixList()) {
-            nlohmann::json sj;
+            json sj;
             sj["suffix"] = sfx;
             sj["active"] = h.getFileType(sfx.c_str()) == t;
             suffixes.push_back(sj);
@@ -103,12 +173,12 @@ int runFormats(bool asJson) {
         list.push_back(e);
     }
     if (asJson) {
-        std::cout << list.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
-        return 0;
+        JsonText::write(std::cout, list);
+        return ExitCode::Success;
     }
     if (list.empty()) {
         std::cout << "no scene file types registered (no plug-ins found)\n";
-        return 0;
+        return ExitCode::Success;
     }
     for (const auto& e : list) {
         std::cout << e["name"].get<std::string>() << "  [";
@@ -122,61 +192,204 @@ int runFormats(bool asJson) {
                   << (e["read"].get<bool>() && e["write"].get<bool>() ? "/" : "")
                   << (e["write"].get<bool>() ? "write" : "") << "\n";
     }
-    return 0;
+    return ExitCode::Success;
 }
 
-// While plug-ins run, whatever they print to standard output goes to standard
-// error instead, so that standard output carries only the program's result
-// (a tree or JSON that scripts parse).
-class PluginOutputToStderr {
-public:
-    PluginOutputToStderr() {
-        std::cout.flush();
-        std::fflush(stdout);
-        _saved = ::dup(STDOUT_FILENO);
-        if (_saved >= 0) ::dup2(STDERR_FILENO, STDOUT_FILENO);
+// Imports one file and reports failures, missing textures and diagnostics.
+ImportResult importOne(const std::string& file, const Settings& s, const Messages& msg) {
+    SceneImporter importer(s.texturePaths, !s.noProgress && !s.quiet);
+    ImportResult r = importer.import(file);
+    msg.diagnostics(file, r.diagnostics, !r.root);
+    if (!r.root) {
+        msg.error(r.error);
+    } else if (!r.missingTextures.empty()) {
+        std::string names;
+        for (const auto& t : r.missingTextures)
+            names += (names.empty() ? "" : ", ") + t;
+        msg.warning(file + ": " + std::to_string(r.missingTextures.size()) +
+                    " texture(s) not found: " + names + " (looked beside the scene" +
+                    (s.texturePaths.empty() ? std::string(")") : " and in --texture-path)"));
     }
-    ~PluginOutputToStderr() {
-        std::cout.flush();
-        std::fflush(stdout);
-        if (_saved >= 0) {
-            ::dup2(_saved, STDOUT_FILENO);
-            ::close(_saved);
-        }
-    }
-    PluginOutputToStderr(const PluginOutputToStderr&) = delete;
-    PluginOutputToStderr& operator=(const PluginOutputToStderr&) = delete;
+    return r;
+}
 
-private:
-    int _saved = -1;
+int runImport(const std::vector<std::string>& files, bool asJson, bool stats, const Settings& s,
+              const Messages& msg) {
+    const ksSceneData* scene = ksSceneDataManager::getSceneData(0);
+    json all = json::array();
+    bool failed = false;
+    for (const auto& file : files) {
+        ImportResult r = importOne(file, s, msg);
+        if (!r.root) {
+            failed = true;
+            continue;
+        }
+        json result;
+        if (asJson && stats) {
+            result["tree"] = describeTree(r.root);
+            result["statistics"] =
+                describeStatistics(r, scene->getLengthUnit(), scene->getUpAxis());
+        } else if (asJson) {
+            result = describeTree(r.root);
+        }
+        if (asJson) {
+            if (files.size() == 1)
+                JsonText::write(std::cout, result);
+            else
+                all.push_back({{"file", file}, {"result", std::move(result)}});
+            continue;
+        }
+        if (files.size() > 1) std::cout << "== " << file << "\n";
+        if (stats)
+            printStatistics(std::cout,
+                            describeStatistics(r, scene->getLengthUnit(), scene->getUpAxis()));
+        else
+            printTree(std::cout, describeTree(r.root));
+    }
+    if (asJson && files.size() > 1) JsonText::write(std::cout, all);
+    return failed ? ExitCode::Failure : ExitCode::Success;
+}
+
+struct ConvertJob {
+    std::string in, out;
 };
 
-osg::NodePtr importFile(const std::string& file, bool progress, std::string& error) {
+int runConvert(const std::vector<ConvertJob>& jobs, bool noClobber, bool asJson, const Settings& s,
+               const Messages& msg) {
     auto& h = osg::SceneFileHandler::the();
-    osg::SceneFileType* type = h.getFileTypeForFile(file.c_str());
-    if (!type || !type->canRead()) {
-        error = "no plug-in reads this suffix: '" + file + "' (see 'kestrel formats')";
-        return osg::NodePtr();
+    json report = json::array();
+    bool failed = false;
+    for (const auto& job : jobs) {
+        json entry{{"input", job.in}, {"output", job.out}};
+        auto fail = [&](const std::string& why) {
+            msg.error(why);
+            entry["error"] = why;
+            report.push_back(entry);
+            failed = true;
+        };
+        osg::SceneFileType* writer = h.getFileTypeForFile(job.out.c_str());
+        if (!writer || !writer->canWrite()) {
+            fail("no plug-in writes this suffix: '" + job.out + "' (see 'kestrel formats')");
+            continue;
+        }
+        OutputFile target(job.in, job.out, noClobber);
+        if (!target.error().empty()) {
+            fail(target.error());
+            continue;
+        }
+        ImportResult r = importOne(job.in, s, msg);
+        if (!r.root) {
+            entry["error"] = r.error;
+            report.push_back(entry);
+            failed = true;
+            continue;
+        }
+        const std::vector<ConversionLoss> losses =
+            ConversionLosses::find(r.root, job.out, exportOptionsFor(job.out));
+        bool ok;
+        std::vector<std::string> diagnostics;
+        {
+            OutputCapture capture;
+            {
+                ProgressBar bar(job.out, !s.noProgress && !s.quiet);
+                ok = h.write(r.root, target.path().c_str());
+            }
+            diagnostics = capture.finish();
+        }
+        msg.diagnostics(job.out, diagnostics, !ok);
+        if (!ok) {
+            std::string why = h.getLastError();
+            std::string writable = OutputFile::checkWritable(target.path());
+            fail(writable.empty() ? why : writable);
+            continue;
+        }
+        target.restoreMode();
+        entry["losses"] = ConversionLosses::toJson(losses);
+        entry["missingTextures"] = r.missingTextures;
+        report.push_back(entry);
+        if (asJson || s.quiet) continue;
+        std::cout << "wrote " << job.out << "\n";
+        if (losses.empty()) {
+            std::cout << "  nothing lost\n";
+        } else {
+            std::cout << "  not carried into " << job.out << ":\n";
+            for (const auto& l : losses)
+                std::cout << "  - " << l.text << "\n";
+        }
     }
-    osg::NodePtr node;
-    {
-        PluginOutputToStderr quiet;
-        ProgressBar bar(file, progress);
-        node = h.read(file.c_str());
+    if (asJson) JsonText::write(std::cout, jobs.size() == 1 ? report[0] : report);
+    return failed ? ExitCode::Failure : ExitCode::Success;
+}
+
+int runValidate(const std::vector<std::string>& files, bool asJson, const Settings& s,
+                const Messages& msg) {
+    json all = json::array();
+    bool failed = false, problems = false;
+    for (const auto& file : files) {
+        ImportResult r = importOne(file, s, msg);
+        if (!r.root) {
+            failed = true;
+            all.push_back({{"file", file}, {"error", r.error}});
+            continue;
+        }
+        ValidationReport v = SceneValidator::check(r.root, r.missingTextures);
+        if (v.errorCount() > 0) problems = true;
+        if (asJson)
+            all.push_back({{"file", file}, {"report", v.toJson()}});
+        else
+            v.print(std::cout, file);
     }
-    if (!node) error = h.getLastError();
-    return node;
+    if (asJson) JsonText::write(std::cout, files.size() == 1 ? all[0] : all);
+    return failed || problems ? ExitCode::Failure : ExitCode::Success;
+}
+
+bool parseSize(const std::string& text, unsigned& w, unsigned& h) {
+    unsigned long a = 0, b = 0;
+    char x = 0, extra = 0;
+    if (std::sscanf(text.c_str(), "%lu%c%lu%c", &a, &x, &b, &extra) != 3 || (x != 'x' && x != 'X'))
+        return false;
+    if (a < 1 || b < 1 || a > 16384 || b > 16384) return false;
+    w = static_cast<unsigned>(a);
+    h = static_cast<unsigned>(b);
+    return true;
+}
+
+int runRender(const std::string& file, const std::string& out, const std::string& camera,
+              unsigned width, unsigned height, const Settings& s, const Messages& msg) {
+    std::string writable = OutputFile::checkWritable(out);
+    if (!writable.empty()) {
+        msg.error(writable);
+        return ExitCode::Failure;
+    }
+    ImportResult r = importOne(file, s, msg);
+    if (!r.root) return ExitCode::Failure;
+    SceneRenderer renderer(width, height);
+    std::string error;
+    if (!renderer.render(r.root, camera, error) || !renderer.write(out, error)) {
+        msg.error(error);
+        return ExitCode::Failure;
+    }
+    if (!s.quiet) std::cout << "wrote " << out << " (" << width << "x" << height << ")\n";
+    return ExitCode::Success;
 }
 
 } // namespace
 
 int run(int argc, char** argv) {
-    CLI::App app{"Kestrel host: loads scene-file plug-ins, imports, prints and converts scenes."};
+    CLI::App app{"Kestrel host: loads scene-file plug-ins, imports, prints, checks, draws and "
+                 "converts scenes."};
+    app.footer(std::string(kExitCodes) +
+               "\nPlug-in diagnostics are captured and shown with -v, or when an import or "
+               "export fails.");
     app.require_subcommand(1);
+    app.set_version_flag("--version", std::string("kestrel ") + KESTREL_APP_VERSION);
     Settings s;
     app.add_option("--plugin-dir", s.pluginDirs,
                    "Folder of plug-in modules (repeatable); searched "
                    "before KESTREL_PLUGIN_PATH and the default folder");
+    app.add_option("--texture-path", s.texturePaths,
+                   "Further folder searched for textures after the scene's own folder "
+                   "(repeatable)");
     app.add_option("--unit", s.unit, "Scene length unit: mm, cm, dm, m, km, in, ft, yd, mi")
         ->capture_default_str();
     app.add_option("--up", s.up, "Scene up axis: y or z")->capture_default_str();
@@ -184,97 +397,161 @@ int run(int argc, char** argv) {
                    "Option string for a suffix, SUFFIX=OPTIONS (repeatable); the suffix is "
                    "stored exactly as written (case matters), e.g. "
                    "--options QDX=flush_transforms,enable_metadata=false");
-    app.add_flag("-v,--verbose", s.verbose, "Show informational log messages");
+    auto* verbose = app.add_flag("-v,--verbose", s.verbose,
+                                 "Show the plug-ins' diagnostics and informational log messages");
+    app.add_flag("-q,--quiet", s.quiet, "Print only the result: no warnings, no progress bar")
+        ->excludes(verbose);
     app.add_flag("--no-progress", s.noProgress, "No progress bar");
 
     auto* formats = app.add_subcommand("formats", "List the registered scene file types");
     bool formatsJson = false;
     formats->add_flag("--json", formatsJson, "Print as JSON");
-    formats->fallthrough();
 
-    auto* import = app.add_subcommand("import", "Import a scene file and print its scene graph");
-    std::string inFile;
-    bool asJson = false, stats = false;
-    import->add_option("FILE", inFile, "Scene file to import")->required();
-    import->add_flag("--json", asJson, "Print the scene graph as JSON");
-    import->add_flag("--stats", stats, "Print statistics instead of the tree");
     std::string importOptions, exportOptions;
+    auto* import = app.add_subcommand("import", "Import scene files and print their scene graphs");
+    std::vector<std::string> importFiles;
+    bool asJson = false, stats = false;
+    import->add_option("FILE", importFiles, "Scene files to import (shell patterns allowed)")
+        ->required();
+    import->add_flag("--json", asJson, "Print as JSON (one array entry per file for several)");
+    import->add_flag("--stats", stats,
+                     "Print statistics (bounding box, unit, counts per kind, textures, memory, "
+                     "time) instead of the tree; with --json both");
     import->add_option("--import-options", importOptions,
                        "Import option string for FILE's suffix, e.g. flush_transforms");
-    import->fallthrough();
+    import->footer(
+        "Each import runs in the scene file's folder, so textures stored with relative paths "
+        "are found beside the scene.\n" +
+        std::string(kExitCodes));
 
-    auto* convert = app.add_subcommand("convert", "Import IN and export it as OUT");
-    std::string convIn, convOut;
-    convert->add_option("IN", convIn, "Scene file to import")->required();
-    convert->add_option("OUT", convOut, "Scene file to write (its suffix picks the writer)")
+    auto* convert = app.add_subcommand(
+        "convert", "Import IN and export it as OUT, or every IN into a folder with -o");
+    std::vector<std::string> convertFiles;
+    std::string outDir, outSuffix = "qdx";
+    bool noClobber = false, convertJson = false;
+    convert->add_option("FILES", convertFiles, "IN OUT, or with -o: IN... (shell patterns allowed)")
         ->required();
+    convert->add_option("-o,--output-dir", outDir,
+                        "Write one output per input into this folder, named after the input");
+    convert->add_option("--suffix", outSuffix, "Suffix of the outputs written with -o")
+        ->capture_default_str();
+    convert->add_flag("--no-clobber", noClobber, "Never write over an existing file");
+    convert->add_flag("--json", convertJson,
+                      "Print the outcome and what the target could not carry as JSON");
     convert->add_option("--import-options", importOptions,
                         "Import option string for IN's suffix, e.g. enable_metadata=false");
     convert->add_option("--export-options", exportOptions,
                         "Export option string for OUT's suffix, e.g. "
                         "qdx_format=ascii,qdx_version=QDX300");
-    convert->fallthrough();
+    convert->footer("Ends with a summary of what the target format could not carry. An output "
+                    "reached through a symbolic link is written where the link points, and an "
+                    "existing file keeps its mode. The input is never overwritten.\n" +
+                    std::string(kExitCodes));
 
+    auto* validate = app.add_subcommand(
+        "validate", "Check scenes: index ranges, mapping counts, NaN and infinite values, "
+                    "missing textures, empty connections, degenerate polygons");
+    std::vector<std::string> validateFiles;
+    bool validateJson = false;
+    validate->add_option("FILE", validateFiles, "Scene files to check")->required();
+    validate->add_flag("--json", validateJson, "Print the report as JSON");
+    validate->add_option("--import-options", importOptions, "Import option string");
+    validate->footer("Exit code 1 when a file has errors or cannot be read; warnings alone "
+                     "give 0.\n" +
+                     std::string(kExitCodes));
+
+    auto* render = app.add_subcommand(
+        "render", "Draw a scene into an image with the program's own software rasterizer");
+    std::string renderFile, renderOut, renderCamera, renderSize = "800x600";
+    render->add_option("FILE", renderFile, "Scene file")->required();
+    render->add_option("-o,--output", renderOut, "Image to write (PNG, JPEG, TIFF, ...)")
+        ->required();
+    render->add_option("--camera", renderCamera,
+                       "Name of the scene's camera to look through (default: the scene's first "
+                       "camera, or a view framing the bounding box)");
+    render->add_option("--size", renderSize, "Image size WxH")->capture_default_str();
+    render->add_option("--import-options", importOptions, "Import option string");
+    render->footer(kExitCodes);
+
+    // Global options may also follow the command.
+    for (CLI::App* sub : {formats, import, convert, validate, render})
+        sub->fallthrough();
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         int code = app.exit(e);
-        return code == 0 ? 0 : 2;
+        return code == 0 ? ExitCode::Success : ExitCode::Usage;
     }
-
-    std::string err = prepare(s);
-    if (!err.empty()) return fail(err);
-    if (!importOptions.empty()) setOptionsForFile(*convert ? convIn : inFile, importOptions, true);
-    if (!exportOptions.empty()) setOptionsForFile(convOut, exportOptions, false);
+    Messages msg(s);
+    std::string err = prepare(s, msg);
+    if (!err.empty()) {
+        msg.error(err);
+        return ExitCode::Usage;
+    }
 
     if (*formats) return runFormats(formatsJson);
 
     if (*import) {
-        osg::NodePtr node = importFile(inFile, !s.noProgress, err);
-        if (!node) return fail(err);
-        if (asJson && stats) {
-            nlohmann::json j;
-            j["tree"] = describeTree(node);
-            j["statistics"] = describeStatistics(node);
-            std::cout << j.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << "\n";
-        } else if (asJson) {
-            std::cout << describeTree(node).dump(2, ' ', false,
-                                                 nlohmann::json::error_handler_t::replace)
-                      << "\n";
-        } else if (stats) {
-            printStatistics(std::cout, describeStatistics(node));
-        } else {
-            printTree(std::cout, describeTree(node));
-        }
-        return 0;
+        std::vector<std::string> files = expandPatterns(importFiles);
+        for (const auto& f : files)
+            if (!importOptions.empty()) setOptionsForFile(f, importOptions, true);
+        return runImport(files, asJson, stats, s, msg);
     }
 
     if (*convert) {
-        auto& h = osg::SceneFileHandler::the();
-        osg::SceneFileType* writer = h.getFileTypeForFile(convOut.c_str());
-        if (!writer || !writer->canWrite())
-            return fail("no plug-in writes this suffix: '" + convOut + "' (see 'kestrel formats')");
-        osg::NodePtr node = importFile(convIn, !s.noProgress, err);
-        if (!node) return fail(err);
-        bool ok;
-        {
-            PluginOutputToStderr quiet;
-            ProgressBar bar(convOut, !s.noProgress);
-            ok = h.write(node, convOut.c_str());
+        std::vector<ConvertJob> jobs;
+        if (outDir.empty()) {
+            if (convertFiles.size() != 2) {
+                msg.error("convert takes IN OUT, or several inputs with -o DIR");
+                return ExitCode::Usage;
+            }
+            jobs.push_back({convertFiles[0], convertFiles[1]});
+        } else {
+            std::error_code ec;
+            if (!fs::is_directory(outDir, ec)) {
+                msg.error("output folder '" + outDir + "' does not exist");
+                return ExitCode::Usage;
+            }
+            std::string suffix = outSuffix;
+            if (!suffix.empty() && suffix[0] == '.') suffix.erase(0, 1);
+            for (const auto& in : expandPatterns(convertFiles))
+                jobs.push_back(
+                    {in,
+                     (fs::path(outDir) / (fs::path(in).stem().string() + "." + suffix)).string()});
         }
-        if (!ok) return fail(h.getLastError());
-        std::cout << "wrote " << convOut << "\n";
-        return 0;
+        for (const auto& j : jobs) {
+            if (!importOptions.empty()) setOptionsForFile(j.in, importOptions, true);
+            if (!exportOptions.empty()) setOptionsForFile(j.out, exportOptions, false);
+        }
+        return runConvert(jobs, noClobber, convertJson, s, msg);
     }
-    return 0;
+
+    if (*validate) {
+        std::vector<std::string> files = expandPatterns(validateFiles);
+        for (const auto& f : files)
+            if (!importOptions.empty()) setOptionsForFile(f, importOptions, true);
+        return runValidate(files, validateJson, s, msg);
+    }
+
+    if (*render) {
+        unsigned w = 0, h = 0;
+        if (!parseSize(renderSize, w, h)) {
+            msg.error("--size takes WxH with sides from 1 to 16384, not '" + renderSize + "'");
+            return ExitCode::Usage;
+        }
+        if (!importOptions.empty()) setOptionsForFile(renderFile, importOptions, true);
+        return runRender(renderFile, renderOut, renderCamera, w, h, s, msg);
+    }
+    return ExitCode::Success;
 }
 
 int main(int argc, char** argv) {
     try {
         return run(argc, argv);
     } catch (const std::exception& e) {
-        return fail(std::string("unexpected error: ") + e.what());
+        std::cerr << "kestrel: unexpected error: " << e.what() << "\n";
     } catch (...) {
-        return fail("unexpected error");
+        std::cerr << "kestrel: unexpected error\n";
     }
+    return ExitCode::Failure;
 }

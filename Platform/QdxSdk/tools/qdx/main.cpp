@@ -1,14 +1,18 @@
 // qdx: inspect and convert Qdx files.
-//   qdx info FILE
+//   qdx info FILE [--json]
 //   qdx dump FILE [--json]
 //   qdx convert IN OUT --format NAME --version V   (NAME: a writer format's name)
-// Exit codes: 0 success, 1 bad command line, 2 unreadable input, 3 failed write.
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <unistd.h>
 
 #include "qdxsdk/qdxsdk.h"
 
@@ -16,7 +20,19 @@ using namespace qdxsdk;
 using nlohmann::ordered_json;
 
 namespace {
-enum ExitCode { kOk = 0, kUsage = 1, kReadFailed = 2, kWriteFailed = 3 };
+// 0 success, 1 the work failed, 2 wrong usage.
+enum ExitCode { kOk = 0, kFailed = 1, kUsage = 2 };
+const char* kExitCodes = "Exit codes: 0 success, 1 the work failed, 2 wrong usage.";
+
+// Empty when the file can be opened, else the system's reason.
+std::string Unreadable(const std::string& file) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(file, ec)) return std::strerror(EISDIR);
+    errno = 0;
+    std::ifstream in(file, std::ios::binary);
+    if (!in) return std::strerror(errno ? errno : ENOENT);
+    return std::string();
+}
 
 struct Loaded {
     QdxManager* manager = nullptr;
@@ -29,6 +45,10 @@ struct Loaded {
 };
 
 bool Load(const std::string& file, Loaded& out) {
+    if (std::string why = Unreadable(file); !why.empty()) {
+        std::cerr << "qdx: cannot read '" << file << "': " << why << "\n";
+        return false;
+    }
     out.manager = QdxManager::Create();
     out.scene = QdxScene::Create(out.manager, "");
     QdxImporter* importer = QdxImporter::Create(out.manager, "");
@@ -128,38 +148,70 @@ ordered_json DumpJson(QdxScene* scene) {
     return {{"objects", objects}, {"connections", connections}};
 }
 
-int Info(const std::string& file) {
+int Info(const std::string& file, bool json) {
     Loaded l;
-    if (!Load(file, l)) return kReadFailed;
+    if (!Load(file, l)) return kFailed;
     std::map<std::string, int> counts;
     for (int i = 0; i < l.scene->GetMemberCount(); ++i)
         ++counts[l.scene->GetMember(i)->GetClassId().GetName()];
+    QdxGlobalSettings& gs = l.scene->GetGlobalSettings();
+    ordered_json j;
+    j["file"] = file;
+    j["flavour"] = l.flavour;
+    j["version"] = l.version;
+    j["objects"] = l.scene->GetMemberCount() + 1;
+    j["classes"] = counts;
+    j["unit"] = gs.GetSystemUnit().GetScaleFactorAsString().Buffer();
+    j["centimetersPerUnit"] = gs.GetSystemUnit().GetScaleFactor();
+    j["frameRate"] = gs.GetFrameRate();
+    if (QdxDocumentInfo* info = l.scene->GetDocumentInfo()) {
+        auto app = [](const QdxString& vendor, const QdxString& name, const QdxString& version,
+                      const QdxDateTime& when) {
+            return ordered_json{{"vendor", vendor.Buffer()},
+                                {"application", name.Buffer()},
+                                {"version", version.Buffer()},
+                                {"dateTime", when.toString()}};
+        };
+        j["document"] = {
+            {"title", info->mTitle.Buffer()},
+            {"author", info->mAuthor.Buffer()},
+            {"createdWith",
+             app(info->Original_ApplicationVendor.Get(), info->Original_ApplicationName.Get(),
+                 info->Original_ApplicationVersion.Get(), info->Original_DateTime_GMT.Get())},
+            {"lastSavedWith",
+             app(info->LastSaved_ApplicationVendor.Get(), info->LastSaved_ApplicationName.Get(),
+                 info->LastSaved_ApplicationVersion.Get(), info->LastSaved_DateTime_GMT.Get())}};
+    }
+    if (json) {
+        std::cout << j.dump(2, ' ', false, ordered_json::error_handler_t::replace) << "\n";
+        return kOk;
+    }
     std::printf("file:     %s\nflavour:  %s\nversion:  %s\nobjects:  %d\n", file.c_str(),
-                l.flavour.c_str(), l.version.c_str(), l.scene->GetMemberCount() + 1);
+                j["flavour"].get<std::string>().c_str(), j["version"].get<std::string>().c_str(),
+                l.scene->GetMemberCount() + 1);
     for (const auto& [name, n] : counts)
         std::printf("  %-28s %d\n", name.c_str(), n);
-    QdxGlobalSettings& gs = l.scene->GetGlobalSettings();
-    std::printf("unit:     %s\nframe rate: %g\n",
-                gs.GetSystemUnit().GetScaleFactorAsString().Buffer(), gs.GetFrameRate());
-    if (QdxDocumentInfo* info = l.scene->GetDocumentInfo()) {
-        std::printf("document:\n  title: %s\n  author: %s\n  created with: %s %s %s (%s)\n"
-                    "  last saved with: %s %s %s (%s)\n",
-                    info->mTitle.Buffer(), info->mAuthor.Buffer(),
-                    info->Original_ApplicationVendor.Get().Buffer(),
-                    info->Original_ApplicationName.Get().Buffer(),
-                    info->Original_ApplicationVersion.Get().Buffer(),
-                    info->Original_DateTime_GMT.Get().toString().c_str(),
-                    info->LastSaved_ApplicationVendor.Get().Buffer(),
-                    info->LastSaved_ApplicationName.Get().Buffer(),
-                    info->LastSaved_ApplicationVersion.Get().Buffer(),
-                    info->LastSaved_DateTime_GMT.Get().toString().c_str());
+    std::printf("unit:     %s\nframe rate: %g\n", j["unit"].get<std::string>().c_str(),
+                gs.GetFrameRate());
+    if (j.contains("document")) {
+        const ordered_json& d = j["document"];
+        auto line = [](const char* label, const ordered_json& a) {
+            std::printf("  %s: %s %s %s (%s)\n", label, a["vendor"].get<std::string>().c_str(),
+                        a["application"].get<std::string>().c_str(),
+                        a["version"].get<std::string>().c_str(),
+                        a["dateTime"].get<std::string>().c_str());
+        };
+        std::printf("document:\n  title: %s\n  author: %s\n", d["title"].get<std::string>().c_str(),
+                    d["author"].get<std::string>().c_str());
+        line("created with", d["createdWith"]);
+        line("last saved with", d["lastSavedWith"]);
     }
     return kOk;
 }
 
 int Dump(const std::string& file, bool json) {
     Loaded l;
-    if (!Load(file, l)) return kReadFailed;
+    if (!Load(file, l)) return kFailed;
     ordered_json d = DumpJson(l.scene);
     if (json) {
         std::cout << d.dump(1, ' ', false, ordered_json::error_handler_t::replace) << "\n";
@@ -187,16 +239,24 @@ int Dump(const std::string& file, bool json) {
 int Convert(const std::string& in, const std::string& out, const std::string& format,
             const std::string& version) {
     Loaded l;
-    if (!Load(in, l)) return kReadFailed;
+    if (!Load(in, l)) return kFailed;
     QdxExporter* exporter = QdxExporter::Create(l.manager, "");
     int index = l.manager->GetIOPluginRegistry()->FindFormatIDByName(format.c_str());
     std::string v = version.empty() ? "QDX300" : version;
     if (v.size() == 1) v = "QDX" + v + "00";
     if (!exporter->Initialize(out.c_str(), index) || !exporter->SetFileExportVersion(v.c_str()) ||
         !exporter->Export(l.scene)) {
-        std::cerr << "qdx: cannot write '" << out << "': " << exporter->GetStatus().GetErrorString()
-                  << "\n";
-        return kWriteFailed;
+        std::string why = exporter->GetStatus().GetErrorString();
+        // The folder's own refusal says more than the exporter's status.
+        std::filesystem::path folder = std::filesystem::path(out).parent_path();
+        if (folder.empty()) folder = ".";
+        std::error_code ec;
+        if (!std::filesystem::is_directory(folder, ec))
+            why = std::strerror(ENOENT);
+        else if (::access(folder.c_str(), W_OK | X_OK) != 0)
+            why = std::strerror(errno);
+        std::cerr << "qdx: cannot write '" << out << "': " << why << "\n";
+        return kFailed;
     }
     return kOk;
 }
@@ -204,12 +264,15 @@ int Convert(const std::string& in, const std::string& out, const std::string& fo
 
 int main(int argc, char** argv) {
     CLI::App app{"Inspect and convert Qdx scene files"};
+    app.footer(kExitCodes);
     app.require_subcommand(1);
+    app.set_version_flag("--version", std::string("qdx ") + QDX_TOOL_VERSION);
     std::string file, in, out, format = "binary", version;
     bool json = false;
     auto* info = app.add_subcommand(
         "info", "Print flavour, version, object counts and document information");
     info->add_option("FILE", file, "Qdx file")->required();
+    info->add_flag("--json", json, "Print JSON");
     auto* dump = app.add_subcommand("dump", "Print every object, property and connection");
     dump->add_option("FILE", file, "Qdx file")->required();
     dump->add_flag("--json", json, "Print JSON");
@@ -230,11 +293,11 @@ int main(int argc, char** argv) {
         return code == 0 ? kOk : kUsage;
     }
     try {
-        if (*info) return Info(file);
+        if (*info) return Info(file, json);
         if (*dump) return Dump(file, json);
         return Convert(in, out, format, version);
     } catch (const std::exception& e) {
         std::cerr << "qdx: " << e.what() << "\n";
-        return kReadFailed;
+        return kFailed;
     }
 }

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <filesystem>
 
+#include <nlohmann/json.hpp>
+
 #include "scene_builder.h"
 
 using namespace qdxtest;
@@ -42,12 +44,29 @@ TEST(QdxTool, InfoDumpConvertAndErrors) {
     qdxsdk::QdxScene* back = qdxsdk::QdxScene::Create(m, "");
     ASSERT_TRUE(ImportScene(back, dir + "/out.qdx"));
     EXPECT_EQ(CompareScenes(s, back), "");
-    EXPECT_EQ(RunTool("info " + dir + "/absent.qdx", &out), 2);
-    EXPECT_NE(out.find("absent.qdx"), std::string::npos);
-    EXPECT_EQ(RunTool("convert " + in + " " + dir + "/no/such/dir/x.qdx"), 3);
-    EXPECT_EQ(RunTool("convert " + in + " x --format weird"), 1);
+    // One exit-code scheme: 1 the work failed (with the system's reason),
+    // 2 wrong usage.
+    EXPECT_EQ(RunTool("info " + dir + "/absent.qdx", &out), 1);
+    EXPECT_NE(out.find("absent.qdx': No such file or directory"), std::string::npos) << out;
+    EXPECT_EQ(RunTool("info " + dir, &out), 1);
+    EXPECT_NE(out.find("Is a directory"), std::string::npos) << out;
+    EXPECT_EQ(RunTool("convert " + in + " " + dir + "/no/such/dir/x.qdx", &out), 1);
+    EXPECT_NE(out.find("No such file or directory"), std::string::npos) << out;
+    EXPECT_EQ(RunTool("convert " + in + " x --format weird"), 2);
+    EXPECT_EQ(RunTool("info", &out), 2);
     EXPECT_EQ(RunTool("--help", &out), 0);
     EXPECT_NE(out.find("convert"), std::string::npos);
+    EXPECT_NE(out.find("0 success, 1 the work failed, 2 wrong usage"), std::string::npos);
+    EXPECT_EQ(RunTool("--version", &out), 0);
+    EXPECT_NE(out.find("qdx "), std::string::npos);
+
+    std::string text;
+    ASSERT_EQ(RunTool("info --json " + in + " 2>/dev/null", &text), 0);
+    auto info = nlohmann::json::parse(text, nullptr, false);
+    ASSERT_FALSE(info.is_discarded()) << text;
+    EXPECT_EQ(info["flavour"], "binary");
+    EXPECT_EQ(info["version"], "QDX200");
+    EXPECT_GT(info["classes"]["QdxMesh"].get<int>(), 0);
     m->Destroy();
     std::filesystem::remove_all(dir);
 }

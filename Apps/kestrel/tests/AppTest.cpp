@@ -1,7 +1,6 @@
 // The kestrel program end to end, through its command line, with the
 // test-only plug-in module loaded from its own folder.
 #include <algorithm>
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <fstream>
@@ -12,34 +11,12 @@
 
 #include <kestrel/osg/Image.h>
 
-#include "TestUtil.h"
+#include "AppSupport.h"
 
 namespace {
 
-struct AppRun {
-    int code;
-    std::string out, err;
-};
-
 AppRun run(const std::string& args, const std::string& env = "") {
-    TempDir dir;
-    std::string errFile = dir.file("stderr");
-    std::string cmd =
-        env + (env.empty() ? "" : " ") + "'" KESTREL_APP_PATH "' " + args + " 2>'" + errFile + "'";
-    AppRun r{-1, "", ""};
-    FILE* p = popen(cmd.c_str(), "r");
-    if (!p) return r;
-    char buf[4096];
-    std::size_t n;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-        r.out.append(buf, n);
-    int status = pclose(p);
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    std::ifstream e(errFile);
-    std::stringstream ss;
-    ss << e.rdbuf();
-    r.err = ss.str();
-    return r;
+    return runApp(args, env);
 }
 
 const std::string kPlugins = "--plugin-dir '" KESTREL_TEST_PLUGIN_DIR "' ";
@@ -65,14 +42,21 @@ void writeTexturedScene(const TempDir& dir) {
 } // namespace
 
 TEST(KestrelApp, HelpWorksForEveryCommand) {
-    for (const char* c : {"--help", "formats --help", "import --help", "convert --help"}) {
+    for (const char* c : {"--help", "formats --help", "import --help", "convert --help",
+                          "validate --help", "render --help"}) {
         AppRun r = run(c);
         EXPECT_EQ(r.code, 0) << c;
         EXPECT_NE(r.out.find("Usage"), std::string::npos) << c;
     }
-    AppRun none = run("");
-    EXPECT_NE(none.code, 0);
-    EXPECT_NE(run("import").code, 0); // FILE is required
+    EXPECT_EQ(run("").code, 2);
+    EXPECT_EQ(run("import").code, 2); // FILE is required
+    EXPECT_EQ(run("--no-such-flag formats").code, 2);
+    EXPECT_EQ(run("render x.ktst -o y.png --size 0x5").code, 2);
+    AppRun help = run("--help");
+    EXPECT_NE(help.out.find("0 success, 1 the work failed, 2 wrong usage"), std::string::npos);
+    AppRun version = run("--version");
+    EXPECT_EQ(version.code, 0);
+    EXPECT_NE(version.out.find("kestrel "), std::string::npos) << version.out;
 }
 
 TEST(KestrelApp, FormatsListsTypesFromLoadedPlugins) {
@@ -164,7 +148,7 @@ TEST(KestrelApp, FailuresGiveMessagesAndNonZeroExitCodes) {
 
     AppRun missing = run(kPlugins + "import '" + dir.file("missing.ktst") + "'");
     EXPECT_EQ(missing.code, 1);
-    EXPECT_NE(missing.err.find("cannot open"), std::string::npos) << missing.err;
+    EXPECT_NE(missing.err.find("No such file or directory"), std::string::npos) << missing.err;
 
     AppRun broken = run(kPlugins + "import '" + dir.file("broken.ktst") + "'");
     EXPECT_EQ(broken.code, 1);
@@ -176,9 +160,28 @@ TEST(KestrelApp, FailuresGiveMessagesAndNonZeroExitCodes) {
     EXPECT_NE(badOut.err.find("no plug-in writes this suffix"), std::string::npos) << badOut.err;
 
     AppRun badUnit = run(kPlugins + "--unit parsec formats");
-    EXPECT_EQ(badUnit.code, 1);
+    EXPECT_EQ(badUnit.code, 2);
     EXPECT_NE(badUnit.err.find("unknown length unit"), std::string::npos);
     AppRun badOption = run(kPlugins + "formats --options nosuffix");
-    EXPECT_EQ(badOption.code, 1);
+    EXPECT_EQ(badOption.code, 2);
     EXPECT_NE(badOption.err.find("SUFFIX=OPTIONS"), std::string::npos);
+}
+
+TEST(KestrelApp, VeryDeepHierarchiesPrintWithoutRecursion) {
+    // Each group is the child of the one before; a recursive printer would
+    // exhaust the stack long before the end.
+    TempDir dir;
+    {
+        std::ofstream f(dir.file("deep.ktst"));
+        f << "ktst 1\n";
+        for (int i = 0; i < 50000; ++i)
+            f << "group G" << i << " " << i - 1 << " 0 0 1\n";
+    }
+    AppRun tree = run(kPlugins + "import '" + dir.file("deep.ktst") + "'");
+    ASSERT_EQ(tree.code, 0) << tree.err.substr(0, 400);
+    EXPECT_NE(tree.out.find("G49999 [Transform3D]"), std::string::npos);
+    AppRun j = run(kPlugins + "import --json --stats '" + dir.file("deep.ktst") + "'");
+    ASSERT_EQ(j.code, 0) << j.err.substr(0, 400);
+    EXPECT_NE(j.out.find("\"G49999\""), std::string::npos);
+    EXPECT_NE(j.out.find("\"nodes\": 50000"), std::string::npos);
 }
