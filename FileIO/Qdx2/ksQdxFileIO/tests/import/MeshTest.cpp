@@ -83,7 +83,8 @@ TEST_F(MeshTest, PolygonsAreSplitIntoOneChildPerMaterial) {
     EXPECT_EQ(positions->getValue(4), osg::Pnt3f(2.f, 0.f, 0.f));
     // Vertex colours never reach the per-material children.
     EXPECT_FALSE(first->getTexSlot(7));
-    EXPECT_EQ(first->getIndexMapping(), std::vector<osg::UInt16>{osg::MapPosition});
+    EXPECT_EQ(first->getIndexMapping(),
+              std::vector<osg::UInt16>{osg::MapPosition | osg::MapNormal});
 }
 
 TEST_F(MeshTest, FewerThanTwoMaterialEntriesGiveOneGeometryWithSlotZero) {
@@ -130,8 +131,8 @@ TEST_F(MeshTest, UVSetsTakeReservedSlotsThenTheSmallestFreeOne) {
         EXPECT_EQ(uv->size(), 12u);
         EXPECT_EQ(uv->getValue(5), osg::Vec2f(tag, 5.f)) << slot;
     }
-    EXPECT_EQ(three->getIndexMapping()[0],
-              osg::MapPosition | osg::MapTexCoords | osg::MapTexCoords1 | osg::MapTexCoords2);
+    EXPECT_EQ(three->getIndexMapping()[0], osg::MapPosition | osg::MapNormal | osg::MapTexCoords |
+                                               osg::MapTexCoords1 | osg::MapTexCoords2);
 
     // "UV Set 4" keeps slot 3; a, b, c, d fill 0, 1, 2, 4; e is dropped.
     auto six = r.geometry("Six");
