@@ -64,6 +64,87 @@ template <class T> bool QdxLayerElementTemplate<T>::GetValue(int element, T& val
     return true;
 }
 
+bool QdxLayerElement::MapsPolygonVertices() const {
+    switch (GetMappingMode()) {
+    case eByControlPoint:
+    case eByPolygonVertex:
+    case eByPolygon:
+    case eAllSame:
+        return true;
+    default:
+        return false;
+    }
+}
+
+int QdxLayerElement::GetMappedIndex(int polygon, int polygonVertex, int controlPoint) const {
+    switch (GetMappingMode()) {
+    case eByControlPoint:
+        return controlPoint;
+    case eByPolygonVertex:
+        return polygonVertex;
+    case eByPolygon:
+        return polygon;
+    case eAllSame:
+        return 0;
+    default:
+        return -1;
+    }
+}
+
+template <class T>
+int QdxLayerElementTemplate<T>::GetCornerIndex(int polygon, int polygonVertex,
+                                               int controlPoint) const {
+    int i = GetMappedIndex(polygon, polygonVertex, controlPoint);
+    if (i < 0) return -1;
+    return GetReferenceMode() == eDirect ? i : mIndex.GetAt(i);
+}
+
+template <class T>
+int QdxLayerElementTemplate<T>::GetCornerDirectIndex(int polygon, int polygonVertex,
+                                                     int controlPoint) const {
+    int i = GetCornerIndex(polygon, polygonVertex, controlPoint);
+    return i >= 0 && i < mDirect.GetCount() ? i : -1;
+}
+
+template <class T>
+bool QdxLayerElementTemplate<T>::GetPolygonVertexValue(const QdxMesh& mesh, int polygon, int corner,
+                                                       T& value) const {
+    value = T();
+    int polygonVertex, controlPoint;
+    if (!mesh.GetCorner(polygon, corner, polygonVertex, controlPoint)) return false;
+    int i = GetCornerDirectIndex(polygon, polygonVertex, controlPoint);
+    if (i < 0) return false;
+    value = mDirect.GetAt(i);
+    return true;
+}
+
+template <class T>
+bool QdxLayerElementTemplate<T>::GetPolygonVertexValues(const QdxMesh& mesh, std::vector<T>& values,
+                                                        std::vector<uint8_t>* unmapped,
+                                                        bool reverseCorners) const {
+    const int polygons = mesh.GetPolygonCount();
+    size_t total = 0;
+    for (int p = 0; p < polygons; ++p)
+        total += static_cast<size_t>(std::max(mesh.GetPolygonSize(p), 0));
+    values.assign(total, T());
+    if (unmapped) unmapped->assign(total, 1);
+    if (!MapsPolygonVertices()) return false;
+    size_t out = 0;
+    for (int p = 0; p < polygons; ++p) {
+        const int size = std::max(mesh.GetPolygonSize(p), 0);
+        for (int k = 0; k < size; ++k, ++out) {
+            int polygonVertex, controlPoint;
+            if (!mesh.GetCorner(p, reverseCorners ? size - 1 - k : k, polygonVertex, controlPoint))
+                continue;
+            int i = GetCornerDirectIndex(p, polygonVertex, controlPoint);
+            if (i < 0) continue;
+            values[out] = mDirect.GetAt(i);
+            if (unmapped) (*unmapped)[out] = 0;
+        }
+    }
+    return true;
+}
+
 template class QdxLayerElementTemplate<QdxVector4>;
 template class QdxLayerElementTemplate<QdxVector2>;
 template class QdxLayerElementTemplate<QdxColor>;
@@ -538,52 +619,38 @@ void QdxMesh::AddPolygons(const int* sizes, int count, const int* vertices) {
     verts.insert(verts.end(), vertices, vertices + total);
 }
 
-namespace {
-// Element index of a corner for an element's mapping mode, before the
-// reference mode is applied; -1 when the mapping does not address it.
-int MappedIndex(const QdxMesh* mesh, const QdxLayerElement* e, int p, int c) {
-    switch (e->GetMappingMode()) {
-    case QdxLayerElement::eByControlPoint:
-        return mesh->GetPolygonVertex(p, c);
-    case QdxLayerElement::eByPolygonVertex: {
-        int start = mesh->GetPolygonVertexIndex(p);
-        int size = mesh->GetPolygonSize(p);
-        return start >= 0 && c >= 0 && c < size ? start + c : -1;
-    }
-    case QdxLayerElement::eByPolygon:
-        return p >= 0 && p < mesh->GetPolygonCount() ? p : -1;
-    case QdxLayerElement::eAllSame:
-        return 0;
-    default:
-        return -1;
-    }
+bool QdxMesh::GetCorner(int p, int c, int& polygonVertex, int& controlPoint) const {
+    QDX_MESH_ARRAYS
+    polygonVertex = controlPoint = -1;
+    int size = GetPolygonSize(p);
+    if (size < 0 || c < 0 || c >= size) return false;
+    size_t at = static_cast<size_t>(starts[static_cast<size_t>(p)]) + static_cast<size_t>(c);
+    if (at >= verts.size()) return false;
+    polygonVertex = static_cast<int>(at);
+    controlPoint = verts[at];
+    return true;
 }
-} // namespace
 
 bool QdxMesh::GetPolygonVertexNormal(int p, int c, QdxVector4& normal) const {
-    QdxLayerElementNormal* e = GetElementNormal();
-    if (!e) return false;
-    int i = MappedIndex(this, e, p, c);
-    return i >= 0 && e->GetValue(i, normal);
+    normal = QdxVector4();
+    const QdxLayerElementNormal* e = GetElementNormal();
+    return e && e->GetPolygonVertexValue(*this, p, c, normal);
 }
 
 bool QdxMesh::GetPolygonVertexUV(int p, int c, const char* name, QdxVector2& uv,
                                  bool& unmapped) const {
-    unmapped = false;
-    QdxLayerElementUV* e = GetElementUV(name);
-    if (!e) return false;
-    int i = MappedIndex(this, e, p, c);
-    if (i < 0) return false;
-    if (e->GetReferenceMode() != QdxLayerElement::eDirect) {
-        i = e->GetIndexArray().GetAt(i);
-        if (i < 0) {
-            unmapped = true;
-            return true;
-        }
-    }
-    if (i >= e->GetDirectArray().GetCount()) return false;
-    uv = e->GetDirectArray().GetAt(i);
+    uv = QdxVector2();
+    unmapped = true;
+    const QdxLayerElementUV* e = GetElementUV(name);
+    if (!e || !e->MapsPolygonVertices()) return false;
+    unmapped = !e->GetPolygonVertexValue(*this, p, c, uv);
     return true;
+}
+
+bool QdxMesh::GetPolygonVertexColor(int p, int c, QdxColor& color) const {
+    color = QdxColor();
+    const QdxLayerElementVertexColor* e = GetElementVertexColor();
+    return e && e->GetPolygonVertexValue(*this, p, c, color);
 }
 
 bool QdxMesh::GetTextureUV(QdxLayerElementArrayTemplate<QdxVector2>** array,
@@ -598,10 +665,9 @@ bool QdxMesh::GetTextureUV(QdxLayerElementArrayTemplate<QdxVector2>** array,
 
 int QdxMesh::GetTextureUVIndex(int p, int c, QdxLayerElement::EType type) const {
     QdxLayerElementUV* e = GetLayerCount() > 0 ? GetLayer(0)->GetUVs(type) : nullptr;
-    if (!e) return -1;
-    int i = MappedIndex(this, e, p, c);
-    if (i < 0) return -1;
-    return e->GetReferenceMode() == QdxLayerElement::eDirect ? i : e->GetIndexArray().GetAt(i);
+    int polygonVertex, controlPoint;
+    if (!e || !GetCorner(p, c, polygonVertex, controlPoint)) return -1;
+    return e->GetCornerIndex(p, polygonVertex, controlPoint);
 }
 
 bool QdxMesh::GetMaterialIndices(QdxLayerElementArrayTemplate<int>** array) const {

@@ -2,13 +2,16 @@
 // surfaces, deformers (skins with clusters, vertex caches).
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "qdxsdk/attributes.h"
 
 namespace qdxsdk {
 
 class QdxLayerContainer;
+class QdxMesh;
 class QdxNode;
 
 // Per-element data of a geometry layer, mapped onto the geometry.
@@ -68,6 +71,15 @@ public:
     // Where the element sits: layer index and slot (an EType), or -1.
     int GetLayerIndex() const { return LayerIndex.Get(); }
     EType GetLayerSlot() const { return static_cast<EType>(LayerSlot.Get()); }
+
+    // True for the mapping modes a mesh corner can be looked up by: by
+    // control point, by polygon vertex, by polygon and all same.
+    bool MapsPolygonVertices() const;
+    // Element index of a mesh corner under the mapping mode, before the
+    // reference mode applies. The corner is given by its polygon, its
+    // position in the mesh's polygon-vertex array and its control point.
+    // -1 when the mapping mode does not map corners.
+    int GetMappedIndex(int polygon, int polygonVertex, int controlPoint) const;
 
     QdxPropertyT<int> MappingMode, ReferenceMode, LayerIndex, LayerSlot;
 };
@@ -183,6 +195,31 @@ public:
     const QdxLayerElementArrayTemplate<int>& GetIndexArray() const { return mIndex; }
     // The direct value of an element index with the reference mode applied.
     bool GetValue(int elementIndex, T& value) const;
+
+    // Mesh corner lookups. Every one of them, and the mesh's per-corner
+    // normal, UV and colour calls, resolves a corner through
+    // GetCornerDirectIndex, so they agree corner by corner.
+    //
+    // Index of a mesh corner (see GetMappedIndex) with the reference mode
+    // applied (eIndex and eIndexToDirect both go through the index array).
+    // -1 when unmapped or the index array holds no entry there; otherwise it
+    // may still lie past the direct array.
+    int GetCornerIndex(int polygon, int polygonVertex, int controlPoint) const;
+    // As GetCornerIndex, and -1 unless the index addresses a direct entry.
+    int GetCornerDirectIndex(int polygon, int polygonVertex, int controlPoint) const;
+    // Value of corner `corner` of polygon `polygon` of `mesh`. A corner
+    // without a value (polygon or corner out of range, mapping mode that
+    // cannot map corners, missing or negative index, index past the direct
+    // array) gives T() and false.
+    bool GetPolygonVertexValue(const QdxMesh& mesh, int polygon, int corner, T& value) const;
+    // Values of every polygon corner of `mesh`, in polygon order and, within
+    // a polygon, corner order (last to first with reverseCorners). A corner
+    // without a value gets T() and, when `unmapped` is given, a 1 at its
+    // position there (0 otherwise). False, with every value T() and every
+    // corner unmapped, when the mapping mode cannot map corners.
+    bool GetPolygonVertexValues(const QdxMesh& mesh, std::vector<T>& values,
+                                std::vector<uint8_t>* unmapped = nullptr,
+                                bool reverseCorners = false) const;
 
 protected:
     QdxLayerElementTemplate(QdxManager& manager, const char* name);
@@ -356,6 +393,9 @@ public:
     // Control point of a corner, -1 when polygon or corner is out of range.
     int GetPolygonVertex(int polygon, int corner) const;
     int GetPolygonVertexIndex(int polygon) const; // first corner's index
+    // A corner's position in the polygon-vertex array and its control point;
+    // false (both -1) when polygon or corner is out of range.
+    bool GetCorner(int polygon, int corner, int& polygonVertex, int& controlPoint) const;
     int GetPolygonVertexCount() const;
     int* GetPolygonVertices();
     const int* GetPolygonVertices() const;
@@ -371,9 +411,20 @@ public:
     // Appends polygons in bulk: sizes[i] corners each, corner indices packed.
     void AddPolygons(const int* sizes, int polygonCount, const int* vertices);
 
+    // Per-corner values; see QdxLayerElementTemplate::GetPolygonVertexValue
+    // for when a corner has none.
+    // Normal of a corner from the first normal element. False with a zero
+    // normal when the mesh has no normal element or the corner has none.
     bool GetPolygonVertexNormal(int polygon, int corner, QdxVector4& normal) const;
+    // UV of a corner from the named UV set. False (and unmapped) when the
+    // mesh has no such set or its mapping mode cannot map corners. Otherwise
+    // true; a corner without a value, an index past the UV data included,
+    // is unmapped with UV (0, 0).
     bool GetPolygonVertexUV(int polygon, int corner, const char* uvSetName, QdxVector2& uv,
                             bool& unmapped) const;
+    // Colour of a corner from the first vertex colour element. False with a
+    // default colour when there is none or the corner has none.
+    bool GetPolygonVertexColor(int polygon, int corner, QdxColor& color) const;
     bool GetTextureUV(QdxLayerElementArrayTemplate<QdxVector2>** array,
                       QdxLayerElement::EType type = QdxLayerElement::eTextureDiffuse);
     int GetTextureUVIndex(int polygon, int corner,
