@@ -103,6 +103,24 @@ double QdxGlobalSettings::GetFrameRate() const {
     return QdxTime::GetFrameRate(m == QdxTime::eDefaultMode ? QdxTime::eFrames30 : m);
 }
 
+void QdxGlobalSettings::SetFrameRate(double fps) {
+    QdxTime::EMode m = QdxTime::ConvertFrameRateToTimeMode(fps);
+    SetTimeMode(m);
+    if (m == QdxTime::eCustom) SetCustomFrameRate(fps);
+}
+
+// eCustom with an explicit rate converts at exactly that rate, whatever the
+// scene's own mode is.
+QdxTime QdxGlobalSettings::GetFrameTime(long long frame) const {
+    QdxTime t;
+    t.SetFrame(frame, QdxTime::eCustom, GetFrameRate());
+    return t;
+}
+
+long long QdxGlobalSettings::GetFrameCount(QdxTime time) const {
+    return time.GetFrameCount(QdxTime::eCustom, GetFrameRate());
+}
+
 void QdxGlobalSettings::SetTimelineDefaultTimeSpan(const QdxTimeSpan& span) {
     TimeSpanStart.Set(span.GetStart());
     TimeSpanStop.Set(span.GetStop());
@@ -110,6 +128,15 @@ void QdxGlobalSettings::SetTimelineDefaultTimeSpan(const QdxTimeSpan& span) {
 
 void QdxGlobalSettings::GetTimelineDefaultTimeSpan(QdxTimeSpan& span) const {
     span.Set(TimeSpanStart.Get(), TimeSpanStop.Get());
+}
+
+void QdxGlobalSettings::SetTimelineDefaultFrames(long long first, long long last) {
+    SetTimelineDefaultTimeSpan(QdxTimeSpan(GetFrameTime(first), GetFrameTime(last)));
+}
+
+void QdxGlobalSettings::GetTimelineDefaultFrames(long long& first, long long& last) const {
+    first = GetFrameCount(TimeSpanStart.Get());
+    last = GetFrameCount(TimeSpanStop.Get());
 }
 
 // ---------------------------------------------------------------- document info

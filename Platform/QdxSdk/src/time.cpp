@@ -58,8 +58,14 @@ double ModeRate(QdxTime::EMode mode) {
 } // namespace
 
 double QdxTime::GetFrameRate(EMode mode) {
+    return GetFrameRate(mode, gCustomRate);
+}
+
+double QdxTime::GetFrameRate(EMode mode, double customFrameRate) {
     if (mode == eDefaultMode) mode = gGlobalMode;
-    if (mode == eCustom) return gCustomRate;
+    if (mode == eCustom)
+        return std::isfinite(customFrameRate) && customFrameRate > 0 ? customFrameRate
+                                                                     : gCustomRate;
     double r = ModeRate(mode);
     return r > 0 ? r : 30.0;
 }
@@ -87,18 +93,30 @@ void QdxTime::SetSecondDouble(double seconds) {
 }
 
 double QdxTime::GetFrameCountPrecise(EMode mode) const {
-    return GetSecondDouble() * GetFrameRate(mode);
+    return GetFrameCountPrecise(mode, gCustomRate);
+}
+
+double QdxTime::GetFrameCountPrecise(EMode mode, double customFrameRate) const {
+    return GetSecondDouble() * GetFrameRate(mode, customFrameRate);
 }
 
 long long QdxTime::GetFrameCount(EMode mode) const {
-    double rate = GetFrameRate(mode);
+    return GetFrameCount(mode, gCustomRate);
+}
+
+long long QdxTime::GetFrameCount(EMode mode, double customFrameRate) const {
+    double rate = GetFrameRate(mode, customFrameRate);
     double ticksPerFrame = static_cast<double>(kTicksPerSecond) / rate;
     return static_cast<long long>(static_cast<double>(mTicks) / ticksPerFrame +
                                   1e-9 * (mTicks >= 0 ? 1 : -1));
 }
 
 void QdxTime::SetFrame(long long frame, EMode mode) {
-    double rate = GetFrameRate(mode);
+    SetFrame(frame, mode, gCustomRate);
+}
+
+void QdxTime::SetFrame(long long frame, EMode mode, double customFrameRate) {
+    double rate = GetFrameRate(mode, customFrameRate);
     double ticks = static_cast<double>(frame) * static_cast<double>(kTicksPerSecond) / rate;
     mTicks = static_cast<long long>(std::llround(ticks));
 }

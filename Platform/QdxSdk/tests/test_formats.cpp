@@ -322,3 +322,56 @@ TEST_F(Formats, ConcurrentNonBlockingImportsInSeparateManagers) {
     i3->Destroy();
     other->Destroy();
 }
+
+TEST_F(Formats, CustomFrameRatesStayWithTheirScene) {
+    // The process-wide custom rate is set to something else on purpose: no
+    // scene may pick it up, and no import may change it.
+    QdxTime::SetGlobalTimeMode(QdxTime::eCustom, 24.0);
+    for (double rate : {12.0, 15.0})
+        for (int format : {0, 1}) {
+            QdxScene* s = Fresh();
+            QdxGlobalSettings& gs = s->GetGlobalSettings();
+            gs.SetFrameRate(rate);
+            ASSERT_EQ(gs.GetTimeMode(), QdxTime::eCustom);
+            gs.SetTimelineDefaultFrames(6, 90);
+            QdxTimeSpan span;
+            gs.GetTimelineDefaultTimeSpan(span);
+            EXPECT_EQ(span.GetStop().GetSecondDouble(), 90.0 / rate);
+            std::string path = dir + "/rate.qdx", error;
+            ASSERT_TRUE(ExportScene(s, path, format, 3, &error)) << error;
+            QdxScene* back = Fresh();
+            ASSERT_TRUE(ImportScene(back, path, &error)) << error;
+            const QdxGlobalSettings& bg = back->GetGlobalSettings();
+            EXPECT_EQ(back->GetFrameRate(), rate) << "format " << format;
+            long long first = 0, last = 0;
+            bg.GetTimelineDefaultFrames(first, last);
+            EXPECT_EQ(first, 6);
+            EXPECT_EQ(last, 90);
+            EXPECT_EQ(bg.GetFrameCount(bg.GetFrameTime(-7)), -7);
+            EXPECT_EQ(QdxTime::GetFrameRate(QdxTime::eCustom), 24.0);
+            s->ForceKill();
+            back->ForceKill();
+        }
+
+    // Two scenes with different custom rates side by side.
+    QdxScene* a = Fresh();
+    QdxScene* b = Fresh();
+    a->GetGlobalSettings().SetFrameRate(12.0);
+    b->GetGlobalSettings().SetFrameRate(15.0);
+    EXPECT_EQ(a->GetGlobalSettings().GetFrameTime(30).GetSecondDouble(), 2.5);
+    EXPECT_EQ(b->GetGlobalSettings().GetFrameTime(30).GetSecondDouble(), 2.0);
+    std::string path = dir + "/b.qdx";
+    ASSERT_TRUE(ExportScene(b, path, 1, 3));
+    QdxScene* c = Fresh();
+    ASSERT_TRUE(ImportScene(c, path));
+    EXPECT_EQ(a->GetFrameRate(), 12.0);
+    EXPECT_EQ(c->GetFrameRate(), 15.0);
+    // Explicit custom rates in time conversions win over the process one.
+    QdxTime t;
+    t.SetFrame(24, QdxTime::eCustom, 12.0);
+    EXPECT_EQ(t.GetSecondDouble(), 2.0);
+    EXPECT_EQ(t.GetFrameCount(QdxTime::eCustom, 15.0), 30);
+    EXPECT_EQ(t.GetFrameCount(QdxTime::eCustom), 48);
+    QdxTime::SetGlobalTimeMode(QdxTime::eCustom, 30.0);
+    QdxTime::SetGlobalTimeMode(QdxTime::eFrames30);
+}

@@ -104,14 +104,28 @@ public:
     QdxSystemUnit GetSystemUnit() const;
     void SetOriginalSystemUnit(const QdxSystemUnit& unit);
     QdxSystemUnit GetOriginalSystemUnit() const;
+    // The scene's time mode and its custom rate (used when the mode is
+    // eCustom). Both are saved with the file; the custom rate belongs to this
+    // scene alone and never to the process (QdxTime::SetGlobalTimeMode).
     void SetTimeMode(QdxTime::EMode mode);
     QdxTime::EMode GetTimeMode() const;
     void SetCustomFrameRate(double fps);
     double GetCustomFrameRate() const;
-    // Frame rate of the time mode (the custom rate for eCustom).
+    // Frame rate of the time mode (the custom rate for eCustom; 30 fps when
+    // that rate is not finite and positive, and for eDefaultMode).
     double GetFrameRate() const;
+    // Sets the time mode of a rate in frames per second: a named mode when
+    // one matches, else eCustom with fps as the custom rate.
+    void SetFrameRate(double fps);
+    // Frames and times at the scene's frame rate (GetFrameRate): the time of
+    // a frame and the frame of a time (truncated towards zero).
+    QdxTime GetFrameTime(long long frame) const;
+    long long GetFrameCount(QdxTime time) const;
     void SetTimelineDefaultTimeSpan(const QdxTimeSpan& span);
     void GetTimelineDefaultTimeSpan(QdxTimeSpan& span) const;
+    // The default time span as frames at the scene's frame rate.
+    void SetTimelineDefaultFrames(long long first, long long last);
+    void GetTimelineDefaultFrames(long long& first, long long& last) const;
 
     QdxPropertyT<int> UpAxis, UpAxisSign, FrontAxis, FrontAxisSign, CoordSystem;
     QdxPropertyT<double> UnitScaleFactor, OriginalUnitScaleFactor;

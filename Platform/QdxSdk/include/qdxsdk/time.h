@@ -50,15 +50,31 @@ public:
     long long GetMilliSeconds() const { return mTicks / kTicksPerMillisecond; }
     void SetMilliSeconds(long long ms) { mTicks = ms * kTicksPerMillisecond; }
     // Frame number in a mode (truncated towards zero) and the time of a frame.
+    // eCustom uses the process-wide custom rate (see SetGlobalTimeMode); a
+    // scene's custom rate is its own, so code working on a scene passes it
+    // (QdxGlobalSettings::GetCustomFrameRate) or uses the settings' frame
+    // conversions.
     long long GetFrameCount(EMode mode = eDefaultMode) const;
     double GetFrameCountPrecise(EMode mode = eDefaultMode) const;
     void SetFrame(long long frame, EMode mode = eDefaultMode);
+    // The same with the custom rate given: customFrameRate is used when mode
+    // is eCustom (a rate that is not finite and positive falls back to the
+    // process-wide one) and ignored otherwise.
+    long long GetFrameCount(EMode mode, double customFrameRate) const;
+    double GetFrameCountPrecise(EMode mode, double customFrameRate) const;
+    void SetFrame(long long frame, EMode mode, double customFrameRate);
 
-    // Frames per second of a mode (eDefaultMode and eCustom use the global
-    // default mode, 30 fps unless changed).
+    // Frames per second of a mode. eDefaultMode stands for the global mode;
+    // eCustom gives the process-wide custom rate (30 fps unless changed),
+    // never a scene's: ask the scene's global settings for that.
     static double GetFrameRate(EMode mode);
+    // Frames per second of a mode with an explicit custom rate (used for
+    // eCustom when finite and positive).
+    static double GetFrameRate(EMode mode, double customFrameRate);
     // The mode whose frame rate is within precision of frameRate, else eCustom.
     static EMode ConvertFrameRateToTimeMode(double frameRate, double precision = 1e-8);
+    // The process-wide default mode and custom rate. Scenes do not read
+    // them: each scene keeps its mode and custom rate in its global settings.
     static void SetGlobalTimeMode(EMode mode, double customFrameRate = 0.0);
     static EMode GetGlobalTimeMode();
 
