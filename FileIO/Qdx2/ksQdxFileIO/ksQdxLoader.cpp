@@ -20,6 +20,7 @@
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/ksString.h>
 #include <kestrel/osg/Matrix.h>
+#include <kestrel/osg/Quaternion.h>
 #include <kestrel/osg/SceneFileHandler.h>
 #include <kestrel/osg/Skin.h>
 #include <kestrel/osg/Surface.h>
@@ -148,21 +149,8 @@ CornerUVs readCornerUVs(const QdxMesh* mesh, const std::string& name, osg::UInt3
         return result;
     result.skipUnmapped = mapping == QdxLayerElement::eByPolygonVertex;
     // Files with the "abc" suffix store per-corner UVs last corner first.
-    const bool reverse = result.skipUnmapped && reversed;
-    const auto total = static_cast<std::size_t>(std::max(mesh->GetPolygonVertexCount(), 0));
-    result.values.reserve(total);
-    result.unmapped.reserve(total);
-    const int polygonCount = mesh->GetPolygonCount();
-    for (int p = 0; p < polygonCount; ++p) {
-        const int size = mesh->GetPolygonSize(p);
-        for (int k = 0; k < size; ++k) {
-            QdxVector2 uv(0.0, 0.0);
-            bool unmapped = false;
-            mesh->GetPolygonVertexUV(p, reverse ? size - 1 - k : k, name.c_str(), uv, unmapped);
-            result.values.push_back(unmapped ? QdxVector2(0.0, 0.0) : uv);
-            result.unmapped.push_back(unmapped ? 1 : 0);
-        }
-    }
+    element->GetPolygonVertexValues(*mesh, result.values, &result.unmapped,
+                                    result.skipUnmapped && reversed);
     return result;
 }
 
@@ -618,7 +606,8 @@ osg::NodePtr ksQdxLoader::read() {
     preparePointCacheData(scene);
 
     // Frame rate, and animation ranges that only ever widen.
-    fps = QdxTime::GetFrameRate(globals.GetTimeMode());
+    // The scene's own rate, a custom one included.
+    fps = globals.GetFrameRate();
     std::printf("Input framerate: %f\n", fps);
     ksAnimManager& anim = ksAnimManager::the();
     anim.setFPS(fps);
@@ -890,30 +879,11 @@ osg::Vec3f ksQdxLoader::calculateRotationOrientation(QdxNode* node) const {
     const QdxVector4 pre = node->GetPreRotation(QdxNode::eDestinationPivot);
     const QdxVector4 post = node->GetPostRotation(QdxNode::eDestinationPivot);
     if (post[0] == 0.0 && post[1] == 0.0 && post[2] == 0.0) return toVec3f(pre);
-
-    // Rotation about each axis from its half angle, composed X first.
-    osg::Matrix axes[3];
-    for (int i = 0; i < 3; ++i) {
-        const float a = static_cast<float>(post[i]);
-        const float h = ((a + a) * 3.1415927f / 360.f) * 0.5f;
-        float q[3] = {0.f, 0.f, 0.f};
-        q[i] = std::sin(h);
-        axes[i] = osg::Quaternion(q[0], q[1], q[2], std::cos(h)).getMatrix();
-    }
-    osg::Matrix rotation = axes[2] * axes[1] * axes[0];
-    osg::Matrix inverse;
-    if (!rotation.inverse(inverse)) inverse.setIdentity();
-    osg::Vec3f t, s;
-    osg::Quaternion r, so;
-    inverse.getTransform(t, r, s, so);
-    const double x = r.x(), y = r.y(), z = r.z(), w = r.w();
-    const double ax = std::atan2(2.0 * (y * z + w * x), -x * x - y * y + z * z + w * w);
-    const double ay = std::asin(std::clamp(-2.0 * (z * x - w * y), -1.0, 1.0));
-    const double az = std::atan2(2.0 * (z * w + x * y), x * x - y * y - z * z + w * w);
-    const double toDegrees = 360.0 / 6.2831855;
-    return osg::Vec3f(static_cast<float>(pre[0] + ax * toDegrees),
-                      static_cast<float>(pre[1] + ay * toDegrees),
-                      static_cast<float>(pre[2] + az * toDegrees));
+    // The post-rotation undone, as XYZ Euler angles added to the pre-rotation.
+    const osg::Vec3f undo =
+        osg::Quaternion::fromEulerXYZDeg(toVec3f(post)).inverse().getEulerXYZDeg();
+    return osg::Vec3f(static_cast<float>(pre[0] + undo[0]), static_cast<float>(pre[1] + undo[1]),
+                      static_cast<float>(pre[2] + undo[2]));
 }
 
 void ksQdxLoader::optimizeGeometry(const osg::NodePtr& node, bool hasVertexAnimation) {
