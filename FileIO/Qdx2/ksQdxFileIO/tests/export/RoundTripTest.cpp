@@ -4,24 +4,24 @@
 #include <cmath>
 #include <map>
 
-#include "ExportTestUtil.h"
+#include <filesystem>
+#include <fstream>
+#include <unistd.h>
 
-using namespace exporttest;
+#include <kestrel/ksAnimManager.h>
+#include <kestrel/ksNodeUtils.h>
+#include <kestrel/ksSceneDataManager.h>
+
+#include "TestKit.h"
+#include "ksQdxWriter.h"
+
+using namespace qdxtest;
 namespace fs = std::filesystem;
 
 namespace {
 
-class RoundTrip : public ExportTest {
+class RoundTrip : public PluginTest {
 protected:
-    static osg::NodePtr importFrom(const std::string& path, const fs::path& cwd) {
-        const fs::path old = fs::current_path();
-        fs::current_path(cwd); // texture paths in the sample are relative
-        ::testing::internal::CaptureStdout();
-        osg::NodePtr root = osg::SceneFileHandler::the().read(path.c_str());
-        ::testing::internal::GetCapturedStdout();
-        fs::current_path(old);
-        return root;
-    }
     static void near(const osg::Vec3f& a, const osg::Vec3f& b, const char* what) {
         for (int k = 0; k < 3; ++k)
             EXPECT_NEAR(a[k], b[k], 1e-4f * (1.f + std::fabs(a[k]))) << what;
@@ -108,7 +108,7 @@ protected:
 
 TEST_F(RoundTrip, SampleSceneSurvivesEveryWriter) {
     const std::string samples = KSQDX_SAMPLES_DIR;
-    osg::NodePtr first = importFrom(samples + "/showroom.qdx", samples);
+    osg::NodePtr first = import(samples + "/showroom.qdx", samples).root;
     ASSERT_TRUE(first) << osg::SceneFileHandler::the().getLastError();
     for (const char* flavour : {"binary", "ascii"})
         for (const char* version : {"QDX100", "QDX200", "QDX300"}) {
@@ -126,7 +126,7 @@ TEST_F(RoundTrip, SampleSceneSurvivesEveryWriter) {
                 EXPECT_EQ(raw.binary, std::string(flavour) == "binary");
                 EXPECT_EQ(raw.version, version);
             }
-            osg::NodePtr second = importFrom(copy, fs::temp_directory_path());
+            osg::NodePtr second = import(copy, fs::temp_directory_path().string()).root;
             ASSERT_TRUE(second && second->getNChildren() == first->getNChildren());
             materials.clear();
             geometries = textures = 0;

@@ -12,10 +12,10 @@
 #include <kestrel/osg/SceneFileHandler.h>
 #include <kestrel/osg/Transform.h>
 
-#include "ImportSupport.h"
+#include "TestKit.h"
 #include "ksQdxLoader.h"
 
-using namespace importtest;
+using namespace qdxtest;
 using namespace qdxsdk;
 
 namespace {
@@ -25,7 +25,7 @@ void oneQuadAt(QdxScene* scene, const QdxDouble3& t) {
     n->LclTranslation.Set(t);
 }
 
-class DriverTest : public ImportTest {};
+class DriverTest : public PluginTest {};
 
 TEST_F(DriverTest, RegistersOneReadWriteTypeForBothSuffixes) {
     osg::SceneFileType* qdx = osg::SceneFileHandler::the().getFileType("qdx");

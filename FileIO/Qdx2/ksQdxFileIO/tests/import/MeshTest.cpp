@@ -5,17 +5,17 @@
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/osg/Transform.h>
 
-#include "ImportSupport.h"
+#include "TestKit.h"
 
-using namespace importtest;
+using namespace qdxtest;
 using namespace qdxsdk;
 
 namespace {
 
-class MeshTest : public ImportTest {
+class MeshTest : public PluginTest {
 protected:
     void SetUp() override {
-        ImportTest::SetUp();
+        PluginTest::SetUp();
         ksSceneDataManager::getSceneData(0)->setLengthUnit(ksSceneData::Centimeter);
         ksSceneDataManager::getSceneData(0)->setUpAxis(ksSceneData::YUp);
     }
