@@ -18,8 +18,11 @@ public:
                         const osg::NodePtr& parent = osg::NullFC);
 
     // Copies the node tree: new nodes with the same names, masks and
-    // attachments. shareCores: the copies use the original cores (instances);
-    // false gives each copied node a copy of its core.
+    // attachments. Every copied node gets its own copy of each attachment
+    // (animation curves, metadata sets, skin clusters, cached shapes), so
+    // that edits to one tree never reach the other. shareCores: the copies
+    // use the original cores (instances); false gives each copied node a copy
+    // of its core, again with its own attachments.
     static osg::NodePtr cloneFullTree(const osg::NodePtr& node, bool shareCores = true);
 
     // Writes decomposed transform values into the node. The values go to

@@ -33,8 +33,12 @@ void ksNodeUtils::setName(const NodePtr& node, const std::string& name, bool rec
 namespace {
 NodePtr cloneRec(const NodePtr& node, bool shareCores) {
     NodePtr copy = NodePtr::dcast(node->shallowCopy());
-    if (!shareCores && node->getCore())
-        copy->setCore(NodeCorePtr::dcast(node->getCore()->shallowCopy()));
+    copy->unshareAttachments();
+    if (!shareCores && node->getCore()) {
+        NodeCorePtr core = NodeCorePtr::dcast(node->getCore()->shallowCopy());
+        core->unshareAttachments();
+        copy->setCore(core);
+    }
     for (const auto& c : node->getChildren())
         copy->addChild(cloneRec(c, shareCores));
     return copy;
