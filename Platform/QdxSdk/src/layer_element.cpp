@@ -1,0 +1,257 @@
+// Layer elements, layers and the layer container.
+#include <algorithm>
+
+#include "geometry_arrays.h"
+#include "impl.h"
+#include "qdxsdk/layer_element.h"
+#include "qdxsdk/mesh.h"
+
+namespace qdxsdk {
+
+using detail::AddArrayIndex;
+using detail::ArrayKind;
+using detail::ArrayRec;
+
+QDX_IMPLEMENT_ABSTRACT(QdxLayerElement, QdxObject, "QdxLayerElement")
+
+QdxLayerElement::QdxLayerElement(QdxManager& m, const char* name) : QdxObject(m, name) {
+    MappingMode = AddProperty(QdxEnumDT, "MappingMode", static_cast<int>(eByControlPoint));
+    ReferenceMode = AddProperty(QdxEnumDT, "ReferenceMode", static_cast<int>(eDirect));
+    LayerIndex = AddProperty(QdxIntDT, "LayerIndex", -1);
+    LayerSlot = AddProperty(QdxIntDT, "LayerSlot", 0);
+}
+
+ArrayRec& QdxLayerElementArray::Rec() const {
+    return mOwner->ArrayAt(mArray);
+}
+int QdxLayerElementArray::GetCount() const {
+    return static_cast<int>(Rec().Count() / static_cast<size_t>(mStride));
+}
+void QdxLayerElementArray::Clear() {
+    Rec().Clear();
+}
+void QdxLayerElementArray::Resize(int count) {
+    Rec().Resize(static_cast<size_t>(std::max(count, 0)) * static_cast<size_t>(mStride));
+}
+void QdxLayerElementArray::Reserve(int count) {
+    size_t n = static_cast<size_t>(std::max(count, 0)) * static_cast<size_t>(mStride);
+    if (Rec().kind == ArrayKind::Int32)
+        Elements<int32_t>().reserve(n);
+    else
+        Elements<double>().reserve(n);
+}
+
+template <class T>
+QdxLayerElementTemplate<T>::QdxLayerElementTemplate(QdxManager& m, const char* name)
+    : QdxLayerElement(m, name), mDirect(this, AddArrayIndex(this, "Direct", ArrayKind::Double)),
+      mIndex(this, AddArrayIndex(this, "Index", ArrayKind::Int32)) {}
+
+template <class T> bool QdxLayerElementTemplate<T>::GetValue(int element, T& value) const {
+    int i = element;
+    if (GetReferenceMode() != eDirect) i = mIndex.GetAt(element);
+    if (i < 0 || i >= mDirect.GetCount()) return false;
+    value = mDirect.GetAt(i);
+    return true;
+}
+
+bool QdxLayerElement::MapsPolygonVertices() const {
+    switch (GetMappingMode()) {
+    case eByControlPoint:
+    case eByPolygonVertex:
+    case eByPolygon:
+    case eAllSame:
+        return true;
+    default:
+        return false;
+    }
+}
+
+int QdxLayerElement::GetMappedIndex(int polygon, int polygonVertex, int controlPoint) const {
+    switch (GetMappingMode()) {
+    case eByControlPoint:
+        return controlPoint;
+    case eByPolygonVertex:
+        return polygonVertex;
+    case eByPolygon:
+        return polygon;
+    case eAllSame:
+        return 0;
+    default:
+        return -1;
+    }
+}
+
+template <class T>
+int QdxLayerElementTemplate<T>::GetCornerIndex(int polygon, int polygonVertex,
+                                               int controlPoint) const {
+    int i = GetMappedIndex(polygon, polygonVertex, controlPoint);
+    if (i < 0) return -1;
+    return GetReferenceMode() == eDirect ? i : mIndex.GetAt(i);
+}
+
+template <class T>
+int QdxLayerElementTemplate<T>::GetCornerDirectIndex(int polygon, int polygonVertex,
+                                                     int controlPoint) const {
+    int i = GetCornerIndex(polygon, polygonVertex, controlPoint);
+    return i >= 0 && i < mDirect.GetCount() ? i : -1;
+}
+
+template <class T>
+bool QdxLayerElementTemplate<T>::GetPolygonVertexValue(const QdxMesh& mesh, int polygon, int corner,
+                                                       T& value) const {
+    value = T();
+    int polygonVertex, controlPoint;
+    if (!mesh.GetCorner(polygon, corner, polygonVertex, controlPoint)) return false;
+    int i = GetCornerDirectIndex(polygon, polygonVertex, controlPoint);
+    if (i < 0) return false;
+    value = mDirect.GetAt(i);
+    return true;
+}
+
+template <class T>
+bool QdxLayerElementTemplate<T>::GetPolygonVertexValues(const QdxMesh& mesh, std::vector<T>& values,
+                                                        std::vector<uint8_t>* unmapped,
+                                                        bool reverseCorners) const {
+    const int polygons = mesh.GetPolygonCount();
+    size_t total = 0;
+    for (int p = 0; p < polygons; ++p)
+        total += static_cast<size_t>(std::max(mesh.GetPolygonSize(p), 0));
+    values.assign(total, T());
+    if (unmapped) unmapped->assign(total, 1);
+    if (!MapsPolygonVertices()) return false;
+    size_t out = 0;
+    for (int p = 0; p < polygons; ++p) {
+        const int size = std::max(mesh.GetPolygonSize(p), 0);
+        for (int k = 0; k < size; ++k, ++out) {
+            int polygonVertex, controlPoint;
+            if (!mesh.GetCorner(p, reverseCorners ? size - 1 - k : k, polygonVertex, controlPoint))
+                continue;
+            int i = GetCornerDirectIndex(p, polygonVertex, controlPoint);
+            if (i < 0) continue;
+            values[out] = mDirect.GetAt(i);
+            if (unmapped) (*unmapped)[out] = 0;
+        }
+    }
+    return true;
+}
+
+template class QdxLayerElementTemplate<QdxVector4>;
+template class QdxLayerElementTemplate<QdxVector2>;
+template class QdxLayerElementTemplate<QdxColor>;
+
+QDX_IMPLEMENT_OBJECT(QdxLayerElementNormal, QdxLayerElement, "QdxLayerElementNormal")
+QdxLayerElementNormal::QdxLayerElementNormal(QdxManager& m, const char* n)
+    : QdxLayerElementTemplate<QdxVector4>(m, n) {}
+QDX_IMPLEMENT_OBJECT(QdxLayerElementUV, QdxLayerElement, "QdxLayerElementUV")
+QdxLayerElementUV::QdxLayerElementUV(QdxManager& m, const char* n)
+    : QdxLayerElementTemplate<QdxVector2>(m, n) {}
+QDX_IMPLEMENT_OBJECT(QdxLayerElementVertexColor, QdxLayerElement, "QdxLayerElementVertexColor")
+QdxLayerElementVertexColor::QdxLayerElementVertexColor(QdxManager& m, const char* n)
+    : QdxLayerElementTemplate<QdxColor>(m, n) {}
+QDX_IMPLEMENT_OBJECT(QdxLayerElementMaterial, QdxLayerElement, "QdxLayerElementMaterial")
+QdxLayerElementMaterial::QdxLayerElementMaterial(QdxManager& m, const char* n)
+    : QdxLayerElementTemplate<QdxVector4>(m, n) {
+    SetMappingMode(eAllSame);
+    SetReferenceMode(eIndexToDirect);
+}
+
+// ---------------------------------------------------------------- layers
+
+QdxLayerElement* QdxLayer::GetLayerElementOfType(QdxLayerElement::EType slot) const {
+    if (slot <= 0 || slot >= QdxLayerElement::eTypeCount) return nullptr;
+    QdxLayerElement* e = mSlots[slot];
+    return e && mOwner->IsConnectedSrcObject(e) ? e : nullptr;
+}
+
+void QdxLayer::SetLayerElementOfType(QdxLayerElement* element, QdxLayerElement::EType slot) {
+    if (slot <= 0 || slot >= QdxLayerElement::eTypeCount) return;
+    if (QdxLayerElement* old = GetLayerElementOfType(slot)) old->LayerIndex.Set(-1);
+    mSlots[slot] = element;
+    if (!element) return;
+    element->LayerIndex.Set(mIndex);
+    element->LayerSlot.Set(slot);
+    detail::JoinSceneOf(mOwner, element);
+    mOwner->ConnectSrcObject(element);
+}
+
+QdxLayerElementNormal* QdxLayer::GetNormals() const {
+    return static_cast<QdxLayerElementNormal*>(GetLayerElementOfType(QdxLayerElement::eNormal));
+}
+void QdxLayer::SetNormals(QdxLayerElementNormal* e) {
+    SetLayerElementOfType(e, QdxLayerElement::eNormal);
+}
+QdxLayerElementMaterial* QdxLayer::GetMaterials() const {
+    return static_cast<QdxLayerElementMaterial*>(GetLayerElementOfType(QdxLayerElement::eMaterial));
+}
+void QdxLayer::SetMaterials(QdxLayerElementMaterial* e) {
+    SetLayerElementOfType(e, QdxLayerElement::eMaterial);
+}
+QdxLayerElementVertexColor* QdxLayer::GetVertexColors() const {
+    return static_cast<QdxLayerElementVertexColor*>(
+        GetLayerElementOfType(QdxLayerElement::eVertexColor));
+}
+void QdxLayer::SetVertexColors(QdxLayerElementVertexColor* e) {
+    SetLayerElementOfType(e, QdxLayerElement::eVertexColor);
+}
+QdxLayerElementUV* QdxLayer::GetUVs(QdxLayerElement::EType type) const {
+    if (type < QdxLayerElement::eTextureDiffuse) return nullptr;
+    return static_cast<QdxLayerElementUV*>(GetLayerElementOfType(type));
+}
+void QdxLayer::SetUVs(QdxLayerElementUV* e, QdxLayerElement::EType type) {
+    if (type >= QdxLayerElement::eTextureDiffuse) SetLayerElementOfType(e, type);
+}
+int QdxLayer::GetUVSetCount() const {
+    int n = 0;
+    for (int s = QdxLayerElement::eTextureDiffuse; s < QdxLayerElement::eTypeCount; ++s)
+        if (GetLayerElementOfType(static_cast<QdxLayerElement::EType>(s))) ++n;
+    return n;
+}
+
+QDX_IMPLEMENT_ABSTRACT(QdxLayerContainer, QdxNodeAttribute, "QdxLayerContainer")
+
+QdxLayerContainer::QdxLayerContainer(QdxManager& m, const char* name) : QdxNodeAttribute(m, name) {}
+QdxLayerContainer::~QdxLayerContainer() = default;
+
+int QdxLayerContainer::CreateLayer() {
+    mLayers.emplace_back(new QdxLayer(this, static_cast<int>(mLayers.size())));
+    return static_cast<int>(mLayers.size()) - 1;
+}
+
+int QdxLayerContainer::GetLayerCount(QdxLayerElement::EType slot) const {
+    int n = 0;
+    for (const auto& l : mLayers)
+        if (l->GetLayerElementOfType(slot)) ++n;
+    return n;
+}
+
+QdxLayer* QdxLayerContainer::GetLayer(int index) const {
+    return index >= 0 && index < GetLayerCount() ? mLayers[static_cast<size_t>(index)].get()
+                                                 : nullptr;
+}
+
+QdxLayer* QdxLayerContainer::GetLayer(int index, QdxLayerElement::EType slot) const {
+    for (const auto& l : mLayers)
+        if (l->GetLayerElementOfType(slot) && index-- == 0) return l.get();
+    return nullptr;
+}
+
+bool QdxLayerContainer::FinishRead(QdxStatus& status) {
+    constexpr int kMaxLayers = 1024;
+    for (int i = 0; i < GetSrcObjectCount<QdxLayerElement>(); ++i) {
+        QdxLayerElement* e = GetSrcObject<QdxLayerElement>(i);
+        int layer = e->GetLayerIndex();
+        int slot = e->LayerSlot.Get();
+        if (layer < 0) continue;
+        if (layer >= kMaxLayers || slot <= 0 || slot >= QdxLayerElement::eTypeCount) {
+            status.SetCode(QdxStatus::eInvalidFile, std::string("Layer element '") + e->GetName() +
+                                                        "' has a bad layer slot");
+            return false;
+        }
+        while (GetLayerCount() <= layer)
+            CreateLayer();
+        mLayers[static_cast<size_t>(layer)]->mSlots[slot] = e;
+    }
+    return true;
+}
+
+} // namespace qdxsdk
