@@ -12,7 +12,7 @@
 #include <cstring>
 #include <unordered_map>
 
-#include "format.h"
+#include "format_descriptor.h"
 
 namespace qdxsdk::format {
 
@@ -560,5 +560,25 @@ bool ReadBinary(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& 
     status.Clear();
     return true;
 }
+
+// ---------------------------------------------------------------- descriptor
+
+namespace {
+const char* const kSuffixes[] = {"qdx", "abc", nullptr};
+
+std::unique_ptr<Decoded> Read(const ReadInput& input, QdxStatus& status, const Progress& progress) {
+    return DecodeDocument(input, status, progress, ReadBinary);
+}
+
+bool Write(QdxScene* scene, int version, const Sink& sink, QdxStatus& status,
+           const Progress& progress) {
+    return WriteDocument(scene, version, sink, status, progress, WriteBinary);
+}
+} // namespace
+
+extern const FormatDescriptor kQdxBinaryFormat;
+const FormatDescriptor kQdxBinaryFormat = {
+    "Qdx binary (*.qdx)", "binary", kSuffixes,         true, kQdxVersions,
+    kQdxVersionNumbers,   IsBinary, ReadBinaryVersion, Read, Write};
 
 } // namespace qdxsdk::format

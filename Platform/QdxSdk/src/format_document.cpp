@@ -10,7 +10,7 @@
 #include <unistd.h>
 #include <unordered_map>
 
-#include "format.h"
+#include "format_descriptor.h"
 #include "qdxsdk/io.h"
 #include "qdxsdk/node.h"
 
@@ -269,6 +269,40 @@ bool WriteFileAtomically(const std::string& path, const std::function<bool(const
     }
     if (!ok) std::remove(temp.c_str());
     return ok;
+}
+
+// ---------------------------------------------------------------- Qdx flavours
+
+const char* kQdxVersions[] = {"QDX300", "QDX200", "QDX100", nullptr};
+const int kQdxVersionNumbers[] = {3, 2, 1};
+
+namespace {
+class DecodedDocument : public Decoded {
+public:
+    bool Publish(QdxScene* target, QdxStatus& status) override {
+        bool ok = Build(doc, target, status);
+        doc = FlatDocument();
+        return ok;
+    }
+    FlatDocument doc;
+};
+} // namespace
+
+std::unique_ptr<Decoded>
+DecodeDocument(const ReadInput& input, QdxStatus& status, const Progress& progress,
+               bool (*read)(const uint8_t*, size_t, FlatDocument&, QdxStatus&, const Progress&)) {
+    auto decoded = std::make_unique<DecodedDocument>();
+    if (!read(input.data, input.size, decoded->doc, status, progress)) return nullptr;
+    return decoded;
+}
+
+bool WriteDocument(QdxScene* scene, int version, const Sink& sink, QdxStatus& status,
+                   const Progress& progress,
+                   bool (*write)(const FlatDocument&, const Sink&, QdxStatus&, const Progress&)) {
+    FlatDocument doc;
+    Capture(scene, doc);
+    doc.version = version;
+    return write(doc, sink, status, progress);
 }
 
 } // namespace qdxsdk::format

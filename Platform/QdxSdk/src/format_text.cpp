@@ -7,7 +7,7 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
-#include "format.h"
+#include "format_descriptor.h"
 
 namespace qdxsdk::format {
 
@@ -643,5 +643,25 @@ bool ReadText(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& st
     status.Clear();
     return true;
 }
+
+// ---------------------------------------------------------------- descriptor
+
+namespace {
+const char* const kSuffixes[] = {"qdx", nullptr};
+
+std::unique_ptr<Decoded> Read(const ReadInput& input, QdxStatus& status, const Progress& progress) {
+    return DecodeDocument(input, status, progress, ReadText);
+}
+
+bool Write(QdxScene* scene, int version, const Sink& sink, QdxStatus& status,
+           const Progress& progress) {
+    return WriteDocument(scene, version, sink, status, progress, WriteText);
+}
+} // namespace
+
+extern const FormatDescriptor kQdxTextFormat;
+const FormatDescriptor kQdxTextFormat = {
+    "Qdx ascii (*.qdx)", "ascii", kSuffixes,       false, kQdxVersions,
+    kQdxVersionNumbers,  IsText,  ReadTextVersion, Read,  Write};
 
 } // namespace qdxsdk::format

@@ -1,7 +1,7 @@
 // The exporter: captures the scene and writes it through a temporary file.
 #include <cstring>
 
-#include "format.h"
+#include "format_descriptor.h"
 #include "impl.h"
 #include "qdxsdk/io.h"
 
@@ -25,13 +25,14 @@ bool QdxExporter::Initialize(const char* fileName, int fileFormat, QdxIOSettings
         format = dot ? r->FindWriterIDByExtension(dot + 1) : -1;
         if (format < 0) format = r->GetNativeWriterFormat();
     }
-    if (format >= r->GetWriterFormatCount()) {
+    const format::FormatDescriptor* d = format::FormatAt(format);
+    if (!d || !d->write) {
         mStatus.SetCode(QdxStatus::eInvalidParameter,
                         "Invalid writer format " + std::to_string(fileFormat));
         return false;
     }
     mFormat = format;
-    mVersion = format::kNewestVersion;
+    mVersion = d->versionNumbers[0];
     mInitialized = true;
     return true;
 }
@@ -41,19 +42,19 @@ bool QdxExporter::SetFileExportVersion(const QdxString& version, QdxSceneRenamer
         mStatus.SetCode(QdxStatus::eFailure, "The exporter is not initialized");
         return false;
     }
-    const char** versions = GetQdxManager()->GetIOPluginRegistry()->GetWritableVersions(mFormat);
-    for (const char** v = versions; v && *v; ++v)
-        if (version == *v) {
-            mVersion = (*v)[3] - '0';
-            return true;
-        }
+    if (int number = format::VersionNumber(*format::FormatAt(mFormat), version.Buffer())) {
+        mVersion = number;
+        return true;
+    }
     mStatus.SetCode(QdxStatus::eInvalidFileVersion,
                     std::string("Unknown file version '") + version.Buffer() + "'");
     return false;
 }
 
 QdxString QdxExporter::GetFileExportVersion() const {
-    return QdxString("QDX" + std::to_string(mVersion) + "00");
+    const format::FormatDescriptor* d = format::FormatAt(mFormat);
+    const char* text = d ? format::VersionText(*d, mVersion) : nullptr;
+    return QdxString(text ? text : "");
 }
 
 void QdxExporter::SetProgressCallback(QdxProgressCallback callback, void* args) {
@@ -72,9 +73,7 @@ bool QdxExporter::Export(QdxDocument* document, bool) {
         return false;
     }
     mStatus.Clear();
-    format::FlatDocument doc;
-    format::Capture(scene, doc);
-    doc.version = mVersion;
+    const format::FormatDescriptor* writer = format::FormatAt(mFormat);
     bool cancelled = false;
     auto progress = [&](double f) {
         if (mCallback && !cancelled)
@@ -87,8 +86,7 @@ bool QdxExporter::Export(QdxDocument* document, bool) {
             format::Sink guarded = [&](const void* d, size_t n) {
                 return !cancelled && sink(d, n);
             };
-            return mFormat == 0 ? format::WriteBinary(doc, guarded, mStatus, progress)
-                                : format::WriteText(doc, guarded, mStatus, progress);
+            return writer->write(scene, mVersion, guarded, mStatus, progress);
         },
         mStatus);
     if (cancelled) mStatus.SetCode(QdxStatus::eFailure, "The export was cancelled");

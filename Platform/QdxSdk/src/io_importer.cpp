@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cstdio>
 
-#include "format.h"
+#include "format_descriptor.h"
 #include "impl.h"
 #include "qdxsdk/anim.h"
 #include "qdxsdk/io.h"
@@ -12,10 +12,10 @@ namespace qdxsdk {
 
 struct QdxImporter::Job {
     std::string file;
-    int format = 0;
+    const format::FormatDescriptor* format = nullptr;
     std::atomic<float> progress{0.0f};
     std::atomic<bool> done{false};
-    format::FlatDocument doc;
+    std::unique_ptr<format::Decoded> decoded;
     QdxStatus status;
 
     void Run() {
@@ -23,10 +23,7 @@ struct QdxImporter::Job {
         auto report = [this](double f) { progress.store(static_cast<float>(f * 90.0)); };
         if (bytes.Open(file, status)) {
             progress.store(5.0f);
-            if (format == 0)
-                format::ReadBinary(bytes.Data(), bytes.Size(), doc, status, report);
-            else
-                format::ReadText(bytes.Data(), bytes.Size(), doc, status, report);
+            decoded = format->read({bytes.Data(), bytes.Size(), file}, status, report);
         }
         done.store(true);
     }
@@ -49,7 +46,7 @@ bool QdxImporter::Initialize(const char* fileName, int fileFormat, QdxIOSettings
         mStatus.SetCode(QdxStatus::eFailure, "File not found: '" + mFileName + "'");
         return false;
     }
-    uint8_t head[256];
+    uint8_t head[format::kHeadBytes];
     size_t n = std::fread(head, 1, sizeof head, f);
     std::fclose(f);
     int format = fileFormat;
@@ -61,13 +58,12 @@ bool QdxImporter::Initialize(const char* fileName, int fileFormat, QdxIOSettings
             return false;
         }
     }
-    if (format != 0 && format != 1) {
+    const format::FormatDescriptor* descriptor = format::FormatAt(format);
+    if (!descriptor) {
         mStatus.SetCode(QdxStatus::eInvalidParameter, "Invalid file format index");
         return false;
     }
-    bool ok = format == 0 ? format::ReadBinaryVersion(head, n, mVersion, mStatus)
-                          : format::ReadTextVersion(head, n, mVersion, mStatus);
-    if (!ok) return false;
+    if (!descriptor->readVersion(head, n, mVersion, mStatus)) return false;
     mFormat = format;
     mInitialized = true;
     return true;
@@ -90,7 +86,7 @@ bool QdxImporter::Import(QdxDocument* document, bool nonBlocking) {
     if (mThread.joinable()) mThread.join();
     mJob = std::make_shared<Job>();
     mJob->file = mFileName;
-    mJob->format = mFormat;
+    mJob->format = format::FormatAt(mFormat);
     mTarget = scene;
     mStatus.Clear();
     if (nonBlocking) {
@@ -106,8 +102,8 @@ void QdxImporter::Finish() {
     if (!mJob || !mTarget) return;
     if (mThread.joinable()) mThread.join();
     mStatus = mJob->status;
-    if (!mStatus.Error()) format::Build(mJob->doc, mTarget, mStatus);
-    mJob->doc = format::FlatDocument();
+    if (!mStatus.Error() && mJob->decoded) mJob->decoded->Publish(mTarget, mStatus);
+    mJob->decoded.reset();
     mJob->progress.store(100.0f);
     if (!mStatus.Error()) {
         mTakes.clear();
@@ -149,7 +145,14 @@ void QdxImporter::GetFileVersion(int& major, int& minor, int& revision) const {
 }
 
 QdxString QdxImporter::GetFileVersionString() const {
-    return QdxString("QDX" + std::to_string(mVersion) + "00");
+    const format::FormatDescriptor* d = format::FormatAt(mFormat);
+    const char* text = d ? format::VersionText(*d, mVersion) : nullptr;
+    return QdxString(text ? text : std::to_string(mVersion));
+}
+
+bool QdxImporter::IsBinary() const {
+    const format::FormatDescriptor* d = format::FormatAt(mFormat);
+    return d && d->binary;
 }
 
 int QdxImporter::GetAnimStackCount() const {

@@ -196,6 +196,35 @@ TEST_F(Formats, RegistryDescribesReadersAndWriters) {
     EXPECT_TRUE(ImportScene(back, path));
 }
 
+TEST_F(Formats, EveryFormatDetectsItsOwnFilesInEveryWritableVersion) {
+    QdxIOPluginRegistry* r = manager->GetIOPluginRegistry();
+    EXPECT_EQ(r->FindFormatIDByName("ASCII"), 1);
+    EXPECT_EQ(r->FindFormatIDByName("none"), -1);
+    EXPECT_EQ(r->GetFormatName(r->GetWriterFormatCount()), nullptr);
+    for (int f = 0; f < r->GetWriterFormatCount(); ++f) {
+        EXPECT_EQ(r->FindFormatIDByName(r->GetFormatName(f)), f);
+        for (const char** v = r->GetWritableVersions(f); v && *v; ++v) {
+            // A suffix no format claims: only the content can tell.
+            std::string path = dir + "/detect.data";
+            QdxExporter* e = QdxExporter::Create(manager, "");
+            ASSERT_TRUE(e->Initialize(path.c_str(), f) && e->SetFileExportVersion(*v) &&
+                        e->Export(source))
+                << e->GetStatus().GetErrorString();
+            QdxImporter* im = QdxImporter::Create(manager, "");
+            ASSERT_TRUE(im->Initialize(path.c_str(), -1)) << im->GetStatus().GetErrorString();
+            EXPECT_EQ(im->GetFileFormat(), f);
+            EXPECT_EQ(im->GetFileVersionString(), QdxString(*v));
+            EXPECT_EQ(im->IsBinary(), r->IsBinaryFormat(f));
+            QdxScene* back = Fresh();
+            ASSERT_TRUE(im->Import(back)) << im->GetStatus().GetErrorString();
+            EXPECT_EQ(CompareScenes(source, back), "") << r->GetFormatName(f) << " " << *v;
+            back->ForceKill();
+            im->Destroy();
+            e->Destroy();
+        }
+    }
+}
+
 TEST_F(Formats, NonBlockingImportReportsProgressAndTakes) {
     std::string path = dir + "/nb.qdx";
     ASSERT_TRUE(ExportScene(source, path, 0, 3));

@@ -23,8 +23,10 @@ public:
     bool GetBoolProp(const char* path, bool defaultValue) const;
 };
 
-// Describes the readers and writers. Format indices are stable: 0 is the
-// binary flavour, 1 the text flavour.
+// Describes the readers and writers. Readers and writers share one list of
+// formats and its indices; the indices are stable: 0 is the Qdx binary
+// flavour ("Qdx binary (*.qdx)"), 1 the Qdx text flavour ("Qdx ascii
+// (*.qdx)"), foreign formats follow.
 class QdxIOPluginRegistry {
 public:
     int GetReaderFormatCount() const;
@@ -40,8 +42,16 @@ public:
     int FindWriterIDByExtension(const char* extension) const;
     int FindReaderIDByDescription(const char* description) const;
     int FindWriterIDByDescription(const char* description) const;
+    // The first format of the list.
     int GetNativeWriterFormat() const { return 0; }
     int GetNativeReaderFormat() const { return 0; }
+    // A format's short lower-case name for command lines ("binary",
+    // "ascii"), null for an unknown index; the index of a name (case
+    // ignored), -1 when none has it.
+    const char* GetFormatName(int format) const;
+    int FindFormatIDByName(const char* name) const;
+    // Whether a format's encoding is binary (false for text and unknown).
+    bool IsBinaryFormat(int format) const;
     // The reader for a file, by its content, then by its suffix; false when
     // neither tells.
     bool DetectReaderFileFormat(const char* fileName, int& format) const;
@@ -74,7 +84,7 @@ class QdxImporter : public QdxObject {
     QDX_DECLARE_OBJECT(QdxImporter)
 public:
     ~QdxImporter() override;
-    // Opens the file and reads its header. format -1 detects the flavour by
+    // Opens the file and reads its header. format -1 detects the format by
     // content, then by suffix.
     bool Initialize(const char* fileName, int fileFormat = -1, QdxIOSettings* settings = nullptr);
     // Reads into scene. Non-blocking imports run on a worker thread; poll
@@ -87,7 +97,8 @@ public:
     void GetFileVersion(int& major, int& minor, int& revision) const;
     QdxString GetFileVersionString() const;
     int GetFileFormat() const { return mFormat; }
-    bool IsBinary() const { return mFormat == 0; }
+    // Whether the file's format has a binary encoding.
+    bool IsBinary() const;
     int GetAnimStackCount() const;
     const QdxTakeInfo* GetTakeInfo(int index) const;
     QdxString GetActiveAnimStackName() const;
@@ -116,7 +127,7 @@ private:
 class QdxExporter : public QdxObject {
     QDX_DECLARE_OBJECT(QdxExporter)
 public:
-    // format -1 picks the writer by the file's suffix, else the binary one.
+    // format -1 picks the writer by the file's suffix, else the native one.
     bool Initialize(const char* fileName, int fileFormat = -1, QdxIOSettings* settings = nullptr);
     // One of the writer's writable versions (exact text).
     bool SetFileExportVersion(const QdxString& version,

@@ -1,7 +1,7 @@
 // qdx: inspect and convert Qdx files.
 //   qdx info FILE
 //   qdx dump FILE [--json]
-//   qdx convert IN OUT --format binary|ascii --version V
+//   qdx convert IN OUT --format NAME --version V   (NAME: a writer format's name)
 // Exit codes: 0 success, 1 bad command line, 2 unreadable input, 3 failed write.
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -21,8 +21,8 @@ enum ExitCode { kOk = 0, kUsage = 1, kReadFailed = 2, kWriteFailed = 3 };
 struct Loaded {
     QdxManager* manager = nullptr;
     QdxScene* scene = nullptr;
-    bool binary = false;
-    int version = 0;
+    std::string flavour;
+    std::string version;
     ~Loaded() {
         if (manager) manager->Destroy();
     }
@@ -37,9 +37,9 @@ bool Load(const std::string& file, Loaded& out) {
                   << "\n";
         return false;
     }
-    int minor, revision;
-    importer->GetFileVersion(out.version, minor, revision);
-    out.binary = importer->IsBinary();
+    const char* name = out.manager->GetIOPluginRegistry()->GetFormatName(importer->GetFileFormat());
+    out.flavour = name ? name : "";
+    out.version = importer->GetFileVersionString().Str();
     importer->Destroy();
     return true;
 }
@@ -134,8 +134,8 @@ int Info(const std::string& file) {
     std::map<std::string, int> counts;
     for (int i = 0; i < l.scene->GetMemberCount(); ++i)
         ++counts[l.scene->GetMember(i)->GetClassId().GetName()];
-    std::printf("file:     %s\nflavour:  %s\nversion:  QDX%d00\nobjects:  %d\n", file.c_str(),
-                l.binary ? "binary" : "ascii", l.version, l.scene->GetMemberCount() + 1);
+    std::printf("file:     %s\nflavour:  %s\nversion:  %s\nobjects:  %d\n", file.c_str(),
+                l.flavour.c_str(), l.version.c_str(), l.scene->GetMemberCount() + 1);
     for (const auto& [name, n] : counts)
         std::printf("  %-28s %d\n", name.c_str(), n);
     QdxGlobalSettings& gs = l.scene->GetGlobalSettings();
@@ -189,7 +189,7 @@ int Convert(const std::string& in, const std::string& out, const std::string& fo
     Loaded l;
     if (!Load(in, l)) return kReadFailed;
     QdxExporter* exporter = QdxExporter::Create(l.manager, "");
-    int index = format == "ascii" ? 1 : 0;
+    int index = l.manager->GetIOPluginRegistry()->FindFormatIDByName(format.c_str());
     std::string v = version.empty() ? "QDX300" : version;
     if (v.size() == 1) v = "QDX" + v + "00";
     if (!exporter->Initialize(out.c_str(), index) || !exporter->SetFileExportVersion(v.c_str()) ||
@@ -216,8 +216,11 @@ int main(int argc, char** argv) {
     auto* convert = app.add_subcommand("convert", "Write a file in another flavour or version");
     convert->add_option("IN", in, "Input file")->required();
     convert->add_option("OUT", out, "Output file")->required();
-    convert->add_option("--format", format, "binary or ascii")
-        ->check(CLI::IsMember({"binary", "ascii"}));
+    QdxIOPluginRegistry registry;
+    std::vector<std::string> formats;
+    for (int f = 0; f < registry.GetWriterFormatCount(); ++f)
+        if (registry.GetWriterFormatDescription(f)) formats.push_back(registry.GetFormatName(f));
+    convert->add_option("--format", format, "Writer format")->check(CLI::IsMember(formats));
     convert->add_option("--version", version, "1, 2, 3 or QDX100, QDX200, QDX300 (default newest)")
         ->check(CLI::IsMember({"1", "2", "3", "QDX100", "QDX200", "QDX300"}));
     try {
