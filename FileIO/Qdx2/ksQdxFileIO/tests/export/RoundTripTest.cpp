@@ -138,4 +138,58 @@ TEST_F(RoundTrip, SampleSceneSurvivesEveryWriter) {
         }
 }
 
+// A surface node keeps its place through export and import again.
+TEST_F(RoundTrip, SurfaceNodesKeepTheirTransform) {
+    setUnit(ksSceneData::Centimeter);
+    auto surface = osg::Surface::create();
+    surface->setDimU(1);
+    surface->setDimV(1);
+    surface->setKnotsU({0, 0, 1, 1});
+    surface->setKnotsV({0, 0, 1, 1});
+    auto cps = osg::GeoPositions4f::create();
+    for (int i = 0; i < 4; ++i)
+        cps->push_back(osg::Vec4f(float(i / 2), float(i % 2), 0.f, 1.f));
+    surface->setControlPoints(cps);
+    auto placement = osg::Transform3D::create();
+    placement->setTranslation(osg::Vec3f(10.f, 20.f, 30.f));
+    placement->setEulerRotation(osg::Vec3f(0.f, 0.f, 90.f));
+    surface->setTransform(placement);
+    const osg::Matrix expected = placement->getMatrix();
+    ASSERT_TRUE(exportTo(makeGroup("Root", {makeNode(surface, "Patch")}), file("patch.qdx")));
+    {
+        ReadBack back(file("patch.qdx"));
+        ASSERT_TRUE(back.ok && back["Patch"] && back["Patch"]->GetNurbsSurface());
+        EXPECT_EQ(back["Patch"]->LclTranslation.Get(), qdxsdk::QdxDouble3(10, 20, 30));
+    }
+    Imported again = import(file("patch.qdx"));
+    ASSERT_TRUE(again.node("Patch"));
+    const osg::Matrix local = again.node("Patch")->getLocalMatrix();
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            EXPECT_NEAR(local[i][j], expected[i][j], 1e-4f) << i << "," << j;
+}
+
+// Frame rates without a named time mode are the scene's own and come back.
+TEST_F(RoundTrip, CustomFrameRatesSurvive) {
+    for (double fps : {12.0, 15.0}) {
+        SCOPED_TRACE(fps);
+        resetHost();
+        ksAnimManager::the().setFPS(fps);
+        ksAnimManager::the().setFullRangeEnd(480); // past the default range, which only widens
+        ASSERT_TRUE(exportTo(makeGroup("Root", {makeNode(makeQuad(), "Quad")}), file("f.qdx")));
+        {
+            ReadBack back(file("f.qdx"));
+            ASSERT_TRUE(back.ok);
+            EXPECT_DOUBLE_EQ(back.scene->GetGlobalSettings().GetFrameRate(), fps);
+            long long first = -1, last = -1;
+            back.scene->GetGlobalSettings().GetTimelineDefaultFrames(first, last);
+            EXPECT_EQ(last, 480);
+        }
+        resetHost();
+        ASSERT_TRUE(import(file("f.qdx")).root);
+        EXPECT_DOUBLE_EQ(ksAnimManager::the().fps(), fps);
+        EXPECT_EQ(ksAnimManager::the().fullRangeEnd(), 480);
+    }
+}
+
 } // namespace

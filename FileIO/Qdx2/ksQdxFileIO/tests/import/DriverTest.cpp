@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include <kestrel/ksAnimManager.h>
+#include <kestrel/ksInterfaceFactory.h>
 #include <kestrel/ksMetadataUtils.h>
 #include <kestrel/ksNodeUtils.h>
 #include <kestrel/ksOpenSGUtils.h>
@@ -231,6 +232,19 @@ TEST_F(DriverTest, ReportsProgressVersionsTakesAndDocumentInformation) {
     ASSERT_FALSE(r.progress.empty());
     EXPECT_TRUE(std::is_sorted(r.progress.begin(), r.progress.end()));
     EXPECT_EQ(r.progress.back(), 91u);
+}
+
+// The reference service is looked up once; a host that resets its interface
+// factory in between must not leave the next import with a stale one.
+TEST_F(DriverTest, ImportsAgainAfterTheHostResetsItsServices) {
+    const std::string path = writeScene("twice.qdx", [](QdxScene* s) {
+        addMesh(s, s->GetRootNode(), "Quad", quadPoints(), {{0, 1, 2, 3}});
+    });
+    ASSERT_TRUE(import(path).root);
+    ksInterfaceFactory::the().reset();
+    Imported again = import(path);
+    ASSERT_TRUE(again.root);
+    EXPECT_TRUE(again.geometry("Quad"));
 }
 
 } // namespace
