@@ -169,6 +169,49 @@ CornerSource readCornerSource(QdxMesh* mesh, const UVSlots& slots, bool reversed
     return source;
 }
 
+// The properties of one imported geometry. assemble() attaches each
+// non-empty one and names it in the one index mapping; empty ones are
+// released.
+struct GeometryParts {
+    osg::GeoPTypesUI8Ptr types = osg::GeoPTypesUI8::create();
+    osg::GeoPLengthsUI32Ptr lengths = osg::GeoPLengthsUI32::create();
+    osg::GeoIndicesUI32Ptr indices = osg::GeoIndicesUI32::create();
+    osg::GeoPositions3fPtr positions = osg::GeoPositions3f::create();
+    osg::GeoNormals3fPtr normals = osg::GeoNormals3f::create();
+    osg::GeoTexCoords4fPtr colors = osg::GeoTexCoords4f::create();
+    std::vector<std::pair<osg::GeoTexCoords2fPtr, osg::UInt32>> uvs;
+
+    osg::GeometryPtr assemble() const;
+};
+
+osg::GeometryPtr GeometryParts::assemble() const {
+    auto geometry = osg::Geometry::create();
+    osg::UInt16 mapping = osg::MapPosition;
+    positions->changed(osg::GeoProperty::ValuesFieldMask);
+    if (!normals->empty()) {
+        normals->changed(osg::GeoProperty::ValuesFieldMask);
+        geometry->setNormals(normals);
+        mapping |= osg::MapNormal;
+    }
+    if (!colors->empty()) {
+        colors->changed(osg::GeoProperty::ValuesFieldMask);
+        geometry->setTexSlot(colors, kColorSlot);
+        mapping |= osg::MapTexCoords7;
+    }
+    for (const auto& [uv, slot] : uvs) {
+        if (uv->empty()) continue;
+        uv->changed(osg::GeoProperty::ValuesFieldMask);
+        geometry->setTexSlot(uv, slot);
+        mapping |= osg::mapTexCoordsBit(slot);
+    }
+    geometry->setTypes(types);
+    geometry->setLengths(lengths);
+    geometry->setIndices(indices);
+    geometry->setPositions(positions);
+    geometry->setIndexMapping({mapping});
+    return geometry;
+}
+
 // One geometry with a vertex per corner of the given polygons, in order:
 // polygon primitives, positions (scaled; zero for an invalid control
 // point), one normal per corner as the SDK finds it (zero where the mesh
@@ -189,12 +232,8 @@ osg::GeometryPtr buildCornerGeometry(const CornerSource& source, const std::vect
     osg::UInt32 cornerCount = 0;
     for (int p : polygons)
         cornerCount += static_cast<osg::UInt32>(std::max(mesh->GetPolygonSize(p), 0));
-    auto types = osg::GeoPTypesUI8::create();
-    auto lengths = osg::GeoPLengthsUI32::create();
-    auto indices = osg::GeoIndicesUI32::create();
-    auto positions = osg::GeoPositions3f::create();
-    auto normals = osg::GeoNormals3f::create();
-    auto colors = osg::GeoTexCoords4f::create();
+    GeometryParts parts;
+    auto& [types, lengths, indices, positions, normals, colors, slotted] = parts;
     types->reserve(static_cast<osg::UInt32>(polygons.size()));
     lengths->reserve(static_cast<osg::UInt32>(polygons.size()));
     indices->reserve(cornerCount);
@@ -243,31 +282,9 @@ osg::GeometryPtr buildCornerGeometry(const CornerSource& source, const std::vect
         }
     }
 
-    auto geometry = osg::Geometry::create();
-    osg::UInt16 mapping = osg::MapPosition;
-    positions->changed(osg::GeoProperty::ValuesFieldMask);
-    if (!normals->empty()) {
-        normals->changed(osg::GeoProperty::ValuesFieldMask);
-        geometry->setNormals(normals);
-        mapping |= osg::MapNormal;
-    }
-    if (!colors->empty()) {
-        colors->changed(osg::GeoProperty::ValuesFieldMask);
-        geometry->setTexSlot(colors, kColorSlot);
-        mapping |= osg::MapTexCoords7;
-    }
-    for (std::size_t t = 0; t < uvs.size(); ++t) {
-        if (uvs[t]->empty()) continue;
-        uvs[t]->changed(osg::GeoProperty::ValuesFieldMask);
-        geometry->setTexSlot(uvs[t], source.uvs[t].slot);
-        mapping |= osg::mapTexCoordsBit(source.uvs[t].slot);
-    }
-    geometry->setTypes(types);
-    geometry->setLengths(lengths);
-    geometry->setIndices(indices);
-    geometry->setPositions(positions);
-    geometry->setIndexMapping({mapping});
-    return geometry;
+    for (std::size_t t = 0; t < uvs.size(); ++t)
+        slotted.emplace_back(uvs[t], source.uvs[t].slot);
+    return parts.assemble();
 }
 
 // The control-point layout: every property copied by control point, and
@@ -284,14 +301,8 @@ osg::GeometryPtr buildControlPointGeometry(QdxMesh* mesh, const UVSlots& slots, 
     const QdxVector4* points = mesh->GetControlPoints();
     const int polygonCount = mesh->GetPolygonCount();
 
-    auto geometry = osg::Geometry::create();
-    auto types = osg::GeoPTypesUI8::create();
-    auto lengths = osg::GeoPLengthsUI32::create();
-    auto indices = osg::GeoIndicesUI32::create();
-    auto positions = osg::GeoPositions3f::create();
-    auto normals = osg::GeoNormals3f::create();
-    auto colors = osg::GeoTexCoords4f::create();
-    osg::UInt16 mapping = osg::MapPosition;
+    GeometryParts parts;
+    auto& [types, lengths, indices, positions, normals, colors, slotted] = parts;
     types->reserve(static_cast<osg::UInt32>(std::max(polygonCount, 0)));
     lengths->reserve(static_cast<osg::UInt32>(std::max(polygonCount, 0)));
     auto& pos = positions->editField();
@@ -328,9 +339,7 @@ osg::GeometryPtr buildControlPointGeometry(QdxMesh* mesh, const UVSlots& slots, 
         const double* d = direct.GetDoubles();
         for (size_t i = 0; i < out.size(); ++i)
             out[i] = osg::Vec2f(static_cast<float>(d[2 * i]), static_cast<float>(d[2 * i + 1]));
-        uvs->changed(osg::GeoProperty::ValuesFieldMask);
-        geometry->setTexSlot(uvs, slot);
-        mapping |= osg::mapTexCoordsBit(slot);
+        slotted.emplace_back(uvs, slot);
     }
     for (int p = 0; p < polygonCount; ++p) {
         const int size = mesh->GetPolygonSize(p);
@@ -347,23 +356,7 @@ osg::GeometryPtr buildControlPointGeometry(QdxMesh* mesh, const UVSlots& slots, 
             if (corners) corners->emplace_back(p, c);
         }
     }
-    positions->changed(osg::GeoProperty::ValuesFieldMask);
-    if (!normals->empty()) {
-        normals->changed(osg::GeoProperty::ValuesFieldMask);
-        geometry->setNormals(normals);
-        mapping |= osg::MapNormal;
-    }
-    if (!colors->empty()) {
-        colors->changed(osg::GeoProperty::ValuesFieldMask);
-        geometry->setTexSlot(colors, kColorSlot);
-        mapping |= osg::MapTexCoords7;
-    }
-    geometry->setTypes(types);
-    geometry->setLengths(lengths);
-    geometry->setIndices(indices);
-    geometry->setPositions(positions);
-    geometry->setIndexMapping({mapping});
-    return geometry;
+    return parts.assemble();
 }
 
 // A Qdx matrix as a scene-graph matrix, its translation scaled by factor:
