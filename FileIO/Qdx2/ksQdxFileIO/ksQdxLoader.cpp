@@ -4,6 +4,7 @@
 #include <chrono>
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <mutex>
 #include <thread>
@@ -19,7 +20,10 @@
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/ksString.h>
 #include <kestrel/osg/Matrix.h>
+#include <kestrel/osg/Quaternion.h>
 #include <kestrel/osg/SceneFileHandler.h>
+#include <kestrel/osg/Skin.h>
+#include <kestrel/osg/Surface.h>
 #include <kestrel/osg/Transform.h>
 #include <kestrel/osg/UberLight.h>
 
@@ -30,8 +34,10 @@ using namespace qdxsdk;
 
 namespace {
 
-constexpr int kPolygonType = 9;
 constexpr QdxLayerElement::EType kDiffuseUV = QdxLayerElement::eTextureDiffuse;
+// Texture slot of vertex colours; UV sets use slots 0 to 4.
+constexpr osg::UInt32 kColorSlot = 7;
+using UVSlots = std::vector<std::pair<std::string, osg::UInt32>>;
 
 // SDK nodes that carry one attribute, and whether they may share its
 // conversion.
@@ -68,13 +74,13 @@ ksReferenceInterface* referenceService() {
 
 // UV set names in slot order: reserved names take their own slot, the
 // others the smallest free slot of 0..4; names beyond the pool are dropped.
-std::vector<std::pair<std::string, osg::UInt32>> assignUVSlots(const QdxStringList& names) {
+UVSlots assignUVSlots(const QdxStringList& names) {
     static const std::pair<const char*, osg::UInt32> reserved[] = {
         {"Material UV Set", 0}, {"Lightmap UV Set", 1}, {"UV Set 3", 2},
         {"UV Set 4", 3},        {"UV Set 5", 4},
     };
     bool used[5] = {false, false, false, false, false};
-    std::vector<std::pair<std::string, osg::UInt32>> result;
+    UVSlots result;
     std::vector<std::string> rest;
     for (int i = 0; i < names.GetCount(); ++i) {
         const std::string name = names[i].Str();
@@ -99,47 +105,270 @@ std::vector<std::pair<std::string, osg::UInt32>> assignUVSlots(const QdxStringLi
     return result;
 }
 
-// Texture coordinates of one UV set for the corner-expanded layouts, over
-// the given polygons in order.
-osg::GeoTexCoords2fPtr readCornerUVs(const QdxMesh* mesh, const std::string& name,
-                                     const std::vector<int>& polygons, bool reversed) {
-    auto uvs = osg::GeoTexCoords2f::create();
+// Pre-order over root's subtree with an explicit stack: hierarchies may be
+// deeper than the call stack allows.
+template <class Visit> void visitPreOrder(QdxNode* root, Visit&& visit) {
+    std::vector<QdxNode*> pending;
+    if (root) pending.push_back(root);
+    while (!pending.empty()) {
+        QdxNode* node = pending.back();
+        pending.pop_back();
+        visit(node);
+        for (int i = node->GetChildCount() - 1; i >= 0; --i)
+            if (QdxNode* child = node->GetChild(i)) pending.push_back(child);
+    }
+}
+
+// One UV set's value at every corner of a mesh, in polygon and corner order.
+// By control point every corner takes a value (zero where the index finds
+// none); by polygon vertex a corner that the SDK flags as unmapped takes
+// none. Any other mapping gives no values at all.
+struct CornerUVs {
+    osg::UInt32 slot = 0;
+    bool skipUnmapped = false;
+    std::vector<QdxVector2> values;
+    std::vector<std::uint8_t> unmapped;
+};
+
+// What the corner-expanded geometries of one mesh are built from: the
+// per-corner UV tables are read once, however many children use them.
+struct CornerSource {
+    QdxMesh* mesh = nullptr;
+    std::vector<std::size_t> firstCorner; // table position of each polygon's corner 0
+    std::vector<CornerUVs> uvs;
+};
+
+CornerUVs readCornerUVs(const QdxMesh* mesh, const std::string& name, osg::UInt32 slot,
+                        bool reversed) {
+    CornerUVs result;
+    result.slot = slot;
     const QdxLayerElementUV* element = mesh->GetElementUV(name.c_str());
-    if (!element) return uvs;
+    if (!element) return result;
     const auto mapping = element->GetMappingMode();
-    const auto reference = element->GetReferenceMode();
-    const auto& direct = element->GetDirectArray();
-    const auto& index = element->GetIndexArray();
-    auto& out = uvs->editField();
-    if (polygons.size() == static_cast<size_t>(mesh->GetPolygonCount()))
-        out.reserve(static_cast<size_t>(std::max(mesh->GetPolygonVertexCount(), 0)));
+    if (mapping != QdxLayerElement::eByControlPoint && mapping != QdxLayerElement::eByPolygonVertex)
+        return result;
+    result.skipUnmapped = mapping == QdxLayerElement::eByPolygonVertex;
+    // Files with the "abc" suffix store per-corner UVs last corner first.
+    element->GetPolygonVertexValues(*mesh, result.values, &result.unmapped,
+                                    result.skipUnmapped && reversed);
+    return result;
+}
+
+CornerSource readCornerSource(QdxMesh* mesh, const UVSlots& slots, bool reversed) {
+    CornerSource source;
+    source.mesh = mesh;
+    const int polygonCount = std::max(mesh->GetPolygonCount(), 0);
+    source.firstCorner.resize(static_cast<std::size_t>(polygonCount));
+    std::size_t at = 0;
+    for (int p = 0; p < polygonCount; ++p) {
+        source.firstCorner[static_cast<std::size_t>(p)] = at;
+        at += static_cast<std::size_t>(std::max(mesh->GetPolygonSize(p), 0));
+    }
+    for (const auto& [name, slot] : slots)
+        source.uvs.push_back(readCornerUVs(mesh, name, slot, reversed));
+    return source;
+}
+
+// The properties of one imported geometry. assemble() attaches each
+// non-empty one and names it in the one index mapping; empty ones are
+// released.
+struct GeometryParts {
+    osg::GeoPTypesUI8Ptr types = osg::GeoPTypesUI8::create();
+    osg::GeoPLengthsUI32Ptr lengths = osg::GeoPLengthsUI32::create();
+    osg::GeoIndicesUI32Ptr indices = osg::GeoIndicesUI32::create();
+    osg::GeoPositions3fPtr positions = osg::GeoPositions3f::create();
+    osg::GeoNormals3fPtr normals = osg::GeoNormals3f::create();
+    osg::GeoTexCoords4fPtr colors = osg::GeoTexCoords4f::create();
+    std::vector<std::pair<osg::GeoTexCoords2fPtr, osg::UInt32>> uvs;
+
+    osg::GeometryPtr assemble() const;
+};
+
+osg::GeometryPtr GeometryParts::assemble() const {
+    auto geometry = osg::Geometry::create();
+    osg::UInt16 mapping = osg::MapPosition;
+    positions->changed(osg::GeoProperty::ValuesFieldMask);
+    if (!normals->empty()) {
+        normals->changed(osg::GeoProperty::ValuesFieldMask);
+        geometry->setNormals(normals);
+        mapping |= osg::MapNormal;
+    }
+    if (!colors->empty()) {
+        colors->changed(osg::GeoProperty::ValuesFieldMask);
+        geometry->setTexSlot(colors, kColorSlot);
+        mapping |= osg::MapTexCoords7;
+    }
+    for (const auto& [uv, slot] : uvs) {
+        if (uv->empty()) continue;
+        uv->changed(osg::GeoProperty::ValuesFieldMask);
+        geometry->setTexSlot(uv, slot);
+        mapping |= osg::mapTexCoordsBit(slot);
+    }
+    geometry->setTypes(types);
+    geometry->setLengths(lengths);
+    geometry->setIndices(indices);
+    geometry->setPositions(positions);
+    geometry->setIndexMapping({mapping});
+    return geometry;
+}
+
+// One geometry with a vertex per corner of the given polygons, in order:
+// polygon primitives, positions (scaled; zero for an invalid control
+// point), one normal per corner as the SDK finds it (zero where the mesh
+// has none), colours by control point when asked and present, the UV sets,
+// and one index over all of them. Every produced vertex is recorded under
+// its control point; corners, when given, receive (polygon, corner).
+osg::GeometryPtr buildCornerGeometry(const CornerSource& source, const std::vector<int>& polygons,
+                                     double scale, bool withColors,
+                                     ksQdxLoader::ControlPointMap& vertices,
+                                     ksQdxLoader::CornerList* corners) {
+    const QdxMesh* mesh = source.mesh;
+    const QdxVector4* points = mesh->GetControlPoints();
+    const int pointCount = mesh->GetControlPointsCount();
+    const QdxLayer* layer = mesh->GetLayer(0);
+    const QdxLayerElementVertexColor* colorElement =
+        withColors && layer ? layer->GetVertexColors() : nullptr;
+
+    osg::UInt32 cornerCount = 0;
+    for (int p : polygons)
+        cornerCount += static_cast<osg::UInt32>(std::max(mesh->GetPolygonSize(p), 0));
+    GeometryParts parts;
+    auto& [types, lengths, indices, positions, normals, colors, slotted] = parts;
+    types->reserve(static_cast<osg::UInt32>(polygons.size()));
+    lengths->reserve(static_cast<osg::UInt32>(polygons.size()));
+    indices->reserve(cornerCount);
+    positions->reserve(cornerCount);
+    normals->reserve(cornerCount);
+    if (colorElement) colors->reserve(cornerCount);
+    std::vector<osg::GeoTexCoords2fPtr> uvs;
+    for (const CornerUVs& table : source.uvs) {
+        uvs.push_back(osg::GeoTexCoords2f::create());
+        if (!table.values.empty()) uvs.back()->reserve(cornerCount);
+    }
+
+    osg::UInt32 vertex = 0;
     for (int p : polygons) {
         const int size = mesh->GetPolygonSize(p);
-        if (mapping == QdxLayerElement::eByControlPoint) {
-            for (int c = 0; c < size; ++c) {
-                int cp = mesh->GetPolygonVertex(p, c);
-                if (reference != QdxLayerElement::eDirect) cp = index.GetAt(cp);
-                const QdxVector2 uv = direct.GetAt(cp);
-                out.emplace_back(static_cast<float>(uv[0]), static_cast<float>(uv[1]));
+        lengths->push_back(static_cast<osg::UInt32>(size));
+        types->push_back(osg::PrimPolygon);
+        for (int c = 0; c < size; ++c) {
+            const int cp = mesh->GetPolygonVertex(p, c);
+            vertices.emplace(cp, static_cast<int>(vertex));
+            positions->push_back(cp >= 0 && cp < pointCount ? toVec3f(points[cp], scale)
+                                                            : osg::Pnt3f(0.f, 0.f, 0.f));
+            QdxVector4 normal(0.0, 0.0, 0.0, 0.0);
+            mesh->GetPolygonVertexNormal(p, c, normal);
+            normals->push_back(toVec3f(normal));
+            if (corners) corners->emplace_back(p, c);
+            if (colorElement) {
+                const QdxColor color = colorElement->GetDirectArray().GetAt(cp);
+                colors->push_back(
+                    osg::Vec4f(static_cast<float>(color.mRed), static_cast<float>(color.mGreen),
+                               static_cast<float>(color.mBlue), static_cast<float>(color.mAlpha)));
             }
-        } else if (mapping == QdxLayerElement::eByPolygonVertex) {
-            // The element's entry of each corner, as the SDK's per-corner UV
-            // query finds it; corners whose index is negative are unmapped
-            // and, like entries past the end, push nothing.
-            const int start = mesh->GetPolygonVertexIndex(p);
-            if (start < 0) continue;
-            for (int k = 0; k < size; ++k) {
-                const int c = reversed ? size - 1 - k : k;
-                int i = start + c;
-                if (reference != QdxLayerElement::eDirect) i = index.GetAt(i);
-                if (i < 0 || i >= direct.GetCount()) continue;
-                const QdxVector2 uv = direct.GetAt(i);
-                out.emplace_back(static_cast<float>(uv[0]), static_cast<float>(uv[1]));
+            indices->push_back(vertex++);
+        }
+        if (p < 0 || static_cast<std::size_t>(p) >= source.firstCorner.size()) continue;
+        const std::size_t first = source.firstCorner[static_cast<std::size_t>(p)];
+        for (std::size_t t = 0; t < source.uvs.size(); ++t) {
+            const CornerUVs& table = source.uvs[t];
+            for (std::size_t at = first; at < first + static_cast<std::size_t>(std::max(size, 0)) &&
+                                         at < table.values.size();
+                 ++at) {
+                if (table.skipUnmapped && table.unmapped[at]) continue;
+                const QdxVector2& uv = table.values[at];
+                uvs[t]->push_back(osg::Vec2f(static_cast<float>(uv[0]), static_cast<float>(uv[1])));
             }
         }
     }
-    uvs->changed(osg::GeoProperty::ValuesFieldMask);
-    return uvs;
+
+    for (std::size_t t = 0; t < uvs.size(); ++t)
+        slotted.emplace_back(uvs[t], source.uvs[t].slot);
+    return parts.assemble();
+}
+
+// The control-point layout: every property copied by control point, and
+// the index taken from the diffuse UV element as its reference mode says.
+osg::GeometryPtr buildControlPointGeometry(QdxMesh* mesh, const UVSlots& slots, int uvMapping,
+                                           int uvReference, double scale,
+                                           ksQdxLoader::CornerList* corners) {
+    QdxLayer* layer = mesh->GetLayer(0);
+    QdxLayerElementNormal* normalElement = layer ? layer->GetNormals() : nullptr;
+    QdxLayerElementVertexColor* colorElement = layer ? layer->GetVertexColors() : nullptr;
+    const int normalCount = normalElement ? normalElement->GetDirectArray().GetCount() : 0;
+    const int colorCount = colorElement ? colorElement->GetDirectArray().GetCount() : 0;
+    const int pointCount = mesh->GetControlPointsCount();
+    const QdxVector4* points = mesh->GetControlPoints();
+    const int polygonCount = mesh->GetPolygonCount();
+
+    GeometryParts parts;
+    auto& [types, lengths, indices, positions, normals, colors, slotted] = parts;
+    types->reserve(static_cast<osg::UInt32>(std::max(polygonCount, 0)));
+    lengths->reserve(static_cast<osg::UInt32>(std::max(polygonCount, 0)));
+    auto& pos = positions->editField();
+    pos.resize(static_cast<size_t>(pointCount));
+    for (int i = 0; i < pointCount; ++i)
+        pos[static_cast<size_t>(i)] = toVec3f(points[i], scale);
+    if (normalCount > 0) {
+        const double* d = normalElement->GetDirectArray().GetDoubles();
+        auto& out = normals->editField();
+        out.resize(static_cast<size_t>(normalCount));
+        for (size_t i = 0; i < out.size(); ++i)
+            out[i] = osg::Vec3f(static_cast<float>(d[4 * i]), static_cast<float>(d[4 * i + 1]),
+                                static_cast<float>(d[4 * i + 2]));
+    }
+    if (colorCount > 0) {
+        const double* d = colorElement->GetDirectArray().GetDoubles();
+        auto& out = colors->editField();
+        out.resize(static_cast<size_t>(colorCount));
+        for (size_t i = 0; i < out.size(); ++i)
+            out[i] = osg::Vec4f(static_cast<float>(d[4 * i]), static_cast<float>(d[4 * i + 1]),
+                                static_cast<float>(d[4 * i + 2]), static_cast<float>(d[4 * i + 3]));
+    }
+    int lastMapping = uvMapping, lastReference = uvReference;
+    for (const auto& [uvName, slot] : slots) {
+        const QdxLayerElementUV* element = mesh->GetElementUV(uvName.c_str());
+        if (!element) continue;
+        lastMapping = element->GetMappingMode();
+        lastReference = element->GetReferenceMode();
+        const auto& direct = element->GetDirectArray();
+        if (direct.GetCount() <= 0) continue;
+        auto uvs = osg::GeoTexCoords2f::create();
+        auto& out = uvs->editField();
+        out.resize(static_cast<size_t>(direct.GetCount()));
+        const double* d = direct.GetDoubles();
+        for (size_t i = 0; i < out.size(); ++i)
+            out[i] = osg::Vec2f(static_cast<float>(d[2 * i]), static_cast<float>(d[2 * i + 1]));
+        slotted.emplace_back(uvs, slot);
+    }
+    for (int p = 0; p < polygonCount; ++p) {
+        const int size = mesh->GetPolygonSize(p);
+        lengths->push_back(static_cast<osg::UInt32>(size));
+        types->push_back(osg::PrimPolygon);
+        for (int c = 0; c < size; ++c) {
+            if (lastMapping == QdxLayerElement::eByControlPoint) {
+                if (lastReference == QdxLayerElement::eIndexToDirect)
+                    indices->push_back(
+                        static_cast<osg::UInt32>(mesh->GetTextureUVIndex(p, c, kDiffuseUV)));
+                else if (lastReference == QdxLayerElement::eDirect)
+                    indices->push_back(static_cast<osg::UInt32>(mesh->GetPolygonVertex(p, c)));
+            }
+            if (corners) corners->emplace_back(p, c);
+        }
+    }
+    return parts.assemble();
+}
+
+// A Qdx matrix as a scene-graph matrix, its translation scaled by factor:
+// the Qdx rows become the stored vectors unchanged.
+osg::Matrix toMatrix(QdxAMatrix matrix, double factor) {
+    const QdxVector4 t = matrix.GetT();
+    matrix.SetT(QdxVector4(t[0] * factor, t[1] * factor, t[2] * factor, t[3]));
+    osg::Matrix result;
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            result[i][j] = static_cast<float>(matrix.Get(i, j));
+    return result;
 }
 
 // Colour with its factor: (0, 0, 0) unless both properties exist; a factor
@@ -189,11 +418,15 @@ struct ksQdxLoader::Data {
     QdxScene* scene = nullptr;
     std::map<QdxNodeAttribute*, InstanceEntry> instances;
     std::multimap<QdxNodeAttribute*, std::pair<QdxNode*, osg::NodePtr>> convertedInstances;
-    std::map<QdxNodeAttribute*, osg::NodePtr> convertedAttributes;
+    // Every converted SDK node, for the clusters that name their joints.
+    std::map<QdxNode*, osg::NodePtr> convertedNodes;
     TextureTable textures;
     std::map<QdxSurfaceMaterial*, osg::MaterialPtr> materials;
-    std::vector<QdxAnimLayer*> animationLayers;
-    std::map<QdxNode*, osg::NodePtr> skinnedNodes;
+    // Skin clusters waiting for their joint nodes, with the SDK node that
+    // drives each.
+    std::vector<std::pair<osg::SkinAttachmentPtr,
+                          std::vector<std::pair<QdxNode*, osg::DeformerClusterPtr>>>>
+        clusterLinks;
     bool flush_transforms = false;
     bool importJoints = true;
     bool reduce_keyframes = true;
@@ -339,10 +572,11 @@ osg::NodePtr ksQdxLoader::read() {
     const ksSceneData* sceneData = ksSceneDataManager::getSceneData(0);
     const int upAxis = sceneData ? sceneData->getUpAxis() : ksSceneData::ZUp;
     const int unit = sceneData ? sceneData->getLengthUnit() : ksSceneData::Millimeter;
-    const QdxAxisSystem& targetAxis = upAxis == 1 ? QdxAxisSystem::ToveZUp : QdxAxisSystem::ToveYUp;
-    const QdxSystemUnit& targetUnit = unit == 4   ? QdxSystemUnit::m
-                                      : unit == 2 ? QdxSystemUnit::cm
-                                                  : QdxSystemUnit::mm;
+    const QdxAxisSystem& targetAxis =
+        upAxis == ksSceneData::ZUp ? QdxAxisSystem::ToveZUp : QdxAxisSystem::ToveYUp;
+    const QdxSystemUnit& targetUnit = unit == ksSceneData::Meter        ? QdxSystemUnit::m
+                                      : unit == ksSceneData::Centimeter ? QdxSystemUnit::cm
+                                                                        : QdxSystemUnit::mm;
     QdxGlobalSettings& globals = scene->GetGlobalSettings();
     const QdxSystemUnit storedUnit = globals.GetSystemUnit();
     targetAxis.ConvertScene(scene);
@@ -365,7 +599,8 @@ osg::NodePtr ksQdxLoader::read() {
     preparePointCacheData(scene);
 
     // Frame rate, and animation ranges that only ever widen.
-    fps = QdxTime::GetFrameRate(globals.GetTimeMode());
+    // The scene's own rate, a custom one included.
+    fps = globals.GetFrameRate();
     std::printf("Input framerate: %f\n", fps);
     ksAnimManager& anim = ksAnimManager::the();
     anim.setFPS(fps);
@@ -395,8 +630,8 @@ osg::NodePtr ksQdxLoader::read() {
     QdxNode* root = scene->GetRootNode();
     ksLog::info("QdxImport: converting scenegraph ...");
     _d->convertedInstances.clear();
-    _d->convertedAttributes.clear();
-    _d->skinnedNodes.clear();
+    _d->convertedNodes.clear();
+    _d->clusterLinks.clear();
     _convertedNodes = 0;
     _totalNodes = root ? root->GetChildCount(true) : 0;
 
@@ -428,11 +663,10 @@ osg::NodePtr ksQdxLoader::read() {
     _d->scene = nullptr;
     _d->instances.clear();
     _d->convertedInstances.clear();
-    _d->convertedAttributes.clear();
+    _d->convertedNodes.clear();
     _d->textures.clear();
     _d->materials.clear();
-    _d->animationLayers.clear();
-    _d->skinnedNodes.clear();
+    _d->clusterLinks.clear();
 
     if (_d->flush_transforms) ksOptimize::flushTransformations(node);
 
@@ -447,17 +681,7 @@ osg::NodePtr ksQdxLoader::read() {
 // Nodes and transforms
 
 void ksQdxLoader::preConvert(QdxNode* root) {
-    // Pre-order over the whole tree with an explicit stack: hierarchies may
-    // be deeper than the call stack allows.
-    std::vector<QdxNode*> pending;
-    if (root) pending.push_back(root);
-    while (!pending.empty()) {
-        QdxNode* node = pending.back();
-        pending.pop_back();
-        preConvertNode(node);
-        for (int i = node->GetChildCount() - 1; i >= 0; --i)
-            pending.push_back(node->GetChild(i));
-    }
+    visitPreOrder(root, [this](QdxNode* node) { preConvertNode(node); });
 }
 
 void ksQdxLoader::preConvertNode(QdxNode* node) {
@@ -610,9 +834,10 @@ osg::NodePtr ksQdxLoader::convertNode(QdxNode* node) {
     }
     if (_d->enable_metadata) ksQdxMetaData::addMetaDataFromQdxNode(node, result);
 
+    // Geometry and surfaces carry the node's transform on their drawable.
     const osg::NodeCorePtr core = result->getCore();
     if (osg::UberLightPtr::dcast(core) || osg::TransformPtr::dcast(core) ||
-        osg::GeometryPtr::dcast(core))
+        osg::GeometryPtr::dcast(core) || osg::SurfacePtr::dcast(core))
         setTransformValues(node, result, 1.0);
     else
         std::printf("unknown type\n");
@@ -621,6 +846,7 @@ osg::NodePtr ksQdxLoader::convertNode(QdxNode* node) {
     if (!result->getCore())
         ksLog::warning("Node %s has no core!", ksNodeUtils::getName(result).c_str());
     _d->convertedInstances.emplace(attribute, std::make_pair(node, result));
+    _d->convertedNodes.emplace(node, result);
     convertAnimations(node, result);
     return result;
 }
@@ -646,30 +872,11 @@ osg::Vec3f ksQdxLoader::calculateRotationOrientation(QdxNode* node) const {
     const QdxVector4 pre = node->GetPreRotation(QdxNode::eDestinationPivot);
     const QdxVector4 post = node->GetPostRotation(QdxNode::eDestinationPivot);
     if (post[0] == 0.0 && post[1] == 0.0 && post[2] == 0.0) return toVec3f(pre);
-
-    // Rotation about each axis from its half angle, composed X first.
-    osg::Matrix axes[3];
-    for (int i = 0; i < 3; ++i) {
-        const float a = static_cast<float>(post[i]);
-        const float h = ((a + a) * 3.1415927f / 360.f) * 0.5f;
-        float q[3] = {0.f, 0.f, 0.f};
-        q[i] = std::sin(h);
-        axes[i] = osg::Quaternion(q[0], q[1], q[2], std::cos(h)).getMatrix();
-    }
-    osg::Matrix rotation = axes[2] * axes[1] * axes[0];
-    osg::Matrix inverse;
-    if (!rotation.inverse(inverse)) inverse.setIdentity();
-    osg::Vec3f t, s;
-    osg::Quaternion r, so;
-    inverse.getTransform(t, r, s, so);
-    const double x = r.x(), y = r.y(), z = r.z(), w = r.w();
-    const double ax = std::atan2(2.0 * (y * z + w * x), -x * x - y * y + z * z + w * w);
-    const double ay = std::asin(std::clamp(-2.0 * (z * x - w * y), -1.0, 1.0));
-    const double az = std::atan2(2.0 * (z * w + x * y), x * x - y * y - z * z + w * w);
-    const double toDegrees = 360.0 / 6.2831855;
-    return osg::Vec3f(static_cast<float>(pre[0] + ax * toDegrees),
-                      static_cast<float>(pre[1] + ay * toDegrees),
-                      static_cast<float>(pre[2] + az * toDegrees));
+    // The post-rotation undone, as XYZ Euler angles added to the pre-rotation.
+    const osg::Vec3f undo =
+        osg::Quaternion::fromEulerXYZDeg(toVec3f(post)).inverse().getEulerXYZDeg();
+    return osg::Vec3f(static_cast<float>(pre[0] + undo[0]), static_cast<float>(pre[1] + undo[1]),
+                      static_cast<float>(pre[2] + undo[2]));
 }
 
 void ksQdxLoader::optimizeGeometry(const osg::NodePtr& node, bool hasVertexAnimation) {
@@ -711,59 +918,16 @@ osg::NodePtr ksQdxLoader::convertMultiMeshSort(QdxNode* node) {
         return group;
     }
 
-    const QdxVector4* points = mesh->GetControlPoints();
-    const int pointCount = mesh->GetControlPointsCount();
     const bool reversed = ksFile::getExtension(_d->fileName) == "abc";
-    const auto slots = [&] {
-        QdxStringList names;
-        mesh->GetUVSetNames(names);
-        return assignUVSlots(names);
-    }();
-    const bool hasNormals = mesh->GetLayer(0) && mesh->GetLayer(0)->GetNormals();
-    const bool withDeformers = mesh->GetDeformerCount() > 0;
+    QdxStringList names;
+    mesh->GetUVSetNames(names);
+    const CornerSource source = readCornerSource(mesh, assignUVSlots(names), reversed);
     QdxNode* owner = mesh->GetNode(0);
 
     for (const auto& [material, polygons] : polygonsByMaterial) {
-        auto types = osg::GeoPTypesUI8::create();
-        auto lengths = osg::GeoPLengthsUI32::create();
-        auto indices = osg::GeoIndicesUI32::create();
-        auto positions = osg::GeoPositions3f::create();
-        auto normals = osg::GeoNormals3f::create();
         ControlPointMap vertices;
-        osg::UInt32 counter = 0;
-        for (int p : polygons) {
-            const int size = mesh->GetPolygonSize(p);
-            lengths->push_back(static_cast<osg::UInt32>(size));
-            types->push_back(kPolygonType);
-            for (int c = 0; c < size; ++c) {
-                const int cp = mesh->GetPolygonVertex(p, c);
-                positions->push_back(cp >= 0 && cp < pointCount
-                                         ? toVec3f(points[cp], _unitScaleFactor)
-                                         : osg::Pnt3f(0.f, 0.f, 0.f));
-                if (hasNormals) {
-                    QdxVector4 n;
-                    mesh->GetPolygonVertexNormal(p, c, n);
-                    normals->push_back(toVec3f(n));
-                }
-                if (withDeformers) vertices.emplace_back(cp, counter);
-                indices->push_back(counter++);
-            }
-        }
-        auto geometry = osg::Geometry::create();
-        osg::UInt16 mapping = osg::MapPosition;
-        for (const auto& [uvName, slot] : slots) {
-            auto uvs = readCornerUVs(mesh, uvName, polygons, reversed);
-            if (uvs->empty()) continue;
-            geometry->setTexSlot(uvs, slot);
-            mapping |= osg::mapTexCoordsBit(slot);
-        }
-        if (!normals->empty()) mapping |= osg::MapNormal;
-        geometry->setTypes(types);
-        geometry->setLengths(lengths);
-        geometry->setIndices(indices);
-        geometry->setPositions(positions);
-        if (!normals->empty()) geometry->setNormals(normals);
-        geometry->setIndexMapping({mapping});
+        osg::GeometryPtr geometry =
+            buildCornerGeometry(source, polygons, _unitScaleFactor, false, vertices, nullptr);
         geometry->setMaterial(convertMaterial(owner ? owner->GetMaterial(material) : nullptr));
 
         osg::NodePtr child = osg::Node::create();
@@ -772,7 +936,6 @@ osg::NodePtr ksQdxLoader::convertMultiMeshSort(QdxNode* node) {
         getSkinWeights(node, child, geometry, vertices);
         group->addChild(child);
     }
-    _d->convertedAttributes[mesh] = group;
     return group;
 }
 
@@ -806,147 +969,33 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
     const int uvReference = uvElement ? uvElement->GetReferenceMode() : QdxLayerElement::eDirect;
 
     const int pointCount = mesh->GetControlPointsCount();
-    const QdxVector4* points = mesh->GetControlPoints();
     const int polygonCount = mesh->GetPolygonCount();
-    const bool byControlPoint = (normalCount == 0 || normalCount == pointCount) &&
-                                (uvCount <= 0 || (uvMapping == 1 && uvCount == pointCount)) &&
-                                (colorCount <= 0 || (uvMapping == 1 && colorCount == pointCount)) &&
-                                uvMapping == 1;
-    const auto slots = [&] {
-        QdxStringList names;
-        mesh->GetUVSetNames(names);
-        return assignUVSlots(names);
-    }();
+    // The colour test reads the UV element's mapping, not the colour's own.
+    const bool uvByControlPoint = uvMapping == QdxLayerElement::eByControlPoint;
+    const bool byControlPoint =
+        (normalCount == 0 || normalCount == pointCount) &&
+        (uvCount <= 0 || (uvByControlPoint && uvCount == pointCount)) &&
+        (colorCount <= 0 || (uvByControlPoint && colorCount == pointCount)) && uvByControlPoint;
+    QdxStringList uvNames;
+    mesh->GetUVSetNames(uvNames);
+    const UVSlots slots = assignUVSlots(uvNames);
 
-    auto geometry = osg::Geometry::create();
-    auto types = osg::GeoPTypesUI8::create();
-    auto lengths = osg::GeoPLengthsUI32::create();
-    auto indices = osg::GeoIndicesUI32::create();
-    auto positions = osg::GeoPositions3f::create();
-    auto normals = osg::GeoNormals3f::create();
-    auto colors = osg::GeoTexCoords4f::create();
-    osg::UInt16 mapping = osg::MapPosition;
     ControlPointMap vertices;
     CornerList corners;
     const bool withDeformers = mesh->GetDeformerCount() > 0;
-    types->reserve(static_cast<osg::UInt32>(std::max(polygonCount, 0)));
-    lengths->reserve(static_cast<osg::UInt32>(std::max(polygonCount, 0)));
-
-    if (byControlPoint) {
-        auto& pos = positions->editField();
-        pos.resize(static_cast<size_t>(pointCount));
-        for (int i = 0; i < pointCount; ++i)
-            pos[static_cast<size_t>(i)] = toVec3f(points[i], _unitScaleFactor);
-        if (normalCount > 0) {
-            const double* d = normalElement->GetDirectArray().GetDoubles();
-            auto& out = normals->editField();
-            out.resize(static_cast<size_t>(normalCount));
-            for (size_t i = 0; i < out.size(); ++i)
-                out[i] = osg::Vec3f(static_cast<float>(d[4 * i]), static_cast<float>(d[4 * i + 1]),
-                                    static_cast<float>(d[4 * i + 2]));
-        }
-        if (colorCount > 0) {
-            const double* d = colorElement->GetDirectArray().GetDoubles();
-            auto& out = colors->editField();
-            out.resize(static_cast<size_t>(colorCount));
-            for (size_t i = 0; i < out.size(); ++i)
-                out[i] =
-                    osg::Vec4f(static_cast<float>(d[4 * i]), static_cast<float>(d[4 * i + 1]),
-                               static_cast<float>(d[4 * i + 2]), static_cast<float>(d[4 * i + 3]));
-        }
-        int lastMapping = uvMapping, lastReference = uvReference;
-        for (const auto& [uvName, slot] : slots) {
-            const QdxLayerElementUV* element = mesh->GetElementUV(uvName.c_str());
-            if (!element) continue;
-            lastMapping = element->GetMappingMode();
-            lastReference = element->GetReferenceMode();
-            const auto& direct = element->GetDirectArray();
-            if (direct.GetCount() <= 0) continue;
-            auto uvs = osg::GeoTexCoords2f::create();
-            auto& out = uvs->editField();
-            out.resize(static_cast<size_t>(direct.GetCount()));
-            const double* d = direct.GetDoubles();
-            for (size_t i = 0; i < out.size(); ++i)
-                out[i] = osg::Vec2f(static_cast<float>(d[2 * i]), static_cast<float>(d[2 * i + 1]));
-            uvs->changed(osg::GeoProperty::ValuesFieldMask);
-            geometry->setTexSlot(uvs, slot);
-            mapping |= osg::mapTexCoordsBit(slot);
-        }
-        for (int p = 0; p < polygonCount; ++p) {
-            const int size = mesh->GetPolygonSize(p);
-            lengths->push_back(static_cast<osg::UInt32>(size));
-            types->push_back(kPolygonType);
-            for (int c = 0; c < size; ++c) {
-                if (lastMapping == QdxLayerElement::eByControlPoint) {
-                    if (lastReference == QdxLayerElement::eIndexToDirect)
-                        indices->push_back(
-                            static_cast<osg::UInt32>(mesh->GetTextureUVIndex(p, c, kDiffuseUV)));
-                    else if (lastReference == QdxLayerElement::eDirect)
-                        indices->push_back(static_cast<osg::UInt32>(mesh->GetPolygonVertex(p, c)));
-                }
-                if (withDeformers) corners.emplace_back(p, c);
-            }
-        }
-    } else {
-        const int corners_total = mesh->GetPolygonVertexCount();
-        const auto reserve = static_cast<osg::UInt32>(std::max(corners_total, 0));
-        positions->reserve(reserve);
-        indices->reserve(reserve);
-        if (normalElement) normals->reserve(reserve);
-        if (colorElement) colors->reserve(reserve);
-        osg::UInt32 vertex = 0;
-        for (int p = 0; p < polygonCount; ++p) {
-            const int size = mesh->GetPolygonSize(p);
-            lengths->push_back(static_cast<osg::UInt32>(size));
-            types->push_back(kPolygonType);
-            for (int c = 0; c < size; ++c) {
-                const int cp = mesh->GetPolygonVertex(p, c);
-                if (withDeformers) vertices.emplace_back(cp, vertex);
-                positions->push_back(cp >= 0 && cp < pointCount
-                                         ? toVec3f(points[cp], _unitScaleFactor)
-                                         : osg::Pnt3f(0.f, 0.f, 0.f));
-                if (normalElement) {
-                    QdxVector4 n;
-                    mesh->GetPolygonVertexNormal(p, c, n);
-                    normals->push_back(toVec3f(n));
-                }
-                if (withDeformers) corners.emplace_back(p, c);
-                if (colorElement) {
-                    const QdxColor color = colorElement->GetDirectArray().GetAt(cp);
-                    colors->push_back(osg::Vec4f(
-                        static_cast<float>(color.mRed), static_cast<float>(color.mGreen),
-                        static_cast<float>(color.mBlue), static_cast<float>(color.mAlpha)));
-                }
-                indices->push_back(vertex++);
-            }
-        }
-        std::vector<int> all(static_cast<size_t>(std::max(polygonCount, 0)));
+    osg::GeometryPtr geometry;
+    if (byControlPoint)
+        geometry = buildControlPointGeometry(mesh, slots, uvMapping, uvReference, _unitScaleFactor,
+                                             withDeformers ? &corners : nullptr);
+    else {
+        std::vector<int> all(static_cast<std::size_t>(std::max(polygonCount, 0)));
         for (int p = 0; p < polygonCount; ++p)
-            all[static_cast<size_t>(p)] = p;
+            all[static_cast<std::size_t>(p)] = p;
         const bool reversed = ksFile::getExtension(_d->fileName) == "abc";
-        for (const auto& [uvName, slot] : slots) {
-            auto uvs = readCornerUVs(mesh, uvName, all, reversed);
-            if (uvs->empty()) continue;
-            geometry->setTexSlot(uvs, slot);
-            mapping |= osg::mapTexCoordsBit(slot);
-        }
+        geometry =
+            buildCornerGeometry(readCornerSource(mesh, slots, reversed), all, _unitScaleFactor,
+                                true, vertices, withDeformers ? &corners : nullptr);
     }
-    positions->changed(osg::GeoProperty::ValuesFieldMask);
-    if (!normals->empty()) {
-        normals->changed(osg::GeoProperty::ValuesFieldMask);
-        geometry->setNormals(normals);
-        mapping |= osg::MapNormal;
-    }
-    if (!colors->empty()) {
-        colors->changed(osg::GeoProperty::ValuesFieldMask);
-        geometry->setTexSlot(colors, 7);
-        mapping |= osg::MapTexCoords7;
-    }
-    geometry->setTypes(types);
-    geometry->setLengths(lengths);
-    geometry->setIndices(indices);
-    geometry->setPositions(positions);
-    geometry->setIndexMapping({mapping});
     geometry->setMaterial(material);
 
     osg::NodePtr result = osg::Node::create();
@@ -956,7 +1005,6 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
     const bool animated =
         createAnimationCurvesFromVertexCache(node, result, geometry, vertices, corners);
     getSkinWeights(node, result, geometry, vertices);
-    _d->convertedAttributes[mesh] = result;
     optimizeGeometry(result, animated);
     return result;
 }
@@ -965,15 +1013,7 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
 // Materials and textures
 
 void ksQdxLoader::loadSupportedTexturesRecursive(QdxNode* root, TextureTable& textures) {
-    std::vector<QdxNode*> pending;
-    if (root) pending.push_back(root);
-    while (!pending.empty()) {
-        QdxNode* node = pending.back();
-        pending.pop_back();
-        loadSupportedTextures(node, textures);
-        for (int i = node->GetChildCount() - 1; i >= 0; --i)
-            pending.push_back(node->GetChild(i));
-    }
+    visitPreOrder(root, [&](QdxNode* node) { loadSupportedTextures(node, textures); });
 }
 
 void ksQdxLoader::loadSupportedTextures(QdxNode* node, TextureTable& textures) {
@@ -1198,7 +1238,6 @@ osg::NodePtr ksQdxLoader::convertLine(QdxNode*) {
 }
 
 void ksQdxLoader::extractAnimations(QdxScene* scene) {
-    _d->animationLayers.clear();
     if (!scene) return;
     const QdxCriteria stacks = QdxCriteria::ObjectType(QdxAnimStack::ClassId);
     const int count = scene->GetSrcObjectCount(stacks);
@@ -1213,10 +1252,6 @@ void ksQdxLoader::extractAnimations(QdxScene* scene) {
             reducer.SetKeepOneKey(true);
             reducer.Apply(stack);
         }
-        const QdxCriteria layers = QdxCriteria::ObjectType(QdxAnimLayer::ClassId);
-        for (int l = 0; l < stack->GetSrcObjectCount(layers); ++l)
-            if (auto* layer = QdxCast<QdxAnimLayer>(stack->GetSrcObject(layers, l)))
-                _d->animationLayers.push_back(layer);
     }
     // Bring every node onto the destination pivot set prepared by the
     // pre-pass, so that the host's transform reproduces it.
@@ -1235,9 +1270,70 @@ bool ksQdxLoader::createAnimationCurvesFromVertexCache(QdxNode*, const osg::Node
     return false;
 }
 
-void ksQdxLoader::getSkinWeights(QdxNode*, const osg::NodePtr&, const osg::GeometryPtr&,
-                                 const ControlPointMap&) {}
+bool ksQdxLoader::getSkinWeights(QdxNode* node, const osg::NodePtr&,
+                                 const osg::GeometryPtr& geometry,
+                                 const ControlPointMap& vertices) {
+    if (!_d->importJoints || !node) return false;
+    auto* deformed = QdxCast<QdxGeometry>(node->GetNodeAttribute());
+    if (!deformed) return false;
+    const int skinCount = deformed->GetDeformerCount(QdxDeformer::eSkin);
+    if (skinCount < 1) return false;
+    QdxSkin* skin = nullptr;
+    for (int i = 0; i < skinCount && !skin; ++i) {
+        auto* candidate = QdxCast<QdxSkin>(deformed->GetDeformer(i, QdxDeformer::eSkin));
+        if (candidate && candidate->GetClusterCount() > 0) skin = candidate;
+    }
+    if (!skin) return false;
+    if (!geometry) return true;
+
+    osg::SkinAttachmentPtr attachment = geometry->findAttachment<osg::SkinAttachment>();
+    if (!attachment) {
+        attachment = osg::SkinAttachment::create();
+        geometry->addAttachment(attachment);
+        geometry->changed(osg::AttachmentContainer::AttachmentsFieldMask);
+    }
+    std::vector<std::pair<QdxNode*, osg::DeformerClusterPtr>> links;
+    for (int i = 0; i < skin->GetClusterCount(); ++i) {
+        QdxCluster* cluster = skin->GetCluster(i);
+        if (!cluster) continue;
+        const int count = cluster->GetControlPointIndicesCount();
+        const int* points = cluster->GetControlPointIndices();
+        const double* weights = cluster->GetControlPointWeights();
+        QdxAMatrix link, bind;
+        cluster->GetTransformLinkMatrix(link);
+        cluster->GetTransformMatrix(bind);
+
+        auto deformer = osg::DeformerCluster::create();
+        std::vector<osg::IndexWeight>& out = deformer->editWeights();
+        for (int k = 0; k < count && points && weights; ++k) {
+            const auto weight = static_cast<osg::Real32>(weights[k]);
+            auto [first, last] = vertices.equal_range(points[k]);
+            for (auto it = first; it != last; ++it)
+                out.emplace_back(static_cast<osg::UInt32>(it->second), weight);
+        }
+        deformer->setNodeBindPose(toMatrix(link, _unitConversionFactor));
+        deformer->setGeoBindPose(toMatrix(bind, _unitConversionFactor));
+        deformer->changed(osg::DeformerCluster::NodeBindPoseFieldMask |
+                          osg::DeformerCluster::WeightsFieldMask |
+                          osg::DeformerCluster::GeoBindPoseFieldMask);
+        links.emplace_back(cluster->GetLink(), deformer);
+        attachment->addJoint(deformer);
+    }
+    attachment->changed(osg::SkinAttachment::JointsFieldMask);
+    _d->clusterLinks.emplace_back(attachment, std::move(links));
+    return true;
+}
 
 void ksQdxLoader::updateCameraTargets(const osg::NodePtr&) {}
 
-void ksQdxLoader::updateDeformerClusterNodes(const osg::NodePtr&) {}
+void ksQdxLoader::updateDeformerClusterNodes(const osg::NodePtr&) {
+    for (const auto& [attachment, links] : _d->clusterLinks) {
+        for (const auto& [link, cluster] : links) {
+            auto found = _d->convertedNodes.find(link);
+            if (found == _d->convertedNodes.end() || !cluster) continue;
+            osg::DeformerCluster::setNode(cluster, found->second);
+            cluster->changed(osg::DeformerCluster::NodeFieldMask);
+        }
+        attachment->changed(osg::SkinAttachment::JointsFieldMask);
+    }
+}

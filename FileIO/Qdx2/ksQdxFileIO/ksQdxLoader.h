@@ -47,10 +47,10 @@ public:
     osg::NodePtr read();
 
     // What a mesh conversion hands on to skin weights and vertex caches:
-    // (Qdx control point, produced vertex) pairs in corner order, a flat
-    // multimap (sort by control point to look one up), and the (polygon,
-    // corner) of every produced vertex. Only meshes with deformers fill them.
-    using ControlPointMap = std::vector<std::pair<int, osg::UInt32>>;
+    // every produced vertex under the Qdx control point it came from (empty
+    // in the control-point layout, where vertex and control point agree),
+    // and the (polygon, corner) of every produced vertex.
+    using ControlPointMap = std::multimap<int, int>;
     using CornerList = std::vector<std::pair<int, int>>;
 
 private:
@@ -113,7 +113,9 @@ private:
                                               const osg::GeometryPtr& geometry,
                                               const ControlPointMap& vertices,
                                               const CornerList& corners);
-    void getSkinWeights(qdxsdk::QdxNode* node, const osg::NodePtr& target,
+    // Gives geometry a skin attachment with one cluster per cluster of the
+    // node's first usable skin; true when the geometry counts as skinned.
+    bool getSkinWeights(qdxsdk::QdxNode* node, const osg::NodePtr& target,
                         const osg::GeometryPtr& geometry, const ControlPointMap& vertices);
     void updateCameraTargets(const osg::NodePtr& root);
     void updateDeformerClusterNodes(const osg::NodePtr& root);

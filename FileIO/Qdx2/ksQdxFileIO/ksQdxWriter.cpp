@@ -25,6 +25,7 @@
 #include <kestrel/osg/Group.h>
 #include <kestrel/osg/Image.h>
 #include <kestrel/osg/Material.h>
+#include <kestrel/osg/Quaternion.h>
 #include <kestrel/osg/SceneFileHandler.h>
 #include <kestrel/osg/UberCamera.h>
 #include <kestrel/osg/UberLight.h>
@@ -271,17 +272,11 @@ bool ksQdxWriter::write() {
     settings.SetAxisSystem(ksOpenSGExt::isCameraZUp() ? QdxAxisSystem::ToveZUp
                                                       : QdxAxisSystem::ToveYUp);
 
+    // A named time mode when one matches the host's rate, else the rate as
+    // the scene's custom one; frames are turned into times at that rate.
     ksAnimManager& anim = ksAnimManager::the();
-    QdxTime::EMode timeMode = QdxTime::ConvertFrameRateToTimeMode(anim.fps(), 1e-8);
-    settings.SetTimeMode(timeMode);
-    if (timeMode == QdxTime::eCustom) settings.SetCustomFrameRate(anim.fps());
-    QdxTime start, stop;
-    start.SetFrame(anim.fullRangeStart(), timeMode);
-    stop.SetFrame(anim.fullRangeEnd(), timeMode);
-    QdxTimeSpan span;
-    span.SetStart(start);
-    span.SetStop(stop);
-    settings.SetTimelineDefaultTimeSpan(span);
+    settings.SetFrameRate(anim.fps());
+    settings.SetTimelineDefaultFrames(anim.fullRangeStart(), anim.fullRangeEnd());
 
     const char* description =
         chosenFormat >= 0 ? registry->GetWriterFormatDescription(chosenFormat) : nullptr;
@@ -492,24 +487,7 @@ void ksQdxWriter::setTransform(osg::TransformPtr transform, QdxNode* qdxNode,
 
 osg::Vec3f ksQdxWriter::calculatePostRotation(osg::Vec3f& rotation) const {
     if (rotation[0] == 0.f && rotation[1] == 0.f && rotation[2] == 0.f) return osg::Vec3f();
-    const double pi = 3.1415927;
-    auto axis = [&](int a) {
-        double half = rotation[a] * pi / 360.0;
-        double q[4] = {0, 0, 0, std::cos(half)};
-        q[a] = std::sin(half);
-        return QdxQuaternion(q[0], q[1], q[2], q[3]);
-    };
-    QdxAMatrix m;
-    m.SetQ(axis(2) * axis(1) * axis(0));
-    QdxQuaternion q = m.GetQ();
-    double x = q[0], y = q[1], z = q[2], w = q[3];
-    double sinY = -2.0 * (x * z - w * y);
-    sinY = sinY < -1.0 ? -1.0 : (sinY > 1.0 ? 1.0 : sinY);
-    double rx = std::atan2(2.0 * (y * z + w * x), w * w - x * x - y * y + z * z);
-    double ry = std::asin(sinY);
-    double rz = std::atan2(2.0 * (x * y + w * z), w * w + x * x - y * y - z * z);
-    auto deg = [&](double r) { return static_cast<osg::Real32>(r / (2.0 * pi) * 360.0); };
-    return osg::Vec3f(deg(rx), deg(ry), deg(rz));
+    return osg::Quaternion::fromEulerXYZDeg(rotation).getEulerXYZDeg();
 }
 
 // ---------------------------------------------------------------------------
@@ -526,6 +504,23 @@ QdxNode* ksQdxWriter::convertLight(const osg::NodePtr&) {
 // ---------------------------------------------------------------------------
 // Geometry
 
+void ksQdxWriter::setDrawableTransform(const osg::DrawablePtr& drawable, QdxNode* qdxNode,
+                                       bool decomposedOnly) {
+    osg::TransformPtr transform = drawable ? drawable->getTransform() : osg::TransformPtr();
+    if (!transform || (decomposedOnly && !osg::Transform3DPtr::dcast(transform))) return;
+    setTransform(transform, qdxNode, false);
+}
+
+QdxNode* ksQdxWriter::makeAttributeNode(const osg::NodePtr& node, QdxNodeAttribute* attribute,
+                                        bool decomposedOnly) {
+    QdxNode* qdxNode =
+        QdxNode::Create(_d->scene, getValidName(ksNodeUtils::getName(node).c_str()).c_str());
+    qdxNode->SetNodeAttribute(attribute);
+    convertMaterial(qdxNode, node);
+    setDrawableTransform(osg::DrawablePtr::dcast(node->getCore()), qdxNode, decomposedOnly);
+    return qdxNode;
+}
+
 QdxNode* ksQdxWriter::convertMesh(const osg::NodePtr& node) {
     auto geometry = osg::GeometryPtr::dcast(node->getCore());
     if (!geometry) return nullptr;
@@ -535,19 +530,12 @@ QdxNode* ksQdxWriter::convertMesh(const osg::NodePtr& node) {
     if (ksNodeUtils::isShellGeometry(node)) {
         // The surfaces below carry the content; the shell only places them.
         QdxNode* qdxNode = QdxNode::Create(_d->scene, name.c_str());
-        if (auto t3d = osg::Transform3DPtr::dcast(geometry->getTransform()))
-            setTransform(osg::TransformPtr(t3d), qdxNode, false);
+        setDrawableTransform(geometry, qdxNode, true);
         return qdxNode;
     }
 
     QdxMesh* mesh = convertMesh(geometry, nodeName.c_str());
-    if (!mesh) return nullptr;
-    QdxNode* qdxNode = QdxNode::Create(_d->scene, name.c_str());
-    qdxNode->SetNodeAttribute(mesh);
-    convertMaterial(qdxNode, node);
-    if (auto t3d = osg::Transform3DPtr::dcast(geometry->getTransform()))
-        setTransform(osg::TransformPtr(t3d), qdxNode, false);
-    return qdxNode;
+    return mesh ? makeAttributeNode(node, mesh, true) : nullptr;
 }
 
 QdxMesh* ksQdxWriter::convertMesh(const osg::GeometryPtr& geometry, const char* name) {
@@ -631,12 +619,8 @@ QdxNode* ksQdxWriter::convertSurface(const osg::NodePtr& node) {
     const std::string nodeName = ksNodeUtils::getName(node);
     QdxNurbsSurface* nurbs = convertSurface(surface, nodeName.c_str());
     if (!nurbs) return nullptr;
-    QdxNode* qdxNode = QdxNode::Create(_d->scene, getValidName(nodeName.c_str()).c_str());
-    qdxNode->SetNodeAttribute(nurbs);
     addSingleMaterial(nurbs);
-    convertMaterial(qdxNode, node);
-    setTransform(node, qdxNode, false);
-    return qdxNode;
+    return makeAttributeNode(node, nurbs, false);
 }
 
 QdxNurbsSurface* ksQdxWriter::convertSurface(const osg::SurfacePtr& surface, const char* name) {
@@ -729,11 +713,7 @@ QdxNode* ksQdxWriter::convertTrimmedSurface(const osg::NodePtr& node) {
         addNodeAttribute(surface, trimmed);
     }
 
-    QdxNode* qdxNode = QdxNode::Create(_d->scene, name.c_str());
-    qdxNode->SetNodeAttribute(trimmed);
-    convertMaterial(qdxNode, node);
-    setTransform(node, qdxNode, false);
-    return qdxNode;
+    return makeAttributeNode(node, trimmed, false);
 }
 
 // ---------------------------------------------------------------------------

@@ -70,7 +70,13 @@ private:
     qdxsdk::QdxNode* convertCamera(const osg::NodePtr& node);
     qdxsdk::QdxNode* convertLight(const osg::NodePtr& node);
 
-    // Geometry.
+    // Geometry. makeAttributeNode makes the SDK node that carries a
+    // converted attribute, with the node's material and its drawable's
+    // transform (only a decomposed one when decomposedOnly is set).
+    qdxsdk::QdxNode* makeAttributeNode(const osg::NodePtr& node,
+                                       qdxsdk::QdxNodeAttribute* attribute, bool decomposedOnly);
+    void setDrawableTransform(const osg::DrawablePtr& drawable, qdxsdk::QdxNode* qdxNode,
+                              bool decomposedOnly);
     qdxsdk::QdxNode* convertMesh(const osg::NodePtr& node);
     qdxsdk::QdxMesh* convertMesh(const osg::GeometryPtr& geometry, const char* name);
     qdxsdk::QdxNode* convertSurface(const osg::NodePtr& node);

@@ -8,6 +8,8 @@
 #include <kestrel/osg/ChangeList.h>
 #include <kestrel/osg/Geometry.h>
 #include <kestrel/osg/Metadata.h>
+#include <kestrel/osg/Skin.h>
+#include <kestrel/osg/TimeShapeCache.h>
 
 using namespace osg;
 
@@ -92,7 +94,8 @@ TEST(CloneFullTree, SharesCoresAndCopiesStructure) {
     EXPECT_EQ(cmid->getCore(), mid->getCore());
     EXPECT_EQ(cmid->getChild(0)->getCore(), leaf->getCore());
     EXPECT_EQ(leaf->getCore()->getNParents(), 2u);
-    EXPECT_EQ(cmid->findAttachment<AnimAttachment>(), anim);
+    EXPECT_TRUE(cmid->findAttachment<AnimAttachment>());
+    EXPECT_NE(cmid->findAttachment<AnimAttachment>(), anim);
     // The copy's structure is its own.
     cmid->subChild(0u);
     EXPECT_EQ(mid->getNChildren(), 1u);
@@ -100,6 +103,64 @@ TEST(CloneFullTree, SharesCoresAndCopiesStructure) {
     NodePtr deep = ksNodeUtils::cloneFullTree(root, false);
     EXPECT_NE(deep->getChild(0)->getCore(), mid->getCore());
     EXPECT_STREQ(deep->getChild(0)->getCore()->getTypeName(), "Transform3D");
+}
+
+TEST(CloneFullTree, InstancesEditTheirOwnAttachments) {
+    auto node = makeNode("n", Group::create());
+    auto anim = AnimAttachment::create();
+    auto curve = AnimCurve::create();
+    curve->setChannel("translation", "x");
+    curve->addPoint(Pnt2f(0, 1), Vec2f(), Vec2f(), 1, 1, true, false);
+    auto group = AnimNode::create();
+    group->addChild(curve);
+    anim->getRoot()->addChild(group);
+    node->addAttachment(anim);
+    auto meta = Metadata::create();
+    auto set = MetadataSet::create();
+    set->getMetadata()["colour"] = "red";
+    meta->addMetadataSet(set);
+    node->addAttachment(meta);
+    auto skin = SkinAttachment::create();
+    auto cluster = DeformerCluster::create();
+    cluster->setWeights({{0, 0.5f}});
+    skin->addJoint(cluster);
+    node->addAttachment(skin);
+    auto cache = TimeShapeCache::create();
+    auto shape = TimeShapeData::create();
+    shape->editPositions().push_back(Pnt3f(1, 2, 3));
+    cache->addShape(shape);
+    node->getCore()->addAttachment(cache);
+
+    for (bool shareCores : {true, false}) {
+        NodePtr copy = ksNodeUtils::cloneFullTree(node, shareCores);
+        // Edit everything the copy holds...
+        auto canim = copy->findAttachment<AnimAttachment>();
+        ASSERT_TRUE(canim);
+        std::vector<AnimCurvePtr> curves;
+        canim->getRoot()->collectCurves(curves);
+        ASSERT_EQ(curves.size(), 1u);
+        EXPECT_EQ(curves[0]->getChannel(), "translation");
+        curves[0]->editControlPoints()[0].point[1] = 7.f;
+        auto cmeta = copy->findAttachment<Metadata>();
+        ASSERT_TRUE(cmeta);
+        ASSERT_TRUE(cmeta->findMetadataSet(set->getName()));
+        cmeta->getMetadataSets()[0]->getMetadata()["colour"] = "blue";
+        auto cskin = copy->findAttachment<SkinAttachment>();
+        ASSERT_TRUE(cskin && cskin->getJoints().size() == 1u);
+        cskin->getJoints()[0]->editWeights()[0].weight = 1.f;
+        // ...and the original still has its own values.
+        EXPECT_EQ(curve->getControlPoints()[0].point[1], 1.f);
+        EXPECT_EQ(set->getMetadata()["colour"], "red");
+        EXPECT_EQ(cluster->getWeights()[0].weight, 0.5f);
+        // A shared core keeps its attachments; a copied core gets copies.
+        auto ccache = copy->getCore()->findAttachment<TimeShapeCache>();
+        ASSERT_TRUE(ccache && ccache->getShapes().size() == 1u);
+        EXPECT_EQ(ccache == cache, shareCores);
+        if (!shareCores) {
+            ccache->getShapes()[0]->editPositions()[0] = Pnt3f();
+            EXPECT_EQ(shape->getPositions()[0], Pnt3f(1, 2, 3));
+        }
+    }
 }
 
 TEST(Attachments, OnePerTypeAndBinding) {

@@ -104,12 +104,16 @@ TEST(SceneData, DefaultsToZUpMillimetres) {
     EXPECT_TRUE(ksSceneDataManager::getSceneData(0)->isZUp());
 }
 
-TEST(ReferenceService, ReturnsTheGivenNodeUnlessReplaced) {
+TEST(ReferenceService, ACachedServiceFollowsReplacementsAndResets) {
     auto& f = ksInterfaceFactory::the();
-    ksReferenceInterface* ref = f.getReferenceInterface();
-    ASSERT_NE(ref, nullptr);
+    // Cached once, as a plug-in does; it must stay usable through every
+    // replacement and reset below (a freed service would show up under the
+    // address sanitizer).
+    ksReferenceInterface* cached = f.getReferenceInterface();
+    ASSERT_NE(cached, nullptr);
+    EXPECT_EQ(f.getInterface(ksReferenceInterface::Name), cached);
     NodePtr n = Node::create();
-    EXPECT_EQ(ref->reference(n, "a.qdx"), n);
+    EXPECT_EQ(cached->reference(n, "a.qdx"), n);
 
     class Wrapping : public ksReferenceInterface {
     public:
@@ -120,12 +124,16 @@ TEST(ReferenceService, ReturnsTheGivenNodeUnlessReplaced) {
             return w;
         }
     };
-    f->setInterface(std::make_unique<Wrapping>());
-    NodePtr wrapped = f.getReferenceInterface()->reference(n, "b.qdx");
-    EXPECT_EQ(wrapped->getName(), "b.qdx");
-    EXPECT_EQ(wrapped->getChild(0), n);
-    f.reset();
-    EXPECT_EQ(f.getReferenceInterface()->reference(n, "c"), n);
+    for (int round = 0; round < 2; ++round) {
+        f->setInterface(std::make_unique<Wrapping>());
+        f->setInterface(std::make_unique<Wrapping>()); // replaces the first
+        NodePtr wrapped = cached->reference(n, "b.qdx");
+        EXPECT_EQ(wrapped->getName(), "b.qdx");
+        EXPECT_EQ(wrapped->getChild(0), n);
+        EXPECT_EQ(f.getReferenceInterface(), cached);
+        f.reset();
+        EXPECT_EQ(cached->reference(n, "c"), n);
+    }
     EXPECT_EQ(f.getInterface("nothing"), nullptr);
 }
 

@@ -1,6 +1,5 @@
 // Transform3D composition, world matrices and matrix/rotation round trips,
 // checked against values worked out by hand.
-#include <random>
 
 #include <gtest/gtest.h>
 
@@ -141,18 +140,6 @@ TEST(SetTransformNodeValues, CanKeepChildrenInPlace) {
     ksNodeUtils::setTransformNodeValues(node, Vec3f(3, 0, 0), Vec3f(), Vec3f(0, 0, 45), Vec3f(),
                                         Vec3f(), Vec3f(2, 2, 2), Vec3f(), Vec3f(), 0, "", true);
     expectNear(child->getWorldMatrix().multPnt(Pnt3f()), before, 1e-4f);
-}
-
-TEST(Rotation, EulerAnglesSurviveQuaternionsAndMatrices) {
-    std::mt19937 rng(1234);
-    std::uniform_real_distribution<float> angle(-179.f, 179.f), pitch(-85.f, 85.f);
-    for (int i = 0; i < 200; ++i) {
-        Vec3f e(angle(rng), pitch(rng), angle(rng));
-        Quaternion q = Quaternion::fromEulerXYZDeg(e);
-        expectNear(Transform3D::convertQuatToEuler(q, 0), e, 2e-3f);
-        Quaternion back(q.getMatrix());
-        EXPECT_TRUE(back.equals(q, 1e-5f)) << i;
-    }
 }
 
 TEST(Matrix, DecompositionKeepsAMirroringScale) {

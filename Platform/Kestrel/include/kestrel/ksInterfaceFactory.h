@@ -1,42 +1,37 @@
 #pragma once
 // The interface factory: named services that the host can replace.
 //
-// The reference service decides what becomes of a freshly loaded scene:
-// reference(node, fileName) returns the node to insert. The default service
-// returns the node it is given. A host may install another one.
+// The reference service (see ksReferenceInterface.h) may be cached: the
+// pointer getReferenceInterface() returns lives for the whole process and
+// forwards every call to the service installed at the time of the call, so
+// it stays valid when a host installs another service or resets the factory.
+// Pointers to other services are valid until they are replaced or reset.
 #include <memory>
 #include <string>
 
-#include <kestrel/osg/Node.h>
-
-class ksInterface {
-public:
-    virtual ~ksInterface() = default;
-    virtual const char* getInterfaceName() const = 0;
-};
-
-class ksReferenceInterface : public ksInterface {
-public:
-    static constexpr const char* Name = "ksReferenceInterface";
-    const char* getInterfaceName() const override { return Name; }
-    virtual osg::NodePtr reference(const osg::NodePtr& node, const std::string& fileName) = 0;
-};
+#include <kestrel/ksInterface.h>
+#include <kestrel/ksReferenceInterface.h>
 
 class ksInterfaceFactory {
 public:
     static ksInterfaceFactory& the();
     ksInterfaceFactory* operator->() { return this; }
 
-    // The service registered under name, or null.
+    // The service registered under name, or null. For the reference
+    // service's name this is the same process-lived object as
+    // getReferenceInterface().
     ksInterface* getInterface(const std::string& name) const;
     ksReferenceInterface* getReferenceInterface() const;
-    // Installs a service (replacing one of the same name); the factory owns it.
+    // Installs a service (replacing one of the same name); the factory owns
+    // it. A call already running in a replaced reference service finishes
+    // before that service is freed.
     void setInterface(std::unique_ptr<ksInterface> service);
     // Restores the default services.
     void reset();
 
+    struct Impl;
+
 private:
     ksInterfaceFactory();
-    struct Impl;
     std::shared_ptr<Impl> _impl;
 };

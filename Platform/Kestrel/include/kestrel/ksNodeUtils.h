@@ -18,8 +18,11 @@ public:
                         const osg::NodePtr& parent = osg::NullFC);
 
     // Copies the node tree: new nodes with the same names, masks and
-    // attachments. shareCores: the copies use the original cores (instances);
-    // false gives each copied node a copy of its core.
+    // attachments. Every copied node gets its own copy of each attachment
+    // (animation curves, metadata sets, skin clusters, cached shapes), so
+    // that edits to one tree never reach the other. shareCores: the copies
+    // use the original cores (instances); false gives each copied node a copy
+    // of its core, again with its own attachments.
     static osg::NodePtr cloneFullTree(const osg::NodePtr& node, bool shareCores = true);
 
     // Writes decomposed transform values into the node. The values go to
@@ -27,8 +30,9 @@ public:
     // to a Drawable's own transform (created when missing), to a plain
     // Transform's matrix, or to a new Transform3D core when the node has no
     // core. Returns false for other cores (the node is left unchanged).
-    // rotationOrder: only 0 (XYZ) is supported; other values are treated as
-    // 0. keepChildrenInPlace: children get the inverse change so that their
+    // rotationOrder: the order of rotation's angles, numbered as in
+    // osg::RotationOrder (unknown numbers mean XYZ); they are stored as the
+    // equivalent XYZ angles. keepChildrenInPlace: children get the inverse change so that their
     // world positions stay. label, reserved, historyMode, historyIndex:
     // accepted for callers that pass undo information; unused.
     static bool setTransformNodeValues(const osg::NodePtr& node, const osg::Vec3f& translation,

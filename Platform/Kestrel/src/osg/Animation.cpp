@@ -155,6 +155,22 @@ AnimAttachment::AnimAttachment() : _root(AnimNode::create()) {
 AnimAttachment::AnimAttachment(const AnimAttachment& o)
     : Attachment(o), _root(o._root), _channels(o._channels) {}
 
+namespace {
+// Copies an animation tree: every node and curve, with its points.
+AnimNodePtr copyAnimTree(const AnimNodePtr& node) {
+    AnimNodePtr copy = AnimNodePtr::dcast(node->shallowCopy());
+    for (const auto& c : node->getChildren())
+        copy->addChild(copyAnimTree(c));
+    return copy;
+}
+} // namespace
+
+AttachmentPtr AnimAttachment::clone() const {
+    auto copy = FCPtr<AnimAttachment>::dcast(shallowCopy());
+    if (_root) copy->_root = copyAnimTree(_root);
+    return copy;
+}
+
 void AnimAttachment::addChannel(const std::string& name, const std::string& component) {
     if (hasChannel(name, component)) return;
     _channels.push_back(Channel{name, component});

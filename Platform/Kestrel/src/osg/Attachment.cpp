@@ -11,6 +11,16 @@ const FieldContainerType& Attachment::getGroupType() const {
     return getType();
 }
 
+AttachmentPtr Attachment::clone() const {
+    return AttachmentPtr::dcast(shallowCopy());
+}
+
+void AttachmentContainer::unshareAttachments() {
+    for (auto& e : _attachments)
+        if (auto copy = e.attachment->clone()) e.attachment = copy;
+    changed(AttachmentsFieldMask);
+}
+
 void AttachmentContainer::addAttachment(const AttachmentPtr& attachment, UInt16 binding) {
     if (!attachment) return;
     const FieldContainerType* group = &attachment->getGroupType();

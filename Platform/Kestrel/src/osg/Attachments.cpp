@@ -35,6 +35,13 @@ void SkinAttachment::addJoint(const DeformerClusterPtr& cluster) {
     changed(JointsFieldMask);
 }
 
+AttachmentPtr SkinAttachment::clone() const {
+    auto copy = SkinAttachmentPtr::dcast(shallowCopy());
+    for (auto& cluster : copy->_joints)
+        cluster = DeformerClusterPtr::dcast(cluster->shallowCopy());
+    return copy;
+}
+
 void TimeShapeData::setTime(Real32 seconds) {
     _time = seconds;
     changed(TimeFieldMask);
@@ -47,6 +54,13 @@ void TimeShapeCache::addShape(const TimeShapeDataPtr& shape) {
                          [](Real32 t, const TimeShapeDataPtr& s) { return t < s->getTime(); });
     _shapes.insert(it, shape);
     changed(ShapesFieldMask);
+}
+
+AttachmentPtr TimeShapeCache::clone() const {
+    auto copy = TimeShapeCachePtr::dcast(shallowCopy());
+    for (auto& shape : copy->_shapes)
+        shape = TimeShapeDataPtr::dcast(shape->shallowCopy());
+    return copy;
 }
 
 TimeShapeDataPtr TimeShapeCache::getShapeAt(Real32 seconds) const {

@@ -18,6 +18,13 @@ void MetadataSet::setLocked(bool locked) {
     changed(LockedFieldMask);
 }
 
+AttachmentPtr Metadata::clone() const {
+    auto copy = MetadataPtr::dcast(shallowCopy());
+    for (auto& set : copy->_sets)
+        set = MetadataSetPtr::dcast(set->shallowCopy());
+    return copy;
+}
+
 void Metadata::addMetadataSet(const MetadataSetPtr& set) {
     if (!set || std::find(_sets.begin(), _sets.end(), set) != _sets.end()) return;
     _sets.push_back(set);

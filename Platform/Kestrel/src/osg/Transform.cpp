@@ -33,7 +33,7 @@ Matrix Transform3D::getMatrix() const {
     m.mult(Matrix::translation(_rotatePivotTranslation));
     m.mult(Matrix::translation(_rotatePivot));
     m.mult(getRotationOrientation().getMatrix());
-    m.mult(Quaternion::fromEulerXYZDeg(_rotation).getMatrix());
+    m.mult(Matrix::rotationEulerDeg(_rotation));
     m.mult(Matrix::translation(-_rotatePivot));
     m.mult(Matrix::translation(_scalePivotTranslation));
     m.mult(Matrix::translation(_scalePivot));
@@ -76,8 +76,12 @@ void Transform3D::setRotation(const Quaternion& q) {
     setEulerRotation(convertQuatToEuler(q, 0));
 }
 
-Vec3f Transform3D::convertQuatToEuler(const Quaternion& q, UInt32 /*rotationOrder*/) {
-    return q.getEulerXYZDeg();
+Vec3f Transform3D::convertQuatToEuler(const Quaternion& q, UInt32 rotationOrder) {
+    return q.getEulerDeg(rotationOrderFromIndex(rotationOrder));
+}
+
+Quaternion Transform3D::convertEulerToQuat(const Vec3f& degrees, UInt32 rotationOrder) {
+    return Quaternion::fromEulerDeg(degrees, rotationOrderFromIndex(rotationOrder));
 }
 
 } // namespace osg

@@ -1,7 +1,6 @@
 #include <mutex>
 #include <vector>
 
-#include <kestrel/ksInterfaceFactory.h>
 #include <kestrel/ksOpenSGUtils.h>
 
 bool ksMessage::getBool(const std::string& key, bool defaultValue) const {
@@ -72,51 +71,4 @@ void ksOpenSGUtils::removeListener(int id) {
             l.erase(it);
             return;
         }
-}
-
-// --- interface factory -----------------------------------------------------
-
-namespace {
-class DefaultReference : public ksReferenceInterface {
-public:
-    osg::NodePtr reference(const osg::NodePtr& node, const std::string&) override { return node; }
-};
-} // namespace
-
-struct ksInterfaceFactory::Impl {
-    std::vector<std::unique_ptr<ksInterface>> services;
-};
-
-ksInterfaceFactory& ksInterfaceFactory::the() {
-    static ksInterfaceFactory f;
-    return f;
-}
-
-ksInterfaceFactory::ksInterfaceFactory() : _impl(std::make_shared<Impl>()) {
-    reset();
-}
-
-void ksInterfaceFactory::reset() {
-    _impl->services.clear();
-    _impl->services.push_back(std::make_unique<DefaultReference>());
-}
-
-ksInterface* ksInterfaceFactory::getInterface(const std::string& name) const {
-    for (const auto& s : _impl->services)
-        if (name == s->getInterfaceName()) return s.get();
-    return nullptr;
-}
-
-ksReferenceInterface* ksInterfaceFactory::getReferenceInterface() const {
-    return dynamic_cast<ksReferenceInterface*>(getInterface(ksReferenceInterface::Name));
-}
-
-void ksInterfaceFactory::setInterface(std::unique_ptr<ksInterface> service) {
-    if (!service) return;
-    for (auto& s : _impl->services)
-        if (std::string(s->getInterfaceName()) == service->getInterfaceName()) {
-            s = std::move(service);
-            return;
-        }
-    _impl->services.push_back(std::move(service));
 }

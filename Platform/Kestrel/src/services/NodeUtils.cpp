@@ -33,8 +33,12 @@ void ksNodeUtils::setName(const NodePtr& node, const std::string& name, bool rec
 namespace {
 NodePtr cloneRec(const NodePtr& node, bool shareCores) {
     NodePtr copy = NodePtr::dcast(node->shallowCopy());
-    if (!shareCores && node->getCore())
-        copy->setCore(NodeCorePtr::dcast(node->getCore()->shallowCopy()));
+    copy->unshareAttachments();
+    if (!shareCores && node->getCore()) {
+        NodeCorePtr core = NodeCorePtr::dcast(node->getCore()->shallowCopy());
+        core->unshareAttachments();
+        copy->setCore(core);
+    }
     for (const auto& c : node->getChildren())
         copy->addChild(cloneRec(c, shareCores));
     return copy;
@@ -56,8 +60,8 @@ Transform3DPtr ksNodeUtils::getTransform3D(const NodePtr& node) {
 bool ksNodeUtils::setTransformNodeValues(
     const NodePtr& node, const Vec3f& translation, const Vec3f& rotationOrientation,
     const Vec3f& rotation, const Vec3f& rotatePivot, const Vec3f& rotatePivotTranslation,
-    const Vec3f& scale, const Vec3f& scalePivot, const Vec3f& scalePivotTranslation, Int32,
-    const std::string&, bool keepChildrenInPlace, const Vec3f&, Int32, Int32) {
+    const Vec3f& scale, const Vec3f& scalePivot, const Vec3f& scalePivotTranslation,
+    Int32 rotationOrder, const std::string&, bool keepChildrenInPlace, const Vec3f&, Int32, Int32) {
     if (!node) return false;
     Matrix before = node->getLocalMatrix();
     Transform3DPtr t3d = getTransform3D(node);
@@ -83,7 +87,11 @@ bool ksNodeUtils::setTransformNodeValues(
     Transform3DPtr target = t3d ? t3d : Transform3D::create();
     target->setTranslation(translation);
     target->setEulerRotationOrientation(rotationOrientation);
-    target->setEulerRotation(rotation);
+    // The scene graph stores XYZ angles; other orders are converted.
+    const RotationOrder order = rotationOrderFromIndex(rotationOrder);
+    target->setEulerRotation(order == RotationOrder::XYZ
+                                 ? rotation
+                                 : Quaternion::fromEulerDeg(rotation, order).getEulerXYZDeg());
     target->setRotatePivot(rotatePivot);
     target->setRotatePivotTranslation(rotatePivotTranslation);
     target->setScale(scale);

@@ -2,9 +2,18 @@
 // meshes, surfaces, materials and textures.
 #include <kestrel/ksLights.h>
 
-#include "ExportTestUtil.h"
+#include <filesystem>
+#include <fstream>
+#include <unistd.h>
 
-using namespace exporttest;
+#include <kestrel/ksAnimManager.h>
+#include <kestrel/ksNodeUtils.h>
+#include <kestrel/ksSceneDataManager.h>
+
+#include "TestKit.h"
+#include "ksQdxWriter.h"
+
+using namespace qdxtest;
 using qdxsdk::QdxLayerElement;
 using qdxsdk::QdxSurfaceMaterial;
 using qdxsdk::QdxVector4;
@@ -12,7 +21,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using ExportContent = ExportTest;
+using ExportContent = PluginTest;
 
 TEST_F(ExportContent, HierarchyVisibilitySwitchesAndSkippedNodes) {
     auto sw = osg::Switch::create();

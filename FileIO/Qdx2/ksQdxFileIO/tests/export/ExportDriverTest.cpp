@@ -3,14 +3,23 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "ExportTestUtil.h"
+#include <filesystem>
+#include <fstream>
+#include <unistd.h>
 
-using namespace exporttest;
+#include <kestrel/ksAnimManager.h>
+#include <kestrel/ksNodeUtils.h>
+#include <kestrel/ksSceneDataManager.h>
+
+#include "TestKit.h"
+#include "ksQdxWriter.h"
+
+using namespace qdxtest;
 namespace fs = std::filesystem;
 
 namespace {
 
-using ExportDriver = ExportTest;
+using ExportDriver = PluginTest;
 
 osg::NodePtr meshScene(const std::string& name = "Mesh") {
     return makeGroup("Root", {makeNode(makeQuad(), name)});

@@ -4,24 +4,24 @@
 #include <cmath>
 #include <map>
 
-#include "ExportTestUtil.h"
+#include <filesystem>
+#include <fstream>
+#include <unistd.h>
 
-using namespace exporttest;
+#include <kestrel/ksAnimManager.h>
+#include <kestrel/ksNodeUtils.h>
+#include <kestrel/ksSceneDataManager.h>
+
+#include "TestKit.h"
+#include "ksQdxWriter.h"
+
+using namespace qdxtest;
 namespace fs = std::filesystem;
 
 namespace {
 
-class RoundTrip : public ExportTest {
+class RoundTrip : public PluginTest {
 protected:
-    static osg::NodePtr importFrom(const std::string& path, const fs::path& cwd) {
-        const fs::path old = fs::current_path();
-        fs::current_path(cwd); // texture paths in the sample are relative
-        ::testing::internal::CaptureStdout();
-        osg::NodePtr root = osg::SceneFileHandler::the().read(path.c_str());
-        ::testing::internal::GetCapturedStdout();
-        fs::current_path(old);
-        return root;
-    }
     static void near(const osg::Vec3f& a, const osg::Vec3f& b, const char* what) {
         for (int k = 0; k < 3; ++k)
             EXPECT_NEAR(a[k], b[k], 1e-4f * (1.f + std::fabs(a[k]))) << what;
@@ -108,7 +108,7 @@ protected:
 
 TEST_F(RoundTrip, SampleSceneSurvivesEveryWriter) {
     const std::string samples = KSQDX_SAMPLES_DIR;
-    osg::NodePtr first = importFrom(samples + "/showroom.qdx", samples);
+    osg::NodePtr first = import(samples + "/showroom.qdx", samples).root;
     ASSERT_TRUE(first) << osg::SceneFileHandler::the().getLastError();
     for (const char* flavour : {"binary", "ascii"})
         for (const char* version : {"QDX100", "QDX200", "QDX300"}) {
@@ -126,7 +126,7 @@ TEST_F(RoundTrip, SampleSceneSurvivesEveryWriter) {
                 EXPECT_EQ(raw.binary, std::string(flavour) == "binary");
                 EXPECT_EQ(raw.version, version);
             }
-            osg::NodePtr second = importFrom(copy, fs::temp_directory_path());
+            osg::NodePtr second = import(copy, fs::temp_directory_path().string()).root;
             ASSERT_TRUE(second && second->getNChildren() == first->getNChildren());
             materials.clear();
             geometries = textures = 0;
@@ -136,6 +136,60 @@ TEST_F(RoundTrip, SampleSceneSurvivesEveryWriter) {
             EXPECT_GE(materials.size(), 3u);
             EXPECT_GE(textures, 2);
         }
+}
+
+// A surface node keeps its place through export and import again.
+TEST_F(RoundTrip, SurfaceNodesKeepTheirTransform) {
+    setUnit(ksSceneData::Centimeter);
+    auto surface = osg::Surface::create();
+    surface->setDimU(1);
+    surface->setDimV(1);
+    surface->setKnotsU({0, 0, 1, 1});
+    surface->setKnotsV({0, 0, 1, 1});
+    auto cps = osg::GeoPositions4f::create();
+    for (int i = 0; i < 4; ++i)
+        cps->push_back(osg::Vec4f(float(i / 2), float(i % 2), 0.f, 1.f));
+    surface->setControlPoints(cps);
+    auto placement = osg::Transform3D::create();
+    placement->setTranslation(osg::Vec3f(10.f, 20.f, 30.f));
+    placement->setEulerRotation(osg::Vec3f(0.f, 0.f, 90.f));
+    surface->setTransform(placement);
+    const osg::Matrix expected = placement->getMatrix();
+    ASSERT_TRUE(exportTo(makeGroup("Root", {makeNode(surface, "Patch")}), file("patch.qdx")));
+    {
+        ReadBack back(file("patch.qdx"));
+        ASSERT_TRUE(back.ok && back["Patch"] && back["Patch"]->GetNurbsSurface());
+        EXPECT_EQ(back["Patch"]->LclTranslation.Get(), qdxsdk::QdxDouble3(10, 20, 30));
+    }
+    Imported again = import(file("patch.qdx"));
+    ASSERT_TRUE(again.node("Patch"));
+    const osg::Matrix local = again.node("Patch")->getLocalMatrix();
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            EXPECT_NEAR(local[i][j], expected[i][j], 1e-4f) << i << "," << j;
+}
+
+// Frame rates without a named time mode are the scene's own and come back.
+TEST_F(RoundTrip, CustomFrameRatesSurvive) {
+    for (double fps : {12.0, 15.0}) {
+        SCOPED_TRACE(fps);
+        resetHost();
+        ksAnimManager::the().setFPS(fps);
+        ksAnimManager::the().setFullRangeEnd(480); // past the default range, which only widens
+        ASSERT_TRUE(exportTo(makeGroup("Root", {makeNode(makeQuad(), "Quad")}), file("f.qdx")));
+        {
+            ReadBack back(file("f.qdx"));
+            ASSERT_TRUE(back.ok);
+            EXPECT_DOUBLE_EQ(back.scene->GetGlobalSettings().GetFrameRate(), fps);
+            long long first = -1, last = -1;
+            back.scene->GetGlobalSettings().GetTimelineDefaultFrames(first, last);
+            EXPECT_EQ(last, 480);
+        }
+        resetHost();
+        ASSERT_TRUE(import(file("f.qdx")).root);
+        EXPECT_DOUBLE_EQ(ksAnimManager::the().fps(), fps);
+        EXPECT_EQ(ksAnimManager::the().fullRangeEnd(), 480);
+    }
 }
 
 } // namespace

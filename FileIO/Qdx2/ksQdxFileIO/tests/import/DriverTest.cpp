@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include <kestrel/ksAnimManager.h>
+#include <kestrel/ksInterfaceFactory.h>
 #include <kestrel/ksMetadataUtils.h>
 #include <kestrel/ksNodeUtils.h>
 #include <kestrel/ksOpenSGUtils.h>
@@ -12,10 +13,10 @@
 #include <kestrel/osg/SceneFileHandler.h>
 #include <kestrel/osg/Transform.h>
 
-#include "ImportSupport.h"
+#include "TestKit.h"
 #include "ksQdxLoader.h"
 
-using namespace importtest;
+using namespace qdxtest;
 using namespace qdxsdk;
 
 namespace {
@@ -25,7 +26,7 @@ void oneQuadAt(QdxScene* scene, const QdxDouble3& t) {
     n->LclTranslation.Set(t);
 }
 
-class DriverTest : public ImportTest {};
+class DriverTest : public PluginTest {};
 
 TEST_F(DriverTest, RegistersOneReadWriteTypeForBothSuffixes) {
     osg::SceneFileType* qdx = osg::SceneFileHandler::the().getFileType("qdx");
@@ -231,6 +232,19 @@ TEST_F(DriverTest, ReportsProgressVersionsTakesAndDocumentInformation) {
     ASSERT_FALSE(r.progress.empty());
     EXPECT_TRUE(std::is_sorted(r.progress.begin(), r.progress.end()));
     EXPECT_EQ(r.progress.back(), 91u);
+}
+
+// The reference service is looked up once; a host that resets its interface
+// factory in between must not leave the next import with a stale one.
+TEST_F(DriverTest, ImportsAgainAfterTheHostResetsItsServices) {
+    const std::string path = writeScene("twice.qdx", [](QdxScene* s) {
+        addMesh(s, s->GetRootNode(), "Quad", quadPoints(), {{0, 1, 2, 3}});
+    });
+    ASSERT_TRUE(import(path).root);
+    ksInterfaceFactory::the().reset();
+    Imported again = import(path);
+    ASSERT_TRUE(again.root);
+    EXPECT_TRUE(again.geometry("Quad"));
 }
 
 } // namespace

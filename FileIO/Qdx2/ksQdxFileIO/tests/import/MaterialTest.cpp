@@ -10,14 +10,14 @@
 #include <kestrel/osg/Image.h>
 #include <kestrel/osg/UberMaterial.h>
 
-#include "ImportSupport.h"
+#include "TestKit.h"
 
-using namespace importtest;
+using namespace qdxtest;
 using namespace qdxsdk;
 
 namespace {
 
-class MaterialTest : public ImportTest {
+class MaterialTest : public PluginTest {
 protected:
     // Writes an image of 2 x 2 pixels with the given channel count.
     void writeImage(const std::string& path, unsigned channels) {

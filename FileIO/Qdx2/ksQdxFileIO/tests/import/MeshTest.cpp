@@ -3,19 +3,20 @@
 #include <kestrel/ksMaterials.h>
 #include <kestrel/ksNodeUtils.h>
 #include <kestrel/ksSceneDataManager.h>
+#include <kestrel/osg/Skin.h>
 #include <kestrel/osg/Transform.h>
 
-#include "ImportSupport.h"
+#include "TestKit.h"
 
-using namespace importtest;
+using namespace qdxtest;
 using namespace qdxsdk;
 
 namespace {
 
-class MeshTest : public ImportTest {
+class MeshTest : public PluginTest {
 protected:
     void SetUp() override {
-        ImportTest::SetUp();
+        PluginTest::SetUp();
         ksSceneDataManager::getSceneData(0)->setLengthUnit(ksSceneData::Centimeter);
         ksSceneDataManager::getSceneData(0)->setUpAxis(ksSceneData::YUp);
     }
@@ -83,7 +84,8 @@ TEST_F(MeshTest, PolygonsAreSplitIntoOneChildPerMaterial) {
     EXPECT_EQ(positions->getValue(4), osg::Pnt3f(2.f, 0.f, 0.f));
     // Vertex colours never reach the per-material children.
     EXPECT_FALSE(first->getTexSlot(7));
-    EXPECT_EQ(first->getIndexMapping(), std::vector<osg::UInt16>{osg::MapPosition});
+    EXPECT_EQ(first->getIndexMapping(),
+              std::vector<osg::UInt16>{osg::MapPosition | osg::MapNormal});
 }
 
 TEST_F(MeshTest, FewerThanTwoMaterialEntriesGiveOneGeometryWithSlotZero) {
@@ -130,8 +132,8 @@ TEST_F(MeshTest, UVSetsTakeReservedSlotsThenTheSmallestFreeOne) {
         EXPECT_EQ(uv->size(), 12u);
         EXPECT_EQ(uv->getValue(5), osg::Vec2f(tag, 5.f)) << slot;
     }
-    EXPECT_EQ(three->getIndexMapping()[0],
-              osg::MapPosition | osg::MapTexCoords | osg::MapTexCoords1 | osg::MapTexCoords2);
+    EXPECT_EQ(three->getIndexMapping()[0], osg::MapPosition | osg::MapNormal | osg::MapTexCoords |
+                                               osg::MapTexCoords1 | osg::MapTexCoords2);
 
     // "UV Set 4" keeps slot 3; a, b, c, d fill 0, 1, 2, 4; e is dropped.
     auto six = r.geometry("Six");
@@ -240,6 +242,91 @@ TEST_F(MeshTest, CornerLayoutCarriesColoursNormalsAndScaledPositions) {
     EXPECT_EQ(colors->getValue(g->getPropertyIndex(2, osg::MapTexCoords7)),
               osg::Vec4f(0.5f, 0.5f, 1.f, 0.75f));
     EXPECT_EQ(g->getIndexMapping()[0], osg::MapPosition | osg::MapNormal | osg::MapTexCoords7);
+}
+
+// Every corner gets a normal, even from a mesh that has none, and a
+// per-corner UV that the SDK finds unmapped (negative index or one past the
+// values) takes no place in the UV property.
+TEST_F(MeshTest, CornersWithoutNormalsOrMappedUVs) {
+    Imported r = import(writeScene("corners.qdx", [](QdxScene* s) {
+        addMesh(s, s->GetRootNode(), "Plain", stripPoints(), kStrip);
+        QdxNode* split = addMesh(s, s->GetRootNode(), "Split", stripPoints(), kStrip);
+        split->AddMaterial(material(s, "A"));
+        split->AddMaterial(material(s, "B"));
+        setMaterialIndices(split, {0, 1, 0});
+        QdxLayerElementUV* uv = split->GetMesh()->CreateElementUV("map1");
+        uv->SetMappingMode(QdxLayerElement::eByPolygonVertex);
+        uv->SetReferenceMode(QdxLayerElement::eIndexToDirect);
+        for (int i = 0; i < 12; ++i) {
+            uv->GetDirectArray().Add(QdxVector2(i, 0));
+            uv->GetIndexArray().Add(i == 1 ? -1 : i == 5 ? 99 : i);
+        }
+    }));
+    ASSERT_TRUE(r.root);
+    auto plain = r.geometry("Plain");
+    ASSERT_TRUE(plain && plain->getNormals());
+    EXPECT_TRUE(plain->getIndexMapping()[0] & osg::MapNormal);
+    EXPECT_EQ(plain->getNormals()->size(), plain->getPositions()->size());
+
+    auto first = r.geometry("Split_mat_0"), second = r.geometry("Split_mat_1");
+    ASSERT_TRUE(first && second && first->getNormals());
+    EXPECT_EQ(first->getNormals()->size(), 8u);
+    EXPECT_EQ(osg::GeoNormals3fPtr::dcast(first->getNormals())->getValue(3),
+              osg::Vec3f(0.f, 0.f, 0.f));
+    auto us = [](const osg::GeometryPtr& g) {
+        std::vector<float> u;
+        for (const osg::Vec2f& v : osg::GeoTexCoords2fPtr::dcast(g->getTexSlot(0))->getField())
+            u.push_back(v[0]);
+        return u;
+    };
+    EXPECT_EQ(us(first), (std::vector<float>{0, 2, 3, 8, 9, 10, 11}));
+    EXPECT_EQ(us(second), (std::vector<float>{4, 6, 7}));
+}
+
+// Skin weights reach every vertex made from a weighted control point: each
+// corner of the corner layout, and each per-material child on its own.
+TEST_F(MeshTest, SkinWeightsFollowEveryCornerOfTheirControlPoint) {
+    Imported r = import(writeScene("skin.qdx", [](QdxScene* s) {
+        QdxNode* joint = QdxNode::Create(s, "Joint");
+        s->GetRootNode()->AddChild(joint);
+        auto skin = [&](QdxNode* node) {
+            QdxSkin* deformer = QdxSkin::Create(s, "");
+            QdxCluster* cluster = QdxCluster::Create(s, "");
+            cluster->AddControlPointIndex(2, 0.5);
+            cluster->SetLink(joint);
+            deformer->AddCluster(cluster);
+            node->GetMesh()->AddDeformer(deformer);
+        };
+        QdxNode* whole = addMesh(s, s->GetRootNode(), "Whole", stripPoints(), kStrip);
+        cornerUVs(whole->GetMesh(), "map1", 1); // every corner distinct: nothing merges
+        skin(whole);
+        QdxNode* split = addMesh(s, s->GetRootNode(), "Split", stripPoints(), kStrip);
+        split->AddMaterial(material(s, "A"));
+        split->AddMaterial(material(s, "B"));
+        setMaterialIndices(split, {0, 1, 0});
+        skin(split);
+    }));
+    ASSERT_TRUE(r.root);
+    osg::NodePtr joint = r.node("Joint");
+    ASSERT_TRUE(joint);
+    auto weights = [&](const char* name) {
+        auto skin = r.geometry(name)->findAttachment<osg::SkinAttachment>();
+        EXPECT_TRUE(skin && skin->getJoints().size() == 1u) << name;
+        if (!skin || skin->getJoints().empty()) return std::vector<osg::IndexWeight>{};
+        EXPECT_EQ(skin->getJoints()[0]->getNode(), joint) << name;
+        return skin->getJoints()[0]->getWeights();
+    };
+    // Control point 2 is corner 1 of polygon 0 and corner 0 of polygon 1.
+    const auto whole = weights("Whole");
+    ASSERT_EQ(whole.size(), 2u);
+    auto positions = osg::GeoPositions3fPtr::dcast(r.geometry("Whole")->getPositions());
+    for (const osg::IndexWeight& w : whole) {
+        EXPECT_EQ(positions->getValue(w.index), osg::Pnt3f(1.f, 0.f, 0.f));
+        EXPECT_EQ(w.weight, 0.5f);
+    }
+    EXPECT_NE(whole[0].index, whole[1].index);
+    EXPECT_EQ(weights("Split_mat_0"), (std::vector<osg::IndexWeight>{{1, 0.5f}}));
+    EXPECT_EQ(weights("Split_mat_1"), (std::vector<osg::IndexWeight>{{0, 0.5f}}));
 }
 
 } // namespace

@@ -3,14 +3,14 @@
 #include <kestrel/ksNodeUtils.h>
 #include <kestrel/osg/Transform.h>
 
-#include "ImportSupport.h"
+#include "TestKit.h"
 
-using namespace importtest;
+using namespace qdxtest;
 using namespace qdxsdk;
 
 namespace {
 
-class NodeTest : public ImportTest {};
+class NodeTest : public PluginTest {};
 
 // Three nodes share one mesh: A and C with equal transforms, B moved.
 void sharedMesh(QdxScene* s, const QdxDouble3& bTranslation) {

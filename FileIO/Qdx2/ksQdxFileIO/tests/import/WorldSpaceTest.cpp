@@ -8,9 +8,9 @@
 #include <kestrel/ksNodeUtils.h>
 #include <kestrel/ksSceneDataManager.h>
 
-#include "ImportSupport.h"
+#include "TestKit.h"
 
-using namespace importtest;
+using namespace qdxtest;
 using namespace qdxsdk;
 
 namespace {
@@ -60,10 +60,10 @@ Corners expectedCorners(const std::string& path, const HostSetting& host) {
     return result;
 }
 
-class WorldSpace : public ImportTest, public ::testing::WithParamInterface<HostSetting> {
+class WorldSpace : public PluginTest, public ::testing::WithParamInterface<HostSetting> {
 protected:
     void SetUp() override {
-        ImportTest::SetUp();
+        PluginTest::SetUp();
         const HostSetting host = GetParam();
         ksSceneDataManager::getSceneData(0)->setLengthUnit(host.unit);
         ksSceneDataManager::getSceneData(0)->setUpAxis(host.up);

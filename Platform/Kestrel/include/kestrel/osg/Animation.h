@@ -102,6 +102,7 @@ private:
 class AnimAttachment : public Attachment {
     KS_FIELD_CONTAINER_DECL(AnimAttachment, Attachment)
 public:
+    AttachmentPtr clone() const override;
     static constexpr BitVector RootFieldMask = 1ull << 2;
     static constexpr BitVector ChannelsFieldMask = 1ull << 3;
 

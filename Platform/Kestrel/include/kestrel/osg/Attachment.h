@@ -20,6 +20,10 @@ public:
     // The key type under which the attachment is stored: its own type.
     // findAttachment() also finds attachments of derived types.
     const FieldContainerType& getGroupType() const;
+    // A copy that shares nothing editable with this attachment: curves,
+    // metadata sets, skin clusters and cached shapes are copied too. The
+    // default is shallowCopy(); classes holding handles override it.
+    virtual AttachmentPtr clone() const;
 };
 
 class AttachmentContainer : public FieldContainer {
@@ -41,6 +45,9 @@ public:
         return FCPtr<T>::dcast(findAttachment(T::getClassType(), binding));
     }
     const std::vector<Entry>& getAttachments() const { return _attachments; }
+    // Replaces every attachment by its clone(), so that this container no
+    // longer shares attachments with the one it was copied from.
+    void unshareAttachments();
 
 private:
     std::vector<Entry> _attachments;

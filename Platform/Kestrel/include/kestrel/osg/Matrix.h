@@ -1,9 +1,10 @@
 #pragma once
-// 4x4 single-precision matrix acting on column vectors, and a unit quaternion.
+// 4x4 single-precision matrix acting on column vectors.
 //
 // Storage: the matrix keeps four storage vectors; storage vector i is column i,
 // so the translation lives in storage vector 3 (x, y, z of the fourth vector).
 // mult(m) post-multiplies (this = this * m), multLeft(m) pre-multiplies.
+#include <kestrel/osg/RotationOrder.h>
 #include <kestrel/osg/Vector.h>
 
 namespace osg {
@@ -22,6 +23,8 @@ public:
     static Matrix translation(const Vec3f& t);
     static Matrix scale(const Vec3f& s);
     static Matrix rotation(const Quaternion& q);
+    // Rotation from Euler angles in degrees, applied in the given order.
+    static Matrix rotationEulerDeg(const Vec3f& degrees, RotationOrder order = RotationOrder::XYZ);
 
     void setIdentity();
     Vec4f& operator[](int i) { return _c[i]; }
@@ -49,6 +52,9 @@ public:
     // orientation (M = T * R * SO * S * inverse(SO)); scale orientation is the
     // identity unless the matrix carries shear.
     void getTransform(Vec3f& t, Quaternion& r, Vec3f& s, Quaternion& so) const;
+    // Euler angles in degrees of the upper 3x3 block, which must be a pure
+    // rotation (decompose with getTransform first when it carries scale).
+    Vec3f getEulerDeg(RotationOrder order = RotationOrder::XYZ) const;
 
     Pnt3f multPnt(const Pnt3f& p) const;     // affine point transform (w = 1)
     Pnt3f multFullPnt(const Pnt3f& p) const; // with perspective divide
@@ -59,40 +65,7 @@ private:
     Vec4f _c[4];
 };
 
-class Quaternion {
-public:
-    Quaternion() : _x(0), _y(0), _z(0), _w(1) {}
-    Quaternion(Real32 x, Real32 y, Real32 z, Real32 w) : _x(x), _y(y), _z(z), _w(w) {}
-    explicit Quaternion(const Matrix& m) { setValue(m); }
-
-    static Quaternion fromAxisDeg(const Vec3f& axis, Real32 degrees);
-    static Quaternion fromAxisRad(const Vec3f& axis, Real32 radians);
-    // XYZ Euler angles in degrees, X applied first: R = Rz * Ry * Rx.
-    static Quaternion fromEulerXYZDeg(const Vec3f& degrees);
-
-    void setValue(const Matrix& m); // rotation part of m (assumed orthonormal)
-    void getValue(Matrix& m) const;
-    Matrix getMatrix() const;
-    void setValueAsAxisDeg(const Vec3f& axis, Real32 degrees) {
-        *this = fromAxisDeg(axis, degrees);
-    }
-
-    Real32 x() const { return _x; }
-    Real32 y() const { return _y; }
-    Real32 z() const { return _z; }
-    Real32 w() const { return _w; }
-    const Real32* getValues() const { return &_x; }
-
-    Quaternion operator*(const Quaternion& o) const; // this applied after o
-    Quaternion inverse() const { return Quaternion(-_x, -_y, -_z, _w); }
-    void normalize();
-    Vec3f rotate(const Vec3f& v) const;
-    // XYZ Euler angles in degrees (inverse of fromEulerXYZDeg).
-    Vec3f getEulerXYZDeg() const;
-    bool equals(const Quaternion& o, Real32 tolerance) const;
-
-private:
-    Real32 _x, _y, _z, _w;
-};
-
 } // namespace osg
+
+// Quaternion needs the complete Matrix; users of Matrix.h get both.
+#include <kestrel/osg/Quaternion.h>

@@ -50,6 +50,7 @@ private:
 class Metadata : public JsonAttachment {
     KS_FIELD_CONTAINER_DECL(Metadata, JsonAttachment)
 public:
+    AttachmentPtr clone() const override;
     static constexpr BitVector SetsFieldMask = 1ull << 4;
 
     void addMetadataSet(const MetadataSetPtr& set);

@@ -57,6 +57,7 @@ private:
 class SkinAttachment : public Attachment {
     KS_FIELD_CONTAINER_DECL(SkinAttachment, Attachment)
 public:
+    AttachmentPtr clone() const override;
     static constexpr BitVector JointsFieldMask = 1ull << 2;
 
     const std::vector<DeformerClusterPtr>& getJoints() const { return _joints; }

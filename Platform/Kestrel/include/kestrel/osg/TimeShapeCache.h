@@ -36,6 +36,7 @@ private:
 class TimeShapeCache : public Attachment {
     KS_FIELD_CONTAINER_DECL(TimeShapeCache, Attachment)
 public:
+    AttachmentPtr clone() const override;
     static constexpr BitVector ShapesFieldMask = 1ull << 2;
 
     // Inserts keeping the samples sorted by time.

@@ -74,9 +74,12 @@ public:
     // Sets R from a quaternion (orientation unchanged).
     void setRotation(const Quaternion& q);
 
-    // Euler angles (degrees) of q for a rotation order; order 0 is XYZ
-    // (X applied first), the only order this scene graph stores.
+    // Euler angles (degrees) of q for a rotation order numbered as in
+    // RotationOrder (0 is XYZ, X applied first; unknown numbers mean XYZ).
+    // The scene graph itself stores XYZ angles only.
     static Vec3f convertQuatToEuler(const Quaternion& q, UInt32 rotationOrder = 0);
+    // The rotation of Euler angles (degrees) in a numbered rotation order.
+    static Quaternion convertEulerToQuat(const Vec3f& degrees, UInt32 rotationOrder = 0);
 
 private:
     Vec3f _translation;

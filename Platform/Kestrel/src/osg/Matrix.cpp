@@ -2,18 +2,9 @@
 #include <cmath>
 
 #include <kestrel/osg/Matrix.h>
+#include <kestrel/osg/Quaternion.h>
 
 namespace osg {
-
-namespace {
-constexpr double kPi = 3.14159265358979323846;
-double deg2rad(double d) {
-    return d * kPi / 180.0;
-}
-double rad2deg(double r) {
-    return r * 180.0 / kPi;
-}
-} // namespace
 
 Matrix::Matrix() {
     setIdentity();
@@ -50,6 +41,14 @@ Matrix Matrix::scale(const Vec3f& s) {
 
 Matrix Matrix::rotation(const Quaternion& q) {
     return q.getMatrix();
+}
+
+Matrix Matrix::rotationEulerDeg(const Vec3f& degrees, RotationOrder order) {
+    return Quaternion::fromEulerDeg(degrees, order).getMatrix();
+}
+
+Vec3f Matrix::getEulerDeg(RotationOrder order) const {
+    return Quaternion(*this).getEulerDeg(order);
 }
 
 Matrix Matrix::operator*(const Matrix& b) const {
@@ -219,128 +218,6 @@ Vec4f Matrix::mult4(const Vec4f& v) const {
         r[row] = static_cast<Real32>(s);
     }
     return r;
-}
-
-Quaternion Quaternion::fromAxisRad(const Vec3f& axis, Real32 radians) {
-    Vec3f a = axis;
-    a.normalize();
-    double h = double(radians) * 0.5;
-    Real32 s = static_cast<Real32>(std::sin(h));
-    return Quaternion(a[0] * s, a[1] * s, a[2] * s, static_cast<Real32>(std::cos(h)));
-}
-
-Quaternion Quaternion::fromAxisDeg(const Vec3f& axis, Real32 degrees) {
-    return fromAxisRad(axis, static_cast<Real32>(deg2rad(degrees)));
-}
-
-Quaternion Quaternion::fromEulerXYZDeg(const Vec3f& d) {
-    Quaternion qx = fromAxisDeg(Vec3f(1, 0, 0), d[0]);
-    Quaternion qy = fromAxisDeg(Vec3f(0, 1, 0), d[1]);
-    Quaternion qz = fromAxisDeg(Vec3f(0, 0, 1), d[2]);
-    return qz * qy * qx;
-}
-
-Quaternion Quaternion::operator*(const Quaternion& o) const {
-    return Quaternion(_w * o._x + _x * o._w + _y * o._z - _z * o._y,
-                      _w * o._y - _x * o._z + _y * o._w + _z * o._x,
-                      _w * o._z + _x * o._y - _y * o._x + _z * o._w,
-                      _w * o._w - _x * o._x - _y * o._y - _z * o._z);
-}
-
-void Quaternion::normalize() {
-    double l = std::sqrt(double(_x) * _x + double(_y) * _y + double(_z) * _z + double(_w) * _w);
-    if (l <= 0) {
-        *this = Quaternion();
-        return;
-    }
-    _x = Real32(_x / l);
-    _y = Real32(_y / l);
-    _z = Real32(_z / l);
-    _w = Real32(_w / l);
-}
-
-void Quaternion::getValue(Matrix& m) const {
-    m = getMatrix();
-}
-
-Matrix Quaternion::getMatrix() const {
-    double x = _x, y = _y, z = _z, w = _w;
-    Matrix m;
-    m.at(0, 0) = Real32(1 - 2 * (y * y + z * z));
-    m.at(0, 1) = Real32(2 * (x * y - z * w));
-    m.at(0, 2) = Real32(2 * (x * z + y * w));
-    m.at(1, 0) = Real32(2 * (x * y + z * w));
-    m.at(1, 1) = Real32(1 - 2 * (x * x + z * z));
-    m.at(1, 2) = Real32(2 * (y * z - x * w));
-    m.at(2, 0) = Real32(2 * (x * z - y * w));
-    m.at(2, 1) = Real32(2 * (y * z + x * w));
-    m.at(2, 2) = Real32(1 - 2 * (x * x + y * y));
-    return m;
-}
-
-void Quaternion::setValue(const Matrix& m) {
-    double m00 = m.at(0, 0), m11 = m.at(1, 1), m22 = m.at(2, 2);
-    double tr = m00 + m11 + m22;
-    double x, y, z, w;
-    if (tr > 0) {
-        double s = std::sqrt(tr + 1.0) * 2;
-        w = 0.25 * s;
-        x = (m.at(2, 1) - m.at(1, 2)) / s;
-        y = (m.at(0, 2) - m.at(2, 0)) / s;
-        z = (m.at(1, 0) - m.at(0, 1)) / s;
-    } else if (m00 > m11 && m00 > m22) {
-        double s = std::sqrt(1.0 + m00 - m11 - m22) * 2;
-        w = (m.at(2, 1) - m.at(1, 2)) / s;
-        x = 0.25 * s;
-        y = (m.at(0, 1) + m.at(1, 0)) / s;
-        z = (m.at(0, 2) + m.at(2, 0)) / s;
-    } else if (m11 > m22) {
-        double s = std::sqrt(1.0 + m11 - m00 - m22) * 2;
-        w = (m.at(0, 2) - m.at(2, 0)) / s;
-        x = (m.at(0, 1) + m.at(1, 0)) / s;
-        y = 0.25 * s;
-        z = (m.at(1, 2) + m.at(2, 1)) / s;
-    } else {
-        double s = std::sqrt(1.0 + m22 - m00 - m11) * 2;
-        w = (m.at(1, 0) - m.at(0, 1)) / s;
-        x = (m.at(0, 2) + m.at(2, 0)) / s;
-        y = (m.at(1, 2) + m.at(2, 1)) / s;
-        z = 0.25 * s;
-    }
-    _x = Real32(x);
-    _y = Real32(y);
-    _z = Real32(z);
-    _w = Real32(w);
-    normalize();
-}
-
-Vec3f Quaternion::rotate(const Vec3f& v) const {
-    return getMatrix().multVec(v);
-}
-
-Vec3f Quaternion::getEulerXYZDeg() const {
-    // R = Rz(c) * Ry(b) * Rx(a): r20 = -sin b, r21 = cos b sin a, r22 = cos b cos a,
-    // r10 = cos b sin c, r00 = cos b cos c.
-    Matrix m = getMatrix();
-    double r20 = std::clamp(double(m.at(2, 0)), -1.0, 1.0);
-    double b = std::asin(-r20);
-    double a, c;
-    if (std::abs(r20) < 0.9999999) {
-        a = std::atan2(double(m.at(2, 1)), double(m.at(2, 2)));
-        c = std::atan2(double(m.at(1, 0)), double(m.at(0, 0)));
-    } else { // gimbal lock: put everything into X
-        c = 0;
-        a = std::atan2(-double(m.at(1, 2)), double(m.at(1, 1)));
-    }
-    return Vec3f(Real32(rad2deg(a)), Real32(rad2deg(b)), Real32(rad2deg(c)));
-}
-
-bool Quaternion::equals(const Quaternion& o, Real32 tolerance) const {
-    auto close = [&](const Quaternion& q) {
-        return std::abs(_x - q._x) <= tolerance && std::abs(_y - q._y) <= tolerance &&
-               std::abs(_z - q._z) <= tolerance && std::abs(_w - q._w) <= tolerance;
-    };
-    return close(o) || close(Quaternion(-o._x, -o._y, -o._z, -o._w));
 }
 
 } // namespace osg

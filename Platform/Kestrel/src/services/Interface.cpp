@@ -1,0 +1,3 @@
+#include <kestrel/ksInterface.h>
+
+ksInterface::~ksInterface() = default;

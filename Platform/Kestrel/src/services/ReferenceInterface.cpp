@@ -1,0 +1,5 @@
+#include <kestrel/ksReferenceInterface.h>
+
+const char* ksReferenceInterface::getInterfaceName() const {
+    return Name;
+}
