@@ -11,24 +11,8 @@
 #include <string>
 #include <vector>
 
+#include <kestrel/ksMetadataTypes.h>
 #include <kestrel/osg/Metadata.h>
-
-class ksMetadataTypes {
-public:
-    enum ValueType : int {
-        String = 0,
-        Integer = 1,
-        Float = 2,
-        Boolean = 3,
-        Time = 4,
-        Date = 5,
-        DateTime = 6,
-        Json = 7,
-        Invalid = 8,
-    };
-    // "string", "integer", "float", "boolean", "time", "date", "datetime", "json".
-    static const char* getName(ValueType t);
-};
 
 class ksMetadataUtils {
 public:
@@ -52,20 +36,4 @@ public:
     // refused (false) on a locked set unless force is true.
     static bool setValue(const osg::MetadataSetPtr& set, const std::string& key,
                          const osg::Json& value, bool force = false);
-};
-
-class ksJsonMetadata {
-public:
-    // Keys of a JSON object in iteration order (empty for non-objects).
-    static std::vector<std::string> getKeys(const osg::Json& json);
-    // Value type of json[key][member] as described above.
-    static ksMetadataTypes::ValueType getPropertyType(const osg::Json& json, const std::string& key,
-                                                      const std::string& member = "value");
-    static bool hasProperty(const osg::Json& json, const std::string& key,
-                            const std::string& member = "value");
-    // Text of json[key][member]: strings as they are, other values as JSON.
-    static std::string getString(const osg::Json& json, const std::string& key,
-                                 const std::string& member = "value");
-    // JSON text, or an error message in error; never throws.
-    static bool parse(const std::string& text, osg::Json& out, std::string* error = nullptr);
 };

@@ -45,6 +45,9 @@ public:
                                        bool keepChildrenInPlace = false,
                                        const osg::Vec3f& reserved = osg::Vec3f(1.f, 0.f, 0.f),
                                        osg::Int32 historyMode = 1, osg::Int32 historyIndex = -1);
+    // Whether setTransformNodeValues can place this node: no core yet, a
+    // transform (lights, cameras, joints) or a drawable (geometry, surface).
+    static bool takesTransformValues(const osg::NodePtr& node);
     // The Transform3D that carries the node's transform values (the core,
     // or a Drawable's own transform), or null.
     static osg::Transform3DPtr getTransform3D(const osg::NodePtr& node);

@@ -4,19 +4,7 @@
 
 namespace osg {
 
-KS_FIELD_CONTAINER_IMPL(JsonAttachment)
-KS_FIELD_CONTAINER_IMPL(MetadataSet)
 KS_FIELD_CONTAINER_IMPL(Metadata)
-
-void JsonAttachment::setMetadata(Json j) {
-    _json = std::move(j);
-    changed(MetadataFieldMask);
-}
-
-void MetadataSet::setLocked(bool locked) {
-    _locked = locked;
-    changed(LockedFieldMask);
-}
 
 AttachmentPtr Metadata::clone() const {
     auto copy = MetadataPtr::dcast(shallowCopy());

@@ -5,20 +5,7 @@
 
 namespace osg {
 
-KS_FIELD_CONTAINER_IMPL(NodeCore)
 KS_FIELD_CONTAINER_IMPL(Node)
-
-NodeCore::NodeCore(const NodeCore& o) : AttachmentContainer(o) {}
-
-NodeCore::~NodeCore() = default; // nodes hold their core, so no node refers to it here
-
-std::vector<NodePtr> NodeCore::getParents() const {
-    std::vector<NodePtr> out;
-    out.reserve(_parents.size());
-    for (Node* n : _parents)
-        out.push_back(getPtr(n));
-    return out;
-}
 
 Node::Node(const Node& o) : AttachmentContainer(o), _traversalMask(o._traversalMask) {
     // The copy takes the core through setCore once it is owned by a handle;

@@ -19,7 +19,7 @@ ksLog::Level& minLevel() {
     return l;
 }
 
-void stderrSink(ksLog::Level level, const std::string& text) {
+void writeToStderr(ksLog::Level level, const std::string& text) {
     std::string t = text;
     while (!t.empty() && t.back() == '\n')
         t.pop_back();
@@ -39,6 +39,10 @@ std::string vformat(const char* format, va_list args) {
     return out;
 }
 } // namespace
+
+void ksLog::defaultSink(Level level, const std::string& text) {
+    writeToStderr(level, text);
+}
 
 const char* ksLog::levelName(Level level) {
     switch (level) {
@@ -61,7 +65,7 @@ void ksLog::message(Level level, const std::string& text) {
     if (sink)
         sink(level, text);
     else
-        stderrSink(level, text);
+        writeToStderr(level, text);
 }
 
 #define KS_LOG_FN(name, level)                                                                     \
@@ -92,45 +96,4 @@ void ksLog::setMinimumLevel(Level level) {
 ksLog::Level ksLog::getMinimumLevel() {
     std::lock_guard<std::mutex> lock(logMutex());
     return minLevel();
-}
-
-struct ksLogCapture::State {
-    mutable std::mutex m;
-    std::vector<Entry> entries;
-};
-
-ksLogCapture::ksLogCapture(bool forward) : _state(new State) {
-    State* st = _state;
-    auto prev = std::make_shared<ksLog::Sink>();
-    _previous = ksLog::setSink([st, prev, forward](ksLog::Level l, const std::string& t) {
-        {
-            std::lock_guard<std::mutex> lock(st->m);
-            st->entries.push_back(Entry{l, t});
-        }
-        if (forward) {
-            if (*prev)
-                (*prev)(l, t);
-            else
-                stderrSink(l, t);
-        }
-    });
-    *prev = _previous;
-}
-
-ksLogCapture::~ksLogCapture() {
-    ksLog::setSink(std::move(_previous));
-    delete _state;
-}
-
-std::vector<ksLogCapture::Entry> ksLogCapture::entries() const {
-    std::lock_guard<std::mutex> lock(_state->m);
-    return _state->entries;
-}
-
-std::size_t ksLogCapture::count(ksLog::Level level, const std::string& needle) const {
-    std::lock_guard<std::mutex> lock(_state->m);
-    std::size_t n = 0;
-    for (const auto& e : _state->entries)
-        if (e.level == level && e.text.find(needle) != std::string::npos) ++n;
-    return n;
 }

@@ -49,6 +49,12 @@ NodePtr ksNodeUtils::cloneFullTree(const NodePtr& node, bool shareCores) {
     return node ? cloneRec(node, shareCores) : NodePtr();
 }
 
+bool ksNodeUtils::takesTransformValues(const NodePtr& node) {
+    if (!node) return false;
+    const NodeCorePtr core = node->getCore();
+    return !core || TransformPtr::dcast(core) || DrawablePtr::dcast(core);
+}
+
 Transform3DPtr ksNodeUtils::getTransform3D(const NodePtr& node) {
     if (!node || !node->getCore()) return Transform3DPtr();
     if (auto t = Transform3DPtr::dcast(node->getCore())) return t;
@@ -62,7 +68,7 @@ bool ksNodeUtils::setTransformNodeValues(
     const Vec3f& rotation, const Vec3f& rotatePivot, const Vec3f& rotatePivotTranslation,
     const Vec3f& scale, const Vec3f& scalePivot, const Vec3f& scalePivotTranslation,
     Int32 rotationOrder, const std::string&, bool keepChildrenInPlace, const Vec3f&, Int32, Int32) {
-    if (!node) return false;
+    if (!takesTransformValues(node)) return false;
     Matrix before = node->getLocalMatrix();
     Transform3DPtr t3d = getTransform3D(node);
     TransformPtr plain;

@@ -6,46 +6,19 @@
 // Entries of a set have the form  key -> { "value": v }  (see
 // ksJsonMetadata for the value types). A locked set is read-only for the
 // user interface; the program can still write it.
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include <kestrel/osg/Attachment.h>
+#include <kestrel/osg/JsonAttachment.h>
+#include <kestrel/osg/MetadataSet.h>
 
 namespace osg {
-
-using Json = nlohmann::json;
 
 KS_FC_TYPEDEFS(JsonAttachment)
 KS_FC_TYPEDEFS(MetadataSet)
 KS_FC_TYPEDEFS(Metadata)
-
-class JsonAttachment : public Attachment {
-    KS_FIELD_CONTAINER_DECL(JsonAttachment, Attachment)
-public:
-    static constexpr BitVector MetadataFieldMask = 1ull << 2;
-
-    JsonAttachment() : _json(Json::object()) {}
-    // The JSON object; record MetadataFieldMask after editing it.
-    Json& getMetadata() { return _json; }
-    const Json& getMetadata() const { return _json; }
-    void setMetadata(Json j);
-
-private:
-    Json _json;
-};
-
-class MetadataSet : public JsonAttachment {
-    KS_FIELD_CONTAINER_DECL(MetadataSet, JsonAttachment)
-public:
-    static constexpr BitVector LockedFieldMask = 1ull << 3;
-    bool isLocked() const { return _locked; }
-    void setLocked(bool locked);
-
-private:
-    bool _locked = false;
-};
 
 class Metadata : public JsonAttachment {
     KS_FIELD_CONTAINER_DECL(Metadata, JsonAttachment)

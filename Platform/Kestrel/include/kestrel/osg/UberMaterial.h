@@ -16,6 +16,8 @@
 // UBRDFMaterial adds a BRDF-driven specular reflection; UPlasticMaterial is
 // the plastic BRDF with roughness and reflectivity. UXRiteMeasuredMaterial
 // renders measured reflectance data from a file.
+#include <kestrel/osg/ColorComponent.h>
+#include <kestrel/osg/ColorComponents.h>
 #include <kestrel/osg/Image.h>
 #include <kestrel/osg/Material.h>
 
@@ -29,69 +31,6 @@ KS_FC_TYPEDEFS(UPlasticMaterial)
 KS_FC_TYPEDEFS(UXRiteMeasuredMaterial)
 using ColorComponentSettings = ColorComponent;
 using ColorComponentSettingsPtr = ColorComponentPtr;
-
-class ColorComponent : public FieldContainer {
-    KS_FIELD_CONTAINER_DECL(ColorComponent, FieldContainer)
-public:
-    static constexpr BitVector ColorFieldMask = 1ull << 1;
-    static constexpr BitVector ImageFieldMask = 1ull << 2;
-    static constexpr BitVector PlacementFieldMask = 1ull << 3;
-
-    const Color3f& getColor() const { return _color; }
-    void setColor(const Color3f& c);
-    Real32 getIntensity() const { return _intensity; }
-    void setIntensity(Real32 v);
-    ImagePtr getImage() const { return _image; }
-    void setImage(const ImagePtr& image);
-    bool getUseTexture() const { return _useTexture; }
-    void setUseTexture(bool on);
-    bool getUseAlpha() const { return _useAlpha; }
-    void setUseAlpha(bool on);
-    const Vec2f& getRepeat() const { return _repeat; }
-    void setRepeat(const Vec2f& r);
-    const Vec2f& getOffset() const { return _offset; }
-    void setOffset(const Vec2f& o);
-    Real32 getRotate() const { return _rotate; }
-    void setRotate(Real32 degrees);
-    UInt32 getRepeatMode() const { return _repeatMode; }
-    void setRepeatMode(UInt32 mode);
-    bool getConnectRepeatModes() const { return _connectRepeatModes; }
-    void setConnectRepeatModes(bool on);
-    // Texture repeat flag of the channel's own texture unit (0 default).
-    UInt32 getTextureRepeat() const { return _textureRepeat; }
-    void setTextureRepeat(UInt32 r);
-    Real32 getAnisotropy() const { return _anisotropy; }
-    void setAnisotropy(Real32 a);
-
-private:
-    Color3f _color;
-    Real32 _intensity = 1.f;
-    ImagePtr _image;
-    bool _useTexture = false, _useAlpha = false;
-    Vec2f _repeat{1.f, 1.f};
-    Vec2f _offset;
-    Real32 _rotate = 0.f;
-    UInt32 _repeatMode = 0;
-    bool _connectRepeatModes = true;
-    UInt32 _textureRepeat = 0;
-    Real32 _anisotropy = 1.f;
-};
-
-// The colour components of an uber material, by channel.
-class ColorComponents : public FieldContainer {
-    KS_FIELD_CONTAINER_DECL(ColorComponents, FieldContainer)
-public:
-    ColorComponents();
-    ColorComponentSettingsPtr getDiffuseComponent() const { return _diffuse; }
-    ColorComponentSettingsPtr getGlossyComponent() const { return _glossy; }
-    ColorComponentSettingsPtr getSpecularComponent() const { return _specular; }
-    ColorComponentSettingsPtr getIncandescenceComponent() const { return _incandescence; }
-    ColorComponentSettingsPtr getBumpComponent() const { return _bump; }
-    ColorComponentSettingsPtr getTransparencyComponent() const { return _transparency; }
-
-private:
-    ColorComponentPtr _diffuse, _glossy, _specular, _incandescence, _bump, _transparency;
-};
 
 class UberMaterial : public Material {
     KS_FIELD_CONTAINER_DECL(UberMaterial, Material)
@@ -177,33 +116,8 @@ private:
     Real32 _structureSize = 0.5f;
 };
 
-class UBRDFMaterial : public UberMaterial {
-    KS_FIELD_CONTAINER_DECL(UBRDFMaterial, UberMaterial)
-};
-
-class UPlasticMaterial : public UBRDFMaterial {
-    KS_FIELD_CONTAINER_DECL(UPlasticMaterial, UBRDFMaterial)
-public:
-    Real32 getRoughness() const { return _roughness; }
-    void setRoughness(Real32 r);
-    Real32 getReflectivity() const { return _reflectivity; }
-    void setReflectivity(Real32 r);
-    // 40 / roughness (the inverse of the importer's mapping).
-    Real32 getShininess() const override;
-
-private:
-    Real32 _roughness = 2.f;
-    Real32 _reflectivity = 0.04f;
-};
-
-class UXRiteMeasuredMaterial : public UberMaterial {
-    KS_FIELD_CONTAINER_DECL(UXRiteMeasuredMaterial, UberMaterial)
-public:
-    const std::string& getMeasurementFile() const { return _file; }
-    void setMeasurementFile(const std::string& path);
-
-private:
-    std::string _file;
-};
-
 } // namespace osg
+
+// The classes declared beside this one, so that this header still brings them.
+#include <kestrel/osg/UBRDFMaterial.h>
+#include <kestrel/osg/UXRiteMeasuredMaterial.h>

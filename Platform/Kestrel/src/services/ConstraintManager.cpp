@@ -6,68 +6,6 @@
 
 using namespace osg;
 
-ksUberCameraPool& ksUberCameraPool::the() {
-    static ksUberCameraPool pool;
-    return pool;
-}
-
-ksUberCameraPool::ksUberCameraPool() {
-    _root = Node::create();
-    _root->setCore(Group::create());
-    _root->setName("Cameras");
-    _default = createCameraNode("Perspective", _root, true);
-}
-
-NodePtr ksUberCameraPool::createCameraNode(const std::string& name, const NodePtr& parent,
-                                           bool makeActive) {
-    UberCameraPtr cam = UberCamera::create();
-    cam->setName(name);
-    NodePtr node = Node::create();
-    node->setCore(cam);
-    node->setName(name);
-    (parent ? parent : _root)->addChild(node);
-    if (makeActive) _active = node;
-    return node;
-}
-
-void ksUberCameraPool::setActiveCamera(const NodePtr& camera) {
-    if (ksUberCameraUtils::isCamera(camera)) _active = camera;
-}
-
-void ksUberCameraPool::reset() {
-    while (_root->getNChildren() > 0)
-        _root->subChild(0u);
-    _root->addChild(_default);
-    _active = _default;
-}
-
-bool ksUberCameraUtils::isCamera(const NodePtr& node) {
-    return bool(getCamera(node));
-}
-
-UberCameraPtr ksUberCameraUtils::getCamera(const NodePtr& node) {
-    return node ? UberCameraPtr::dcast(node->getCore()) : UberCameraPtr();
-}
-
-bool ksUberCameraUtils::isDefaultCamera(const NodePtr& node) {
-    NodePtr def = ksUberCameraPool::the().getDefaultCamera();
-    return node && (node == def || (getCamera(node) && getCamera(node) == getCamera(def)));
-}
-
-bool ksUberCameraUtils::isDefaultCamera(const UberCameraPtr& camera) {
-    return camera && camera == getCamera(ksUberCameraPool::the().getDefaultCamera());
-}
-
-std::string ksUberCameraUtils::getName(const NodePtr& node) {
-    return node ? node->getName() : std::string();
-}
-
-std::string ksUberCameraUtils::getName(const UberCameraPtr& camera) {
-    return camera ? camera->getName() : std::string();
-}
-
-// --- constraints ----------------------------------------------------------
-
 ksConstraintManager& ksConstraintManager::the() {
     static ksConstraintManager m;
     return m;

@@ -1,56 +1,12 @@
 #include <algorithm>
 #include <cmath>
+#include <kestrel/osg/AnimCurve.h>
 
 #include <kestrel/osg/Animation.h>
 
 namespace osg {
 
-KS_FIELD_CONTAINER_IMPL(AnimNode)
 KS_FIELD_CONTAINER_IMPL(AnimCurve)
-KS_FIELD_CONTAINER_IMPL(AnimAttachment)
-
-AnimNode::AnimNode(const AnimNode& o) : FieldContainer(o) {}
-
-AnimNode::~AnimNode() {
-    for (auto& c : _children)
-        c->_parent = nullptr;
-}
-
-AnimNodePtr AnimNode::getParent() const {
-    return getPtr(_parent);
-}
-
-AnimNodePtr AnimNode::getChild(UInt32 i) const {
-    return i < _children.size() ? _children[i] : AnimNodePtr();
-}
-
-bool AnimNode::addChild(const AnimNodePtr& child) {
-    if (!child) return false;
-    for (const AnimNode* p = this; p; p = p->_parent)
-        if (p == child.get()) return false;
-    AnimNodePtr keep = child;
-    if (child->_parent) child->_parent->subChild(child);
-    _children.push_back(child);
-    child->_parent = this;
-    changed(ChildrenFieldMask);
-    return true;
-}
-
-bool AnimNode::subChild(const AnimNodePtr& child) {
-    auto it = std::find(_children.begin(), _children.end(), child);
-    if (it == _children.end()) return false;
-    child->_parent = nullptr;
-    _children.erase(it);
-    changed(ChildrenFieldMask);
-    return true;
-}
-
-void AnimNode::collectCurves(std::vector<AnimCurvePtr>& out) const {
-    for (const auto& c : _children) {
-        if (auto curve = AnimCurvePtr::dcast(c)) out.push_back(curve);
-        c->collectCurves(out);
-    }
-}
 
 void AnimCurve::setChannel(const std::string& channel, const std::string& component) {
     _channel = channel;
@@ -147,40 +103,6 @@ Real32 AnimCurve::evaluate(Real32 t) const {
         return static_cast<Real32>(bez(v0, y1, y2, v1, u));
     }
     }
-}
-
-AnimAttachment::AnimAttachment() : _root(AnimNode::create()) {
-    _root->setName("root");
-}
-AnimAttachment::AnimAttachment(const AnimAttachment& o)
-    : Attachment(o), _root(o._root), _channels(o._channels) {}
-
-namespace {
-// Copies an animation tree: every node and curve, with its points.
-AnimNodePtr copyAnimTree(const AnimNodePtr& node) {
-    AnimNodePtr copy = AnimNodePtr::dcast(node->shallowCopy());
-    for (const auto& c : node->getChildren())
-        copy->addChild(copyAnimTree(c));
-    return copy;
-}
-} // namespace
-
-AttachmentPtr AnimAttachment::clone() const {
-    auto copy = FCPtr<AnimAttachment>::dcast(shallowCopy());
-    if (_root) copy->_root = copyAnimTree(_root);
-    return copy;
-}
-
-void AnimAttachment::addChannel(const std::string& name, const std::string& component) {
-    if (hasChannel(name, component)) return;
-    _channels.push_back(Channel{name, component});
-    changed(ChannelsFieldMask);
-}
-
-bool AnimAttachment::hasChannel(const std::string& name, const std::string& component) const {
-    for (const auto& c : _channels)
-        if (c.name == name && c.component == component) return true;
-    return false;
 }
 
 } // namespace osg

@@ -1,0 +1,133 @@
+#include <cstdint>
+#include <cstring>
+#include <map>
+
+#include <kestrel/ksGeoOptimizer.h>
+#include <kestrel/ksNodeUtils.h>
+#include <kestrel/ksOptimize.h>
+#include <kestrel/osg/Skin.h>
+#include <kestrel/osg/Surface.h>
+#include <kestrel/osg/TimeShapeCache.h>
+#include <kestrel/osg/UberCamera.h>
+#include <kestrel/osg/UberLight.h>
+
+using namespace osg;
+
+UInt32 ksGeoOptimizer::mergeVertices(const GeometryPtr& g) {
+    if (!g || !g->getPositions() || g->getIndexMapping().size() > 1) return 0;
+    if (g->findAttachment<TimeShapeCache>()) return 0;
+    std::vector<GeoPropertyPtr> props;
+    props.push_back(g->getPositions());
+    if (g->getNormals()) props.push_back(g->getNormals());
+    if (g->getColors()) props.push_back(g->getColors());
+    for (UInt32 s = 0; s < Geometry::MaxTexSlots; ++s)
+        if (g->getTexSlot(s)) props.push_back(g->getTexSlot(s));
+    const UInt32 n = g->getPositions()->size();
+    std::size_t keySize = 0;
+    for (const auto& p : props) {
+        if (p->size() != n) return 0; // not one value per vertex
+        keySize += p->getElementSize();
+    }
+    if (n < 2) return 0;
+    auto idx = GeoIndicesUI32Ptr::dcast(g->getIndices());
+    if (g->getIndices() && !idx) return 0;
+    if (idx)
+        for (UInt32 v : idx->getField())
+            if (v >= n) return 0; // broken index: leave it for verifyGeometry
+
+    // Vertex keys side by side; equal bytes mean an equal vertex.
+    std::string keys(keySize * n, '\0');
+    std::size_t off = 0;
+    for (const auto& p : props) {
+        const char* src = static_cast<const char*>(p->getData());
+        std::size_t es = p->getElementSize();
+        for (UInt32 i = 0; i < n; ++i)
+            std::memcpy(&keys[i * keySize + off], src + i * es, es);
+        off += es;
+    }
+    // Open addressing over vertex numbers: no allocation per vertex.
+    std::size_t cap = 16;
+    while (cap < std::size_t(n) * 2)
+        cap <<= 1;
+    std::vector<UInt32> table(cap, 0xFFFFFFFFu);
+    std::vector<UInt32> remap(n);
+    UInt32 next = 0;
+    for (UInt32 i = 0; i < n; ++i) {
+        const char* key = &keys[i * keySize];
+        std::uint64_t h = 1469598103934665603ull; // FNV-1a
+        for (std::size_t b = 0; b < keySize; ++b)
+            h = (h ^ UInt8(key[b])) * 1099511628211ull;
+        std::size_t slot = (h ^ (h >> 29)) & (cap - 1);
+        while (true) {
+            UInt32 v = table[slot];
+            if (v == 0xFFFFFFFFu) {
+                table[slot] = i;
+                remap[i] = next++;
+                break;
+            }
+            if (std::memcmp(&keys[v * keySize], key, keySize) == 0) {
+                remap[i] = remap[v];
+                break;
+            }
+            slot = (slot + 1) & (cap - 1);
+        }
+    }
+    if (next == n) return 0;
+
+    for (const auto& p : props) {
+        char* data = static_cast<char*>(p->editData());
+        std::size_t es = p->getElementSize();
+        UInt32 written = 0;
+        for (UInt32 i = 0; i < n; ++i)
+            if (remap[i] == written) { // first occurrence, in order
+                if (written != i) std::memcpy(data + written * es, data + i * es, es);
+                ++written;
+            }
+        p->resize(next);
+    }
+    if (idx) {
+        for (UInt32& v : idx->editField())
+            v = remap[v];
+        idx->changed(GeoProperty::ValuesFieldMask);
+    } else {
+        auto ni = GeoIndicesUI32::create();
+        ni->setValues(remap);
+        g->setIndices(ni);
+        if (g->getIndexMapping().empty()) {
+            UInt16 bits = MapPosition;
+            if (g->getNormals()) bits |= MapNormal;
+            if (g->getColors()) bits |= MapColor;
+            for (UInt32 s = 0; s < Geometry::MaxTexSlots; ++s)
+                if (g->getTexSlot(s)) bits |= mapTexCoordsBit(s);
+            g->setIndexMapping({bits});
+        }
+    }
+    if (auto skin = g->findAttachment<SkinAttachment>()) {
+        for (const auto& cluster : skin->getJoints()) {
+            std::vector<bool> seen(next, false);
+            std::vector<IndexWeight> out;
+            out.reserve(cluster->getWeights().size());
+            for (const IndexWeight& w : cluster->getWeights()) {
+                if (w.index >= n) continue;
+                UInt32 v = remap[w.index];
+                if (seen[v]) continue;
+                seen[v] = true;
+                out.emplace_back(v, w.weight);
+            }
+            cluster->setWeights(std::move(out));
+        }
+    }
+    g->changed(Geometry::PositionsFieldMask | Geometry::IndicesFieldMask);
+    return n - next;
+}
+
+UInt32 ksGeoOptimizer::optimize(const NodePtr& node) {
+    UInt32 removed = 0;
+    std::map<const NodeCore*, bool> done;
+    ksNodeUtils::traverse(node, [&](const NodePtr& n) {
+        if (auto g = GeometryPtr::dcast(n->getCore()))
+            if (done.emplace(g.get(), true).second) removed += mergeVertices(g);
+        return true;
+    });
+    return removed;
+}
