@@ -4,14 +4,10 @@
 #include <kestrel/osg/Attachment.h>
 #include <kestrel/osg/Material.h>
 #include <kestrel/osg/MaterialChunk.h>
+#include <kestrel/osg/MaterialForward.h>
 #include <kestrel/osg/Vector.h>
 
 namespace osg {
-
-KS_FC_TYPEDEFS(Material)
-KS_FC_TYPEDEFS(StateChunk)
-KS_FC_TYPEDEFS(MaterialChunk)
-KS_FC_TYPEDEFS(ChunkMaterial)
 
 class ChunkMaterial : public Material {
     KS_FIELD_CONTAINER_DECL(ChunkMaterial, Material)

@@ -7,14 +7,10 @@
 #include <vector>
 
 #include <kestrel/osg/Attachment.h>
+#include <kestrel/osg/MaterialForward.h>
 #include <kestrel/osg/Vector.h>
 
 namespace osg {
-
-KS_FC_TYPEDEFS(Material)
-KS_FC_TYPEDEFS(StateChunk)
-KS_FC_TYPEDEFS(MaterialChunk)
-KS_FC_TYPEDEFS(ChunkMaterial)
 
 class Material : public AttachmentContainer {
     KS_FIELD_CONTAINER_DECL(Material, AttachmentContainer)

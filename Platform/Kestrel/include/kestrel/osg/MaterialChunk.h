@@ -1,15 +1,11 @@
 #pragma once
 #include <kestrel/osg/Attachment.h>
+#include <kestrel/osg/MaterialForward.h>
 #include <kestrel/osg/StateChunk.h>
 #include <kestrel/osg/Vector.h>
 #include <vector>
 
 namespace osg {
-
-KS_FC_TYPEDEFS(Material)
-KS_FC_TYPEDEFS(StateChunk)
-KS_FC_TYPEDEFS(MaterialChunk)
-KS_FC_TYPEDEFS(ChunkMaterial)
 
 class MaterialChunk : public StateChunk {
     KS_FIELD_CONTAINER_DECL(MaterialChunk, StateChunk)

@@ -20,17 +20,9 @@
 #include <kestrel/osg/ColorComponents.h>
 #include <kestrel/osg/Image.h>
 #include <kestrel/osg/Material.h>
+#include <kestrel/osg/UberMaterialForward.h>
 
 namespace osg {
-
-KS_FC_TYPEDEFS(ColorComponent)
-KS_FC_TYPEDEFS(ColorComponents)
-KS_FC_TYPEDEFS(UberMaterial)
-KS_FC_TYPEDEFS(UBRDFMaterial)
-KS_FC_TYPEDEFS(UPlasticMaterial)
-KS_FC_TYPEDEFS(UXRiteMeasuredMaterial)
-using ColorComponentSettings = ColorComponent;
-using ColorComponentSettingsPtr = ColorComponentPtr;
 
 class UberMaterial : public Material {
     KS_FIELD_CONTAINER_DECL(UberMaterial, Material)
