@@ -17,6 +17,7 @@
 #include <string>
 #include <type_traits>
 
+#include <kestrel/osg/FieldContainerType.h>
 #include <kestrel/osg/Types.h>
 
 namespace osg {
@@ -66,21 +67,6 @@ private:
 template <class T, class U> FCPtr<T> dcast(const FCPtr<U>& p) {
     return FCPtr<T>::dcast(p);
 }
-
-class FieldContainerType {
-public:
-    FieldContainerType(const char* name, const FieldContainerType* parent)
-        : _name(name), _parent(parent) {}
-    const char* getName() const { return _name; }
-    const FieldContainerType* getParent() const { return _parent; }
-    // True when this type is t or derives from it.
-    bool isDerivedFrom(const FieldContainerType& t) const;
-    bool operator==(const FieldContainerType& o) const { return this == &o; }
-
-private:
-    const char* _name;
-    const FieldContainerType* _parent;
-};
 
 using FieldContainerPtr = FCPtr<FieldContainer>;
 

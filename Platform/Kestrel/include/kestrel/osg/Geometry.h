@@ -1,11 +1,5 @@
 #pragma once
-// Drawables: Geometry (polygonal data) and the Drawable base shared with
-// Surface.
-//
-// A Drawable has a material and an optional transform of its own (a
-// Transform core not attached to any node). That transform places the
-// drawable's node like a transform core would: it is the node's local
-// matrix, applied to the drawable and to the node's children.
+// Geometry: polygonal data on a Drawable core.
 //
 // Geometry stores typed property arrays: positions, normals, colours and
 // texture coordinates in slots 0..7 (each slot may carry a name), plus
@@ -22,15 +16,15 @@
 #include <string>
 #include <vector>
 
+#include <kestrel/osg/Drawable.h>
 #include <kestrel/osg/GeoProperties.h>
 #include <kestrel/osg/Material.h>
 #include <kestrel/osg/Transform.h>
+#include <kestrel/osg/TriangleIterator.h>
 
 namespace osg {
 
-KS_FC_TYPEDEFS(Drawable)
 KS_FC_TYPEDEFS(Geometry)
-using DrawableBase = Drawable;
 
 enum PrimitiveType : UInt8 {
     PrimPoints = 0,
@@ -61,25 +55,6 @@ inline constexpr UInt16 MapTexCoords7 = 1u << 11;
 inline constexpr UInt16 mapTexCoordsBit(UInt32 slot) {
     return UInt16(MapTexCoords << slot);
 }
-
-class Drawable : public NodeCore {
-    KS_FIELD_CONTAINER_DECL(Drawable, NodeCore)
-public:
-    static constexpr BitVector MaterialFieldMask = 1ull << 8;
-    static constexpr BitVector TransformFieldMask = 1ull << 9;
-
-    MaterialPtr getMaterial() const { return _material; }
-    void setMaterial(const MaterialPtr& m);
-    TransformPtr getTransform() const { return _transform; }
-    void setTransform(const TransformPtr& t);
-    Matrix getLocalMatrix() const override;
-
-private:
-    MaterialPtr _material;
-    TransformPtr _transform;
-};
-
-class TriangleIterator;
 
 class Geometry : public Drawable {
     KS_FIELD_CONTAINER_DECL(Geometry, Drawable)
@@ -177,38 +152,6 @@ private:
     std::array<GeoTexCoordsPtr, MaxTexSlots> _texCoords;
     std::array<std::string, MaxTexSlots> _texNames;
     std::vector<UInt16> _indexMapping;
-};
-
-// Walks the triangles of a geometry's primitives (strips, fans, quads and
-// polygons are split; points and lines yield nothing). Corner k (0..2) of
-// the current triangle: getIndex(k) is the stream vertex, getPositionIndex(k)
-// the index into the positions.
-class TriangleIterator {
-public:
-    TriangleIterator() = default;
-    TriangleIterator(const Geometry* geo, bool atEnd);
-
-    bool isAtEnd() const { return _atEnd; }
-    TriangleIterator& operator++();
-    bool operator==(const TriangleIterator& o) const;
-    bool operator!=(const TriangleIterator& o) const { return !(*this == o); }
-
-    UInt32 getIndex(int k) const { return _v[k]; }
-    UInt32 getPositionIndex(int k) const;
-    UInt32 getNormalIndex(int k) const;
-    UInt32 getPropertyIndex(int k, UInt16 bit) const;
-    Pnt3f getPosition(int k) const;
-    UInt32 getPrimitiveIndex() const { return _prim; }
-    UInt32 getTriangleIndex() const { return _count; }
-
-private:
-    bool setup(); // fills _v for the current (prim, tri); false when none
-    void nextPrimitive();
-
-    const Geometry* _geo = nullptr;
-    bool _atEnd = true;
-    UInt32 _prim = 0, _primStart = 0, _tri = 0, _count = 0;
-    UInt32 _v[3] = {0, 0, 0};
 };
 
 } // namespace osg
