@@ -19,8 +19,22 @@ Node::~Node() {
         auto& ps = _core->_parents;
         ps.erase(std::remove(ps.begin(), ps.end(), this), ps.end());
     }
-    for (auto& c : _children)
-        c->_parent = nullptr;
+    // A child whose last handle is ours would be destroyed inside this
+    // destructor, and its children inside its own: a deep tree would exhaust
+    // the stack. Children that die here hand their own children over first,
+    // so every node is destroyed with no children left.
+    std::vector<NodePtr> pending;
+    pending.swap(_children);
+    while (!pending.empty()) {
+        NodePtr child = std::move(pending.back());
+        pending.pop_back();
+        child->_parent = nullptr;
+        if (child.shared().use_count() == 1) {
+            for (NodePtr& grandChild : child->_children)
+                pending.push_back(std::move(grandChild));
+            child->_children.clear();
+        }
+    }
 }
 
 void Node::setCore(const NodeCorePtr& core) {
