@@ -145,7 +145,8 @@ template <class T> constexpr size_t Alt() {
     constexpr size_t n = std::variant_size_v<Value>;
     size_t i = 0;
     [&]<size_t... K>(std::index_sequence<K...>) {
-        ((std::is_same_v<T, std::variant_alternative_t<K, Value>> ? (i = K, true) : false) || ...);
+        (void)((std::is_same_v<T, std::variant_alternative_t<K, Value>> ? (i = K, true) : false) ||
+               ...);
     }
     (std::make_index_sequence<n>());
     return i;
