@@ -12,23 +12,19 @@ using detail::ArrayKind;
 QDX_IMPLEMENT_OBJECT(QdxAnimCurve, QdxObject, "QdxAnimCurve")
 
 namespace {
-int ArrayIndex(QdxObject* o, const char* name, ArrayKind kind) {
-    o->AddArray(name, kind);
-    return static_cast<int>(o->Arrays().size()) - 1;
-}
 constexpr double kTicks = static_cast<double>(QdxTime::kTicksPerSecond);
 } // namespace
 
 QdxAnimCurve::QdxAnimCurve(QdxManager& m, const char* name) : QdxObject(m, name) {
     PreExtrapolation = AddProperty(QdxEnumDT, "PreExtrapolation", static_cast<int>(eConstant));
     PostExtrapolation = AddProperty(QdxEnumDT, "PostExtrapolation", static_cast<int>(eConstant));
-    mTime = ArrayIndex(this, "KeyTime", ArrayKind::Int64);
-    mValue = ArrayIndex(this, "KeyValue", ArrayKind::Double);
-    mInterp = ArrayIndex(this, "KeyInterpolation", ArrayKind::Int32);
-    mConstant = ArrayIndex(this, "KeyConstantMode", ArrayKind::Int32);
-    mTangent = ArrayIndex(this, "KeyTangentMode", ArrayKind::Int32);
-    mDeriv = ArrayIndex(this, "KeyDerivatives", ArrayKind::Double); // left, right
-    mWeight = ArrayIndex(this, "KeyWeights", ArrayKind::Double);    // left, right
+    mTime = AddOwnArray("KeyTime", ArrayKind::Int64);
+    mValue = AddOwnArray("KeyValue", ArrayKind::Double);
+    mInterp = AddOwnArray("KeyInterpolation", ArrayKind::Int32);
+    mConstant = AddOwnArray("KeyConstantMode", ArrayKind::Int32);
+    mTangent = AddOwnArray("KeyTangentMode", ArrayKind::Int32);
+    mDeriv = AddOwnArray("KeyDerivatives", ArrayKind::Double); // left, right
+    mWeight = AddOwnArray("KeyWeights", ArrayKind::Double);    // left, right
 }
 
 #define QDX_CURVE_ARRAYS                                                                           \

@@ -552,6 +552,11 @@ detail::ArrayRec& QdxObject::AddArray(const char* name, detail::ArrayKind kind) 
     return mArrays.back();
 }
 
+int QdxObject::AddOwnArray(const char* name, detail::ArrayKind kind) {
+    AddArray(name, kind);
+    return static_cast<int>(mArrays.size()) - 1;
+}
+
 // ---------------------------------------------------------------- manager
 
 QdxManager::QdxManager() : mRegistry(std::make_unique<QdxIOPluginRegistry>()) {}

@@ -1,14 +1,12 @@
 // Skins, clusters and vertex-cache deformers.
 #include <algorithm>
 
-#include "geometry_arrays.h"
 #include "impl.h"
 #include "qdxsdk/deformer.h"
 #include "qdxsdk/node.h"
 
 namespace qdxsdk {
 
-using detail::AddArrayIndex;
 using detail::ArrayKind;
 
 QDX_IMPLEMENT_ABSTRACT(QdxDeformer, QdxObject, "QdxDeformer")
@@ -20,8 +18,8 @@ QdxCluster::QdxCluster(QdxManager& m, const char* name) : QdxObject(m, name) {
     TransformLinkMatrix = AddProperty(QdxDouble4x4DT, "TransformLinkMatrix", QdxAMatrix());
     LinkMode = AddProperty(QdxEnumDT, "LinkMode", static_cast<int>(eNormalize));
     LinkProperty = AddProperty(QdxReferenceDT, "Link", std::monostate());
-    mIndicesArray = AddArrayIndex(this, "Indices", ArrayKind::Int32);
-    mWeightsArray = AddArrayIndex(this, "Weights", ArrayKind::Double);
+    mIndicesArray = AddOwnArray("Indices", ArrayKind::Int32);
+    mWeightsArray = AddOwnArray("Weights", ArrayKind::Double);
 }
 void QdxCluster::AddControlPointIndex(int index, double weight) {
     ArrayOf<int32_t>(mIndicesArray).push_back(index);

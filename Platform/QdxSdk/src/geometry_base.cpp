@@ -2,19 +2,17 @@
 #include <algorithm>
 #include <cstring>
 
-#include "geometry_arrays.h"
 #include "impl.h"
 #include "qdxsdk/geometry_base.h"
 
 namespace qdxsdk {
 
-using detail::AddArrayIndex;
 using detail::ArrayKind;
 
 QDX_IMPLEMENT_ABSTRACT(QdxGeometryBase, QdxLayerContainer, "QdxGeometryBase")
 
 QdxGeometryBase::QdxGeometryBase(QdxManager& m, const char* name) : QdxLayerContainer(m, name) {
-    mControlPointsArray = AddArrayIndex(this, "ControlPoints", ArrayKind::Double);
+    mControlPointsArray = AddOwnArray("ControlPoints", ArrayKind::Double);
 }
 
 static_assert(sizeof(QdxVector4) == 4 * sizeof(double), "packed control points");

@@ -1,14 +1,12 @@
 // Layer elements, layers and the layer container.
 #include <algorithm>
 
-#include "geometry_arrays.h"
 #include "impl.h"
 #include "qdxsdk/layer_element.h"
 #include "qdxsdk/mesh.h"
 
 namespace qdxsdk {
 
-using detail::AddArrayIndex;
 using detail::ArrayKind;
 using detail::ArrayRec;
 
@@ -43,8 +41,8 @@ void QdxLayerElementArray::Reserve(int count) {
 
 template <class T>
 QdxLayerElementTemplate<T>::QdxLayerElementTemplate(QdxManager& m, const char* name)
-    : QdxLayerElement(m, name), mDirect(this, AddArrayIndex(this, "Direct", ArrayKind::Double)),
-      mIndex(this, AddArrayIndex(this, "Index", ArrayKind::Int32)) {}
+    : QdxLayerElement(m, name), mDirect(this, AddOwnArray("Direct", ArrayKind::Double)),
+      mIndex(this, AddOwnArray("Index", ArrayKind::Int32)) {}
 
 template <class T> bool QdxLayerElementTemplate<T>::GetValue(int element, T& value) const {
     int i = element;

@@ -1,19 +1,17 @@
 // Poly-lines.
 #include <algorithm>
 
-#include "geometry_arrays.h"
 #include "impl.h"
 #include "qdxsdk/line.h"
 
 namespace qdxsdk {
 
-using detail::AddArrayIndex;
 using detail::ArrayKind;
 
 QDX_IMPLEMENT_OBJECT(QdxLine, QdxGeometry, "QdxLine")
 QdxLine::QdxLine(QdxManager& m, const char* name) : QdxGeometry(m, name) {
-    mIndexArray = AddArrayIndex(this, "PointIndex", ArrayKind::Int32);
-    mEndArray = AddArrayIndex(this, "EndPoints", ArrayKind::Int32);
+    mIndexArray = AddOwnArray("PointIndex", ArrayKind::Int32);
+    mEndArray = AddOwnArray("EndPoints", ArrayKind::Int32);
 }
 void QdxLine::SetIndexArraySize(int count) {
     ArrayOf<int32_t>(mIndexArray).resize(static_cast<size_t>(std::max(count, 0)));

@@ -108,10 +108,8 @@ const char* QdxFileTexture::GetRelativeFileName() const {
 
 QDX_IMPLEMENT_OBJECT(QdxLayeredTexture, QdxTexture, "QdxLayeredTexture")
 QdxLayeredTexture::QdxLayeredTexture(QdxManager& m, const char* name) : QdxTexture(m, name) {
-    AddArray("BlendModes", detail::ArrayKind::Int32);
-    mBlendArray = 0;
-    AddArray("Alphas", detail::ArrayKind::Double);
-    mAlphaArray = 1;
+    mBlendArray = AddOwnArray("BlendModes", detail::ArrayKind::Int32);
+    mAlphaArray = AddOwnArray("Alphas", detail::ArrayKind::Double);
 }
 
 void QdxLayeredTexture::Grow(int index) {

@@ -1,19 +1,17 @@
 // Polygon meshes.
 #include <algorithm>
 
-#include "geometry_arrays.h"
 #include "impl.h"
 #include "qdxsdk/mesh.h"
 
 namespace qdxsdk {
 
-using detail::AddArrayIndex;
 using detail::ArrayKind;
 
 QDX_IMPLEMENT_OBJECT(QdxMesh, QdxGeometry, "QdxMesh")
 QdxMesh::QdxMesh(QdxManager& m, const char* name) : QdxGeometry(m, name) {
-    mVerticesArray = AddArrayIndex(this, "PolygonVertexIndex", ArrayKind::Int32);
-    mStartsArray = AddArrayIndex(this, "PolygonStart", ArrayKind::Int32);
+    mVerticesArray = AddOwnArray("PolygonVertexIndex", ArrayKind::Int32);
+    mStartsArray = AddOwnArray("PolygonStart", ArrayKind::Int32);
 }
 
 #define QDX_MESH_ARRAYS                                                                            \

@@ -1,13 +1,11 @@
 // NURBS surfaces and curves, patches, boundaries and trimmed surfaces.
 #include <algorithm>
 
-#include "geometry_arrays.h"
 #include "impl.h"
 #include "qdxsdk/nurbs.h"
 
 namespace qdxsdk {
 
-using detail::AddArrayIndex;
 using detail::ArrayKind;
 
 namespace {
@@ -32,8 +30,8 @@ QdxNurbsSurface::QdxNurbsSurface(QdxManager& m, const char* name) : QdxGeometry(
     UStep = AddProperty(QdxIntDT, "UStep", 4);
     VStep = AddProperty(QdxIntDT, "VStep", 4);
     FlipUV = AddProperty(QdxBoolDT, "FlipUV", false);
-    mUKnotsArray = AddArrayIndex(this, "UKnots", ArrayKind::Double);
-    mVKnotsArray = AddArrayIndex(this, "VKnots", ArrayKind::Double);
+    mUKnotsArray = AddOwnArray("UKnots", ArrayKind::Double);
+    mVKnotsArray = AddOwnArray("VKnots", ArrayKind::Double);
 }
 
 int QdxNurbsSurface::KnotCountFor(int count, int order, EType type) {
@@ -111,7 +109,7 @@ QdxNurbsCurve::QdxNurbsCurve(QdxManager& m, const char* name) : QdxGeometry(m, n
     Order = AddProperty(QdxIntDT, "Order", 4);
     CurveType = AddProperty(QdxEnumDT, "CurveType", static_cast<int>(eOpen));
     Dimension = AddProperty(QdxEnumDT, "Dimension", static_cast<int>(e3D));
-    mKnotsArray = AddArrayIndex(this, "Knots", ArrayKind::Double);
+    mKnotsArray = AddOwnArray("Knots", ArrayKind::Double);
 }
 
 int QdxNurbsCurve::KnotCountFor(int count, int order, EType type) {
@@ -166,7 +164,7 @@ QDX_IMPLEMENT_OBJECT(QdxTrimNurbsSurface, QdxGeometry, "QdxTrimNurbsSurface")
 QdxTrimNurbsSurface::QdxTrimNurbsSurface(QdxManager& m, const char* name) : QdxGeometry(m, name) {
     Surface = AddProperty(QdxReferenceDT, "Surface", std::monostate());
     Boundaries = AddProperty(QdxReferenceDT, "Boundaries", std::monostate());
-    mRegionsArray = AddArrayIndex(this, "RegionStarts", ArrayKind::Int32);
+    mRegionsArray = AddOwnArray("RegionStarts", ArrayKind::Int32);
 }
 
 void QdxTrimNurbsSurface::SetNurbsSurface(QdxNurbsSurface* surface) {

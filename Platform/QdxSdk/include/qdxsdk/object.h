@@ -183,6 +183,10 @@ protected:
     QdxProperty AddProperty(const QdxDataType& type, const char* name, detail::Value value,
                             unsigned int flags = QdxPropertyFlags::eAnimatable);
     int AddEnumProperty(const char* name, int value, std::initializer_list<const char*> items);
+    // Adds a class's own array and returns the index ArrayAt and ArrayOf
+    // take; classes add theirs in their constructors, so the indices are
+    // fixed per class.
+    int AddOwnArray(const char* name, detail::ArrayKind kind);
 
 private:
     friend class QdxManager;
