@@ -26,7 +26,14 @@ std::vector<std::string> pluginSearchPath(const std::vector<std::string>& explic
     }
     std::error_code ec;
     fs::path exe = fs::read_symlink("/proc/self/exe", ec);
-    if (!ec) dirs.push_back((exe.parent_path() / ".." / "lib" / "kestrel" / "plugins").string());
+    if (!ec) {
+        // The build tree keeps plug-ins in lib/kestrel/plugins; an installed
+        // tree in the platform's library folder (for example lib/<triplet>).
+        for (const char* rel : {"lib/kestrel/plugins", KESTREL_INSTALL_PLUGIN_DIR}) {
+            std::string dir = (exe.parent_path() / ".." / rel).lexically_normal().string();
+            if (std::find(dirs.begin(), dirs.end(), dir) == dirs.end()) dirs.push_back(dir);
+        }
+    }
     return dirs;
 }
 
