@@ -31,6 +31,10 @@ c++ -o "$work/consumer-pc" "$source/tests/install/consumer/consumer.cpp" \
 cd "$work"
 env -u KESTREL_PLUGIN_PATH "$prefix/bin/kestrel" formats | grep -q qdx
 env -u KESTREL_PLUGIN_PATH "$prefix/bin/kestrel" -q import "$source/samples/showroom.qdx" >/dev/null
+# Drawing writes a PNG: the image module is found beside the installed library.
+env -u KESTREL_PLUGIN_PATH "$prefix/bin/kestrel" -q render "$source/samples/showroom.qdx" \
+    -o "$work/picture.png" --size 64x48
+test -s "$work/picture.png"
 "$prefix/bin/qdx" info "$work/from-cmake.qdx" >/dev/null
 test -f "$prefix/share/bash-completion/completions/kestrel"
 echo "installed tree usable"

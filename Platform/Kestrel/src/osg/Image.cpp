@@ -1,30 +1,27 @@
-#include <algorithm>
 #include <cstring>
-#include <exception>
 #include <limits>
 
-#include <OpenImageIO/imageio.h>
-
 #include <kestrel/osg/Image.h>
+
+#include "ImageCodecModule.h"
 
 namespace osg {
 
 KS_FIELD_CONTAINER_IMPL(Image)
 
 namespace {
-OIIO::TypeDesc toTypeDesc(Image::DataType t) {
-    switch (t) {
-    case Image::UInt16Type:
-        return OIIO::TypeDesc::UINT16;
-    case Image::Float32Type:
-        return OIIO::TypeDesc::FLOAT;
-    default:
-        return OIIO::TypeDesc::UINT8;
-    }
-}
 // Images larger than this are refused (a hostile header must not make us
 // allocate without bound).
 constexpr std::size_t kMaxBytes = std::size_t(1) << 31;
+
+void* allocateInto(void* context, int width, int height, int channels, imageio::PixelType type) {
+    auto* image = static_cast<Image*>(context);
+    if (width <= 0 || height <= 0 || channels <= 0) return nullptr;
+    if (!image->set(UInt32(width), UInt32(height), UInt32(channels),
+                    static_cast<Image::DataType>(type)))
+        return nullptr;
+    return image->editPixels().data();
+}
 } // namespace
 
 UInt32 Image::getComponentSize() const {
@@ -53,48 +50,17 @@ void Image::clearPixels() {
 }
 
 bool Image::read(const std::string& path) {
-    try {
-        // Pixels are kept with straight (not premultiplied) alpha.
-        OIIO::ImageSpec config;
-        config.attribute("oiio:UnassociatedAlpha", 1);
-        auto in = OIIO::ImageInput::open(path, &config);
-        if (!in) {
-            _lastError = "cannot open image '" + path + "': " + OIIO::geterror();
-            return false;
-        }
-        const OIIO::ImageSpec& desc = in->spec();
-        if (desc.width <= 0 || desc.height <= 0 || desc.nchannels <= 0) {
-            _lastError = "image '" + path + "' has no pixels";
-            return false;
-        }
-        int channels = std::min(desc.nchannels, 4);
-        DataType type = UInt8Type;
-        if (desc.format == OIIO::TypeDesc::UINT16 || desc.format == OIIO::TypeDesc::INT16)
-            type = UInt16Type;
-        else if (desc.format.is_floating_point())
-            type = Float32Type;
-        else if (desc.format.size() > 2)
-            type = Float32Type;
-        if (!set(UInt32(desc.width), UInt32(desc.height), UInt32(channels), type)) {
-            _lastError = "image '" + path + "' is too large";
-            return false;
-        }
-        if (!in->read_image(0, 0, 0, channels, toTypeDesc(type), _pixels.data())) {
-            _lastError = "cannot read image '" + path + "': " + in->geterror();
-            clearPixels();
-            return false;
-        }
-        in->close();
-        setName(path);
-        _lastError.clear();
-        return true;
-    } catch (const std::exception& e) {
-        _lastError = std::string("image read failed: ") + e.what();
-    } catch (...) {
-        _lastError = "image read failed";
+    const imageio::ImageFileCodec* codec = ImageCodecModule::get(&_lastError);
+    if (!codec) return false;
+    std::string error;
+    if (!codec->read(path.c_str(), &allocateInto, this, &error)) {
+        _lastError = error;
+        clearPixels();
+        return false;
     }
-    clearPixels();
-    return false;
+    setName(path);
+    _lastError.clear();
+    return true;
 }
 
 bool Image::write(const std::string& path) const {
@@ -102,31 +68,17 @@ bool Image::write(const std::string& path) const {
         _lastError = "image has no pixels";
         return false;
     }
-    try {
-        auto out = OIIO::ImageOutput::create(path);
-        if (!out) {
-            _lastError = "no writer for '" + path + "': " + OIIO::geterror();
-            return false;
-        }
-        OIIO::ImageSpec desc(int(_width), int(_height), int(_channels), toTypeDesc(_type));
-        if (_channels == 2 || _channels == 4) {
-            desc.alpha_channel = int(_channels) - 1;
-            desc.attribute("oiio:UnassociatedAlpha", 1);
-        }
-        if (!out->open(path, desc) || !out->write_image(toTypeDesc(_type), _pixels.data()) ||
-            !out->close()) {
-            _lastError = "cannot write image '" + path + "': " + out->geterror();
-            return false;
-        }
-        const_cast<Image*>(this)->setName(path);
-        _lastError.clear();
-        return true;
-    } catch (const std::exception& e) {
-        _lastError = std::string("image write failed: ") + e.what();
-    } catch (...) {
-        _lastError = "image write failed";
+    const imageio::ImageFileCodec* codec = ImageCodecModule::get(&_lastError);
+    if (!codec) return false;
+    std::string error;
+    if (!codec->write(path.c_str(), int(_width), int(_height), int(_channels),
+                      static_cast<imageio::PixelType>(_type), _pixels.data(), &error)) {
+        _lastError = error;
+        return false;
     }
-    return false;
+    const_cast<Image*>(this)->setName(path);
+    _lastError.clear();
+    return true;
 }
 
 Real32 Image::getComponent(UInt32 x, UInt32 y, UInt32 c) const {

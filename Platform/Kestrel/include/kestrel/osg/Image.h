@@ -5,7 +5,9 @@
 // Pixels are stored row by row, top row first, channels interleaved, in one
 // of three data types. The name of an image is the path it was read from or
 // last written to. read() and write() never throw; they return false and
-// leave a message in getLastError().
+// leave a message in getLastError(). File input and output lives in a module
+// beside libkestrel (kestrel/kestrel_imageio.so) that is loaded the first
+// time an image is read or written.
 #include <string>
 #include <vector>
 
