@@ -5,6 +5,7 @@
 
 #include "impl.h"
 #include "qdxsdk/node.h"
+#include "transform_math.h"
 
 namespace qdxsdk {
 
@@ -21,18 +22,6 @@ QdxNode* QdxNodeAttribute::GetNode(int index) const {
     return GetDstObject<QdxNode>(index);
 }
 
-namespace {
-// The unit direction of d (w = 0), or zero when d has no usable length.
-QdxVector4 Direction(const QdxVector4& d) {
-    QdxVector4 v(d[0], d[1], d[2], 0);
-    double len = v.Length();
-    if (!(len > 1e-300) || !std::isfinite(len)) return QdxVector4(0, 0, 0, 0);
-    v = v * (1.0 / len);
-    v[3] = 0;
-    return v;
-}
-} // namespace
-
 QdxNodeAttribute::WorldFrame QdxNodeAttribute::EvaluateWorldFrame(QdxNode* node, QdxTime time,
                                                                   QdxNode::EPivotSet set) const {
     WorldFrame f;
@@ -41,8 +30,8 @@ QdxNodeAttribute::WorldFrame QdxNodeAttribute::EvaluateWorldFrame(QdxNode* node,
         node->EvaluateGlobalTransform(time, set, true) * node->GetGeometricTransform(set);
     f.position = m.GetT();
     f.position[3] = 1;
-    f.forward = Direction(m.MultR(GetForwardAxis()));
-    f.up = Direction(m.MultR(GetUpAxis()));
+    f.forward = detail::UnitDirection(m.MultR(GetForwardAxis()), 0.0);
+    f.up = detail::UnitDirection(m.MultR(GetUpAxis()), 0.0);
     return f;
 }
 

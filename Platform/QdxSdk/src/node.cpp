@@ -325,27 +325,25 @@ QdxVector4 Eval3(const QdxPropertyT<QdxDouble3>& p, QdxTime t) {
     return V4(p.EvaluateValue(t));
 }
 
-QdxVector4 Unit(const QdxVector4& v) {
-    QdxVector4 d(v[0], v[1], v[2], 0);
-    double len = d.Length();
-    return len > 1e-12 && std::isfinite(len) ? d * (1.0 / len) : QdxVector4(0, 0, 0, 0);
-}
+// Shorter aim directions, and up hints closer to the forward direction,
+// count as none.
+constexpr double kAimMinLength = 1e-12;
 
 // The rotation whose rows are the unit forward direction, the up hint made
 // perpendicular to it, and their cross product: it turns +X into forward
 // and +Y into up. An up hint along forward is replaced by the axis least
 // aligned with forward. False when forward has no direction.
 bool AimFrame(const QdxVector4& forward, const QdxVector4& upHint, QdxAMatrix& out) {
-    QdxVector4 x = Unit(forward);
+    QdxVector4 x = detail::UnitDirection(forward, kAimMinLength);
     if (x.Length() == 0.0) return false;
-    QdxVector4 z = Unit(Cross(x, upHint));
+    QdxVector4 z = detail::UnitDirection(Cross(x, upHint), kAimMinLength);
     if (z.Length() == 0.0) {
         int least = 0;
         for (int i = 1; i < 3; ++i)
             if (std::fabs(x[i]) < std::fabs(x[least])) least = i;
         QdxVector4 axis(0, 0, 0, 0);
         axis[least] = 1;
-        z = Unit(Cross(x, axis));
+        z = detail::UnitDirection(Cross(x, axis), kAimMinLength);
     }
     QdxVector4 y = Cross(z, x);
     out.SetIdentity();
@@ -501,6 +499,15 @@ QdxAMatrix TranslationMatrix(const QdxVector4& t) {
     QdxAMatrix m;
     m.SetT(t);
     return m;
+}
+
+QdxVector4 UnitDirection(const QdxVector4& d, double minLength) {
+    QdxVector4 v(d[0], d[1], d[2], 0);
+    double len = v.Length();
+    if (!(len > minLength) || !std::isfinite(1.0 / len)) return QdxVector4(0, 0, 0, 0);
+    v = v * (1.0 / len);
+    v[3] = 0;
+    return v;
 }
 
 QdxAMatrix ScalingMatrix(const QdxVector4& s) {

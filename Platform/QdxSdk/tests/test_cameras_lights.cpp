@@ -167,6 +167,16 @@ TEST_F(CamerasLights, TargetsAimEachAttributeAlongItsOwnAxes) {
     scene->GetGlobalSettings().SetAxisSystem(QdxAxisSystem::ToveZUp);
     EXPECT_GT(light->EvaluateWorldFrame(lightNode).up[2], 0.0);
 
+    // A target at a position read as NaN leaves the node's own rotation,
+    // and the frame holds no NaN direction.
+    target->LclTranslation.Set(QdxDouble3(kNaN, 0, 0));
+    ExpectVec(QdxVector4(0, 0, 0),
+              lightNode->EvaluateLocalRotation(QdxTime(), QdxNode::eSourcePivot, true), 1e-12,
+              "NaN target");
+    auto nanFrame = light->EvaluateWorldFrame(lightNode);
+    for (int k = 0; k < 3; ++k)
+        EXPECT_TRUE(std::isfinite(nanFrame.forward[k]) && std::isfinite(nanFrame.up[k]));
+
     // A target on the node itself leaves the node's own rotation.
     target->LclTranslation.Set(QdxDouble3(0, 0, 0));
     QdxNode* self = AddNode(nullptr, "self", QdxDouble3(0, 0, 0));
