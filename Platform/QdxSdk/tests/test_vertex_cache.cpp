@@ -168,7 +168,7 @@ TEST_F(VertexCache, DeformerConvertsToveBesideItAndReadsFrames) {
     auto* deformer = QdxVertexCacheDeformer::Create(scene, "cache");
     deformer->SetCacheFile("caches/sim.pc2", QdxVertexCacheDeformer::eToveCache, "pos");
     EXPECT_FALSE(deformer->OpenFileForRead(status, dir + "/nowhere"));
-    EXPECT_FALSE(status.Error() == false);
+    EXPECT_TRUE(status.Error());
     ASSERT_TRUE(deformer->ConvertFromToveToPC2(24.0, status, dir)) << status.GetErrorString();
     EXPECT_EQ(deformer->GetCacheFileFormat(), QdxVertexCacheDeformer::ePC2);
     EXPECT_EQ(deformer->GetCacheFileName(), "caches/sim.pc2.pc2");
