@@ -2,7 +2,9 @@
 // readers and writers. Reading never goes past the end of the data.
 #pragma once
 
+#include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -46,6 +48,26 @@ public:
 inline bool CacheFail(QdxStatus& status, const std::string& what, const std::string& text) {
     status.SetCode(QdxStatus::eInvalidFile, what + ": " + text);
     return false;
+}
+
+// Points at a fractional sample position `at` (clamped to the samples) of
+// count samples, each `points` x y z triples starting at data.
+template <class T>
+void BlendSamples(const T* data, int count, size_t points, double at,
+                  std::vector<QdxVector4>& out) {
+    at = std::clamp(at, 0.0, static_cast<double>(count - 1));
+    int i0 = static_cast<int>(std::floor(at));
+    int i1 = std::min(i0 + 1, count - 1);
+    double t = at - i0;
+    const T* a = data + static_cast<size_t>(i0) * 3 * points;
+    const T* b = data + static_cast<size_t>(i1) * 3 * points;
+    out.resize(points);
+    for (size_t p = 0; p < points; ++p) {
+        double v[3];
+        for (size_t k = 0; k < 3; ++k)
+            v[k] = a[3 * p + k] + (b[3 * p + k] - a[3 * p + k]) * t;
+        out[p] = QdxVector4(v[0], v[1], v[2]);
+    }
 }
 
 // Whole-file helpers over the SDK's file access.

@@ -64,18 +64,8 @@ bool QdxPointCache::GetFramePoints(double frame, std::vector<QdxVector4>& points
     points.clear();
     int n = GetSampleCount();
     if (n == 0 || !std::isfinite(frame)) return false;
-    double at = std::clamp((frame - mStartFrame) / mSampleRate, 0.0, static_cast<double>(n - 1));
-    int i0 = static_cast<int>(std::floor(at));
-    int i1 = std::min(i0 + 1, n - 1);
-    double t = at - i0;
-    const float *a = GetSample(i0), *b = GetSample(i1);
-    points.resize(static_cast<size_t>(mPointCount));
-    for (size_t p = 0; p < points.size(); ++p) {
-        double v[3];
-        for (size_t k = 0; k < 3; ++k)
-            v[k] = a[3 * p + k] + (b[3 * p + k] - a[3 * p + k]) * t;
-        points[p] = QdxVector4(v[0], v[1], v[2]);
-    }
+    detail::BlendSamples(mData.data(), n, static_cast<size_t>(mPointCount),
+                         (frame - mStartFrame) / mSampleRate, points);
     return true;
 }
 

@@ -21,8 +21,10 @@ constexpr char kMagic[8] = {'T', 'O', 'V', 'C', 'A', 'C', 'H', 'E'};
 constexpr uint32_t kMaxNameLength = 4096;
 // Smallest channel record: empty name, no values.
 constexpr size_t kMinChannelSize = 4 + 4 + 4 + 8 + 8 + 4;
-// Largest point cache a resampling may produce, in coordinates.
-constexpr double kMaxResampledValues = 256.0 * 1024 * 1024;
+// Largest point cache a resampling may produce: frames (over nine hours at
+// 30 fps) and coordinates (256 MB of floats).
+constexpr double kMaxResampledFrames = 1000000.0;
+constexpr double kMaxResampledValues = 64.0 * 1024 * 1024;
 const char* const kWhat = "Tove cache";
 
 size_t ValueCount(const QdxToveCache::Channel& c, int samples) {
@@ -100,20 +102,8 @@ bool QdxToveCache::GetPointsAt(const Channel& channel, QdxTime time,
     if (n == 0 || channel.intervalTicks <= 0) return false;
     double at = (static_cast<double>(time.Get()) - static_cast<double>(channel.startTicks)) /
                 static_cast<double>(channel.intervalTicks);
-    at = std::clamp(at, 0.0, static_cast<double>(n - 1));
-    int i0 = static_cast<int>(std::floor(at));
-    int i1 = std::min(i0 + 1, n - 1);
-    double t = at - i0;
-    size_t stride = 3 * static_cast<size_t>(channel.pointCount);
-    const double* a = channel.values.data() + static_cast<size_t>(i0) * stride;
-    const double* b = channel.values.data() + static_cast<size_t>(i1) * stride;
-    points.resize(static_cast<size_t>(channel.pointCount));
-    for (size_t p = 0; p < points.size(); ++p) {
-        double v[3];
-        for (size_t k = 0; k < 3; ++k)
-            v[k] = a[3 * p + k] + (b[3 * p + k] - a[3 * p + k]) * t;
-        points[p] = QdxVector4(v[0], v[1], v[2]);
-    }
+    detail::BlendSamples(channel.values.data(), n, static_cast<size_t>(channel.pointCount), at,
+                         points);
     return true;
 }
 
@@ -141,7 +131,8 @@ bool QdxToveCache::ToPointCache(double frameRate, const std::string& channelName
     double first = std::ceil(startFrame - 1e-6), last = std::floor(stopFrame + 1e-6);
     if (first > last) first = last = std::round(startFrame);
     double frames = last - first + 1;
-    if (frames * 3 * c->pointCount > kMaxResampledValues || std::fabs(first) > 1e7) {
+    if (frames > kMaxResampledFrames || frames * 3 * c->pointCount > kMaxResampledValues ||
+        std::fabs(first) > 1e7) {
         status.SetCode(QdxStatus::eFailure, "resampled cache would be too large");
         return false;
     }
@@ -187,6 +178,8 @@ bool QdxToveCache::ReadFromMemory(const void* data, size_t size, QdxStatus& stat
             return detail::CacheFail(status, kWhat, "file ends inside a channel header");
         if (points < 0 || samples < 0)
             return detail::CacheFail(status, kWhat, "negative point or sample count");
+        if (storage != eFloat32 && storage != eFloat64)
+            return detail::CacheFail(status, kWhat, "unknown coordinate storage");
         c.pointCount = points;
         c.storage = static_cast<EStorage>(storage);
         size_t width = storage == eFloat64 ? 8 : 4;
