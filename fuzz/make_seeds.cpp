@@ -1,15 +1,39 @@
-// Writes a small scene in every flavour and version: the fuzzers' seeds.
-//   fuzz_qdx_seeds BINARY_DIR TEXT_DIR
+// Writes a small scene in every flavour and version: the fuzzers' seeds;
+// with two more folders, a point cache and a Tove cache too.
+//   fuzz_qdx_seeds BINARY_DIR TEXT_DIR [PC2_DIR TOVE_DIR]
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "qdxsdk/qdxsdk.h"
 
 using namespace qdxsdk;
 
+namespace {
+bool WriteCacheSeeds(const std::string& pc2Dir, const std::string& toveDir) {
+    QdxPointCache pc2(2, 1.0, 0.5);
+    QdxToveCache tove;
+    QdxToveCache::Channel channel;
+    channel.name = "points";
+    channel.pointCount = 2;
+    channel.intervalTicks = QdxTime::kTicksPerSecond / 10;
+    for (int s = 0; s < 3; ++s) {
+        std::vector<QdxVector4> points = {QdxVector4(s, 0, 1), QdxVector4(0, s, -1)};
+        pc2.AddSample(points);
+        for (const QdxVector4& p : points)
+            channel.values.insert(channel.values.end(), {p[0], p[1], p[2]});
+    }
+    QdxStatus status;
+    bool ok = pc2.Write(pc2Dir + "/seed.pc2", status) && tove.AddChannel(channel, status);
+    channel.name = "wide";
+    channel.storage = QdxToveCache::eFloat64;
+    return ok && tove.AddChannel(channel, status) && tove.Write(toveDir + "/seed.tove", status);
+}
+} // namespace
+
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: fuzz_qdx_seeds BINARY_DIR TEXT_DIR\n");
+    if (argc != 3 && argc != 5) {
+        std::fprintf(stderr, "usage: fuzz_qdx_seeds BINARY_DIR TEXT_DIR [PC2_DIR TOVE_DIR]\n");
         return 1;
     }
     QdxManager* m = QdxManager::Create();
@@ -44,5 +68,6 @@ int main(int argc, char** argv) {
                 ++failures;
         }
     m->Destroy();
+    if (argc == 5 && !WriteCacheSeeds(argv[3], argv[4])) ++failures;
     return failures ? 1 : 0;
 }

@@ -16,14 +16,19 @@ cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_CXX_COMPILER="$cxx" \
   "-DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer" \
   -DQDX_BUILD_FUZZ=ON -DQDX_BUILD_TESTS=OFF -DQDX_BUILD_BENCH=OFF >/dev/null
-ninja -C "$dir" fuzz_qdx_binary fuzz_qdx_text fuzz_qdx_seeds
+ninja -C "$dir" fuzz_qdx_binary fuzz_qdx_text fuzz_qdx_seeds fuzz_cache_pc2 fuzz_cache_tove
 corpus="$dir/corpus"
-mkdir -p "$corpus/binary" "$corpus/text"
-"$dir/bin/fuzz_qdx_seeds" "$corpus/binary" "$corpus/text"
+mkdir -p "$corpus/binary" "$corpus/text" "$corpus/pc2" "$corpus/tove"
+"$dir/bin/fuzz_qdx_seeds" "$corpus/binary" "$corpus/text" "$corpus/pc2" "$corpus/tove"
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 for flavour in binary text; do
   echo "fuzz: $flavour reader for $seconds s"
   "$dir/bin/fuzz_qdx_$flavour" -max_total_time="$seconds" -rss_limit_mb=2048 -max_len=65536 \
     -print_final_stats=1 "$corpus/$flavour" 2>&1 | tail -n 4
+done
+for cache in pc2 tove; do
+  echo "fuzz: $cache cache reader for $seconds s"
+  "$dir/bin/fuzz_cache_$cache" -max_total_time="$seconds" -rss_limit_mb=2048 -max_len=65536 \
+    -print_final_stats=1 "$corpus/$cache" 2>&1 | tail -n 4
 done
