@@ -120,6 +120,15 @@ bool AimConstraint::computeAimRotation(const Vec3f& sceneUp, Quaternion& rotatio
     return true;
 }
 
+bool AimConstraint::captureOffset(const Vec3f& sceneUp) {
+    Quaternion aim;
+    if (!computeAimRotation(sceneUp, aim)) return false;
+    Quaternion offset = aim.inverse() * rotationOf(getConstrainedNode()->getWorldMatrix());
+    offset.normalize();
+    setOffset(offset);
+    return true;
+}
+
 bool AimConstraint::apply(const Vec3f& sceneUp) const {
     NodePtr node = getConstrainedNode();
     auto t3d = node ? Transform3DPtr::dcast(node->getCore()) : Transform3DPtr();

@@ -101,15 +101,7 @@ AimConstraintPtr ksConstraintManager::createAimConstraint(const std::vector<Node
     for (const auto& u : ups)
         if (u) c->addUpTarget(u);
     c->setMaintainOffset(maintainOffset);
-    Quaternion aim;
-    if (maintainOffset && c->computeAimRotation(sceneUpAxis(), aim)) {
-        Vec3f t, s;
-        Quaternion world, so;
-        constrained->getWorldMatrix().getTransform(t, world, s, so);
-        Quaternion offset = aim.inverse() * world;
-        offset.normalize();
-        c->setOffset(offset);
-    }
+    if (maintainOffset) c->captureOffset(sceneUpAxis());
     _aims.push_back(c);
     return c;
 }

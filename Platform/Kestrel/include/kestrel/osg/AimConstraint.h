@@ -48,6 +48,10 @@ public:
     // constrained node's tree, or the targets' centre at the node's origin.
     // sceneUp is the scene's up axis (the constrained node's parent turns it).
     bool computeAimRotation(const Vec3f& sceneUp, Quaternion& rotation) const;
+    // Keeps the constrained node's current world rotation, relative to the
+    // aim rotation, as the offset; false (offset unchanged) when there is
+    // nothing to aim at.
+    bool captureOffset(const Vec3f& sceneUp);
     // Turns the constrained node (its Transform3D rotation; the rotation
     // orientation is kept) to the aim rotation followed by the offset.
     // False when it could not.
