@@ -1,12 +1,11 @@
 // Host services: option strings, file names, log capture, scene settings,
-// the reference service, the camera pool, lights and broadcast messages.
+// the reference service, materials and broadcast messages.
 #include <fstream>
 
 #include <gtest/gtest.h>
 
 #include <kestrel/ksFile.h>
 #include <kestrel/ksInterfaceFactory.h>
-#include <kestrel/ksLights.h>
 #include <kestrel/ksLog.h>
 #include <kestrel/ksMaterials.h>
 #include <kestrel/ksNodeUtils.h>
@@ -14,7 +13,6 @@
 #include <kestrel/ksOpenSGUtils.h>
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/ksString.h>
-#include <kestrel/ksUberCameraPool.h>
 #include <kestrel/ksVersionInfo.h>
 #include <kestrel/osg/UberMaterial.h>
 
@@ -135,67 +133,6 @@ TEST(ReferenceService, ACachedServiceFollowsReplacementsAndResets) {
         EXPECT_EQ(cached->reference(n, "c"), n);
     }
     EXPECT_EQ(f.getInterface("nothing"), nullptr);
-}
-
-TEST(CameraPool, HasOneDefaultCameraThatOthersAreNot) {
-    auto& pool = ksUberCameraPool::the();
-    NodePtr def = pool.getDefaultCamera();
-    ASSERT_TRUE(ksUberCameraUtils::isCamera(def));
-    EXPECT_TRUE(ksUberCameraUtils::isDefaultCamera(def));
-    EXPECT_TRUE(ksUberCameraUtils::isDefaultCamera(ksUberCameraUtils::getCamera(def)));
-    NodePtr cam = pool->createCameraNode("Shot", pool.getRoot());
-    EXPECT_EQ(cam->getParent(), pool.getRoot());
-    EXPECT_FALSE(ksUberCameraUtils::isDefaultCamera(cam));
-    EXPECT_EQ(ksUberCameraUtils::getName(cam), "Shot");
-    EXPECT_EQ(ksUberCameraUtils::getName(ksUberCameraUtils::getCamera(cam)), "Shot");
-    // The camera looks along -Z from its own transform.
-    auto core = ksUberCameraUtils::getCamera(cam);
-    core->setTranslation(Vec3f(0, 0, 10));
-    core->setFocusDistance(4);
-    Pnt3f from, at;
-    Vec3f up;
-    core->getFromAtUp(from, at, up);
-    EXPECT_EQ(from, Pnt3f(0, 0, 10));
-    EXPECT_EQ(at, Pnt3f(0, 0, 6));
-    EXPECT_EQ(up, Vec3f(0, 1, 0));
-    // Field of view follows focal length and the sensor side of the mode.
-    core->setSensorSize(Vec2f(36, 24));
-    core->setFovMode(1);
-    core->setFocalLength(18);
-    EXPECT_NEAR(core->getFov(), 90.f, 1e-4f);
-    core->setFovMode(0);
-    core->setFov(90);
-    EXPECT_NEAR(core->getFocalLength(), 12.f, 1e-4f);
-    pool.reset();
-    EXPECT_EQ(pool.getRoot()->getNChildren(), 1u);
-}
-
-TEST(Lights, AreCreatedByTypeNameAndSetThroughTheService) {
-    NodePtr parent = Node::create();
-    NodePtr spot = ksLights::createLight("SpotLight", "Key", parent);
-    ASSERT_TRUE(spot);
-    EXPECT_EQ(spot->getParent(), parent);
-    EXPECT_EQ(spot->getName(), "Key");
-    EXPECT_TRUE(ksLights::isSpotLight(spot));
-    EXPECT_FALSE(ksLights::isAreaLight(spot));
-    ksLights::setConeAngle(spot, 15);
-    ksLights::setLightValue(spot, 3.14159265358f);
-    ksLights::setDiffuse(spot, Color3f(1, 0.5f, 0));
-    EXPECT_FLOAT_EQ(ksLights::getConeAngle(spot), 15.f);
-    EXPECT_FLOAT_EQ(ksLights::getLightValue(spot), 3.14159265358f);
-    EXPECT_EQ(ksLights::getDiffuse(spot), Color3f(1, 0.5f, 0));
-    EXPECT_TRUE(ksLights::isAreaLight(ksLights::createLight("DiskLight", "d")));
-    EXPECT_TRUE(ksLights::isSphericalLight(ksLights::createLight("SphericalLight", "s")));
-    EXPECT_TRUE(ksLights::createLight("VolumeLight", "v") == NullFC);
-    EXPECT_FLOAT_EQ(ksLights::getLightValue(Node::create()), 0.f);
-
-    // A light's helper transform node is recognised as such.
-    NodePtr helper = Node::create();
-    helper->setCore(Transform::create());
-    helper->setName("LightTransforms");
-    EXPECT_FALSE(ksNodeUtils::isLightTransforms(helper));
-    spot->addChild(helper);
-    EXPECT_TRUE(ksNodeUtils::isLightTransforms(helper));
 }
 
 TEST(Materials, PlasticChannelsAndNames) {

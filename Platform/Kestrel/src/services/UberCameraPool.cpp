@@ -1,8 +1,5 @@
-#include <cmath>
-
-#include <kestrel/ksConstraintManager.h>
-#include <kestrel/ksSceneDataManager.h>
 #include <kestrel/ksUberCameraPool.h>
+#include <kestrel/osg/Group.h>
 
 using namespace osg;
 

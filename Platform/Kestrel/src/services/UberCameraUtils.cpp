@@ -1,7 +1,3 @@
-#include <cmath>
-
-#include <kestrel/ksConstraintManager.h>
-#include <kestrel/ksSceneDataManager.h>
 #include <kestrel/ksUberCameraPool.h>
 #include <kestrel/ksUberCameraUtils.h>
 
@@ -31,5 +27,3 @@ std::string ksUberCameraUtils::getName(const NodePtr& node) {
 std::string ksUberCameraUtils::getName(const UberCameraPtr& camera) {
     return camera ? camera->getName() : std::string();
 }
-
-// --- constraints ----------------------------------------------------------

@@ -1,4 +1,7 @@
 #pragma once
+// A skeleton joint. Its transform values (it is a Transform3D) place it
+// relative to its parent joint; the rotation orientation holds the joint's
+// orientation. Skins bind to joint nodes through their deformer clusters.
 #include <kestrel/osg/Group.h>
 #include <kestrel/osg/Transform3D.h>
 
