@@ -717,7 +717,10 @@ void ksQdxLoader::preConvertNode(QdxNode* node) {
         if (light->LightType.Get() != QdxLight::ePoint) {
             const QdxAMatrix turn(zero, QdxVector4(90, 0, 0, 0), one);
             const QdxAMatrix post(zero, node->GetPostRotation(QdxNode::eSourcePivot), one);
-            const QdxAMatrix product = post * turn;
+            // Applied before the file's post-rotation is undone, the turn
+            // brings the host's -Z emission onto the file's -Y.
+            // The same for the host's -Z view onto the file's +X.
+            const QdxAMatrix product = turn * post;
             node->SetPostRotation(QdxNode::eSourcePivot, product.GetR());
             node->SetRotationActive(true);
         } else {
@@ -727,7 +730,7 @@ void ksQdxLoader::preConvertNode(QdxNode* node) {
         if (!node->GetTarget()) {
             const QdxAMatrix turn(zero, QdxVector4(0, 90, 0, 0), one);
             const QdxAMatrix post(zero, node->GetPostRotation(QdxNode::eSourcePivot), one);
-            const QdxAMatrix product = post * turn;
+            const QdxAMatrix product = turn * post;
             node->SetPostRotation(QdxNode::eSourcePivot, product.GetR());
             node->SetRotationActive(true);
         }
