@@ -1,9 +1,8 @@
 // Animation: keyable channels, the attachment's curve tree, curve values,
-// the evaluator, and aim constraints.
+// the evaluator and time-shape caches.
 #include <gtest/gtest.h>
 
 #include <kestrel/ksAnimManager.h>
-#include <kestrel/ksConstraintManager.h>
 #include <kestrel/ksLights.h>
 #include <kestrel/ksUberCameraPool.h>
 #include <kestrel/osg/Geometry.h>
@@ -161,64 +160,6 @@ TEST(AnimEvaluator, WritesCurveValuesIntoTheScene) {
     EXPECT_EQ(node->getTraversalMask(), 0xFFFFFFFFu);
     e.evaluate(1.f);
     EXPECT_EQ(node->getTraversalMask(), 0u);
-}
-
-TEST(AimConstraint, IsFoundByItsConstrainedNodeAndAimsAlongMinusZ) {
-    auto& cm = ksConstraintManager::the();
-    cm.clear();
-    auto world = nodeWith(Group::create());
-    NodePtr camera = ksUberCameraPool::the().createCameraNode("shot", world);
-    auto targetCore = Transform3D::create();
-    targetCore->setTranslation(Vec3f(10, 0, 0));
-    auto target = nodeWith(targetCore);
-    auto upCore = Transform3D::create();
-    upCore->setTranslation(Vec3f(0, 0, 5));
-    auto up = nodeWith(upCore);
-    world->addChild(target);
-    world->addChild(up);
-
-    AimConstraintPtr c = cm->createAimConstraint({target}, {up}, camera, false);
-    ASSERT_TRUE(c);
-    EXPECT_EQ(cm.findAimConstraintForTarget(camera), c);
-    EXPECT_TRUE(cm.findAimConstraintForTarget(target) == NullFC);
-    ASSERT_EQ(c->getTargets().size(), 1u);
-    EXPECT_EQ(c->getTargets()[0]->getReferenceNode(), target);
-    EXPECT_EQ(c->getUpTargets()[0]->getReferenceNode(), up);
-    // Empty lists are allowed.
-    EXPECT_TRUE(cm.createAimConstraint({}, {}, target, true));
-    EXPECT_TRUE(cm.createAimConstraint({}, {}, NullFC, false) == NullFC);
-
-    EXPECT_EQ(cm.update(), 1u); // the one without targets is skipped
-    Vec3f look = camera->getWorldMatrix().multVec(Vec3f(0, 0, -1));
-    Vec3f camUp = camera->getWorldMatrix().multVec(Vec3f(0, 1, 0));
-    EXPECT_NEAR(look[0], 1.f, 1e-5f);
-    EXPECT_NEAR(camUp[2], 1.f, 1e-5f);
-    cm.clear();
-}
-
-TEST(AimConstraint, CanKeepTheNodesRotationAsAnOffset) {
-    auto& cm = ksConstraintManager::the();
-    cm.clear();
-    auto targetCore = Transform3D::create();
-    targetCore->setTranslation(Vec3f(3, 4, 0));
-    auto target = nodeWith(targetCore);
-    NodePtr camera = ksUberCameraPool::the().createCameraNode("offset", NullFC);
-    auto core = UberCameraPtr::dcast(camera->getCore());
-    core->setEulerRotation(Vec3f(10, 20, 30));
-    Quaternion before = core->getRotation();
-
-    cm.createAimConstraint({target}, {}, camera, true);
-    EXPECT_EQ(cm.update(), 1u);
-    EXPECT_TRUE(core->getRotation().equals(before, 1e-4f));
-
-    cm.clear();
-    cm.createAimConstraint({target}, {}, camera, false);
-    cm.update();
-    EXPECT_FALSE(core->getRotation().equals(before, 1e-2f));
-    Vec3f look = camera->getWorldMatrix().multVec(Vec3f(0, 0, -1));
-    EXPECT_NEAR(look[0], 0.6f, 1e-4f);
-    EXPECT_NEAR(look[1], 0.8f, 1e-4f);
-    cm.clear();
 }
 
 TEST(TimeShapeCache, ReturnsTheSampleAtOrBeforeATime) {

@@ -5,7 +5,9 @@
 // "RectangularLight", "SphericalLight", "DiskLight". A light node carries an
 // osg::UberLight core (which is also its transform); lights emit along -Z.
 // The setters and getters take the light's node; they do nothing (getters
-// return 0 / false) when the node is not a light.
+// return 0 / false) when the node is not a light. Cone and penumbra angles
+// are in degrees: the cone angle is the half angle of the fully lit cone and
+// the penumbra widens it on each side.
 #include <string>
 
 #include <kestrel/osg/UberLight.h>
@@ -33,6 +35,7 @@ public:
     static void setShadowIntensity(const osg::NodePtr& node, osg::Real32 v);
     static osg::Real32 getShadowIntensity(const osg::NodePtr& node);
     static void setGroundShadowIntensity(const osg::NodePtr& node, osg::Real32 v);
+    static osg::Real32 getGroundShadowIntensity(const osg::NodePtr& node);
     static void setLightScale(const osg::NodePtr& node, osg::Real32 v);
     static osg::Real32 getLightScale(const osg::NodePtr& node);
     static void setDiffuse(const osg::NodePtr& node, const osg::Color3f& c);
@@ -41,11 +44,14 @@ public:
     static osg::Color3f getGlossy(const osg::NodePtr& node);
     static void setLightValue(const osg::NodePtr& node, osg::Real32 v);
     static osg::Real32 getLightValue(const osg::NodePtr& node);
-    // 0 none, 1 linear, 2 quadratic.
+    // An osg::UberLight::AttenuationMode: 0 none, 1 linear, 2 quadratic.
     static void setAttenuation(const osg::NodePtr& node, osg::UInt32 a);
     static osg::UInt32 getAttenuation(const osg::NodePtr& node);
     static void setConeAngle(const osg::NodePtr& node, osg::Real32 degrees);
     static osg::Real32 getConeAngle(const osg::NodePtr& node);
     static void setPenumbraAngle(const osg::NodePtr& node, osg::Real32 degrees);
     static osg::Real32 getPenumbraAngle(const osg::NodePtr& node);
+    // Area lights' emitter size in local units (see osg::UberLight).
+    static void setAreaSize(const osg::NodePtr& node, const osg::Vec2f& size);
+    static osg::Vec2f getAreaSize(const osg::NodePtr& node);
 };

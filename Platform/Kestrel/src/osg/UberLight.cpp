@@ -1,8 +1,5 @@
-#include <cmath>
-
 #include "Setters.h"
 
-#include <kestrel/osg/UberCamera.h>
 #include <kestrel/osg/UberLight.h>
 
 namespace osg {
@@ -30,5 +27,15 @@ KS_FIELD_SETTER(UberLight, Attenuation, UInt32, _attenuation, LightFieldMask)
 KS_FIELD_SETTER(UberLight, ConeAngle, Real32, _coneAngle, LightFieldMask)
 
 KS_FIELD_SETTER(UberLight, PenumbraAngle, Real32, _penumbraAngle, LightFieldMask)
+
+KS_FIELD_SETTER(UberLight, AreaSize, const Vec2f&, _areaSize, LightFieldMask)
+
+void UberLight::getPositionDirection(Pnt3f& position, Vec3f& direction) const {
+    std::vector<NodePtr> nodes = getParents();
+    Matrix m = nodes.empty() ? getMatrix() : nodes.front()->getWorldMatrix();
+    position = m.multPnt(Pnt3f(0, 0, 0));
+    direction = m.multVec(Vec3f(0, 0, -1));
+    direction.normalize();
+}
 
 } // namespace osg

@@ -1,8 +1,10 @@
-#include <cmath>
+#include <algorithm>
+#include <deque>
+#include <unordered_map>
+#include <unordered_set>
 
 #include <kestrel/ksConstraintManager.h>
 #include <kestrel/ksSceneDataManager.h>
-#include <kestrel/ksUberCameraPool.h>
 
 using namespace osg;
 
@@ -10,6 +12,64 @@ ksConstraintManager& ksConstraintManager::the() {
     static ksConstraintManager m;
     return m;
 }
+
+namespace {
+Vec3f sceneUpAxis() {
+    const ksSceneData* scene = ksSceneDataManager::getSceneData(0);
+    return scene && !scene->isZUp() ? Vec3f(0, 1, 0) : Vec3f(0, 0, 1);
+}
+
+bool isUnder(const Node* node, const Node* root) {
+    for (const Node* n = node; n; n = n->getParent().get())
+        if (n == root) return true;
+    return false;
+}
+
+// The constraints in the order to apply them: a constraint comes after every
+// constraint that turns one of its target or up nodes, or its constrained
+// node's parent, or an ancestor of one of them. Constraints caught in a
+// cycle follow in registration order.
+std::vector<AimConstraint*> dependencyOrder(const std::vector<AimConstraint*>& list) {
+    const std::size_t n = list.size();
+    std::unordered_map<const Node*, std::size_t> byNode;
+    for (std::size_t i = 0; i < n; ++i)
+        byNode.emplace(list[i]->getConstrainedNode().get(), i);
+    std::vector<std::vector<std::size_t>> next(n);
+    std::vector<std::size_t> pending(n, 0);
+    for (std::size_t i = 0; i < n; ++i) {
+        std::vector<NodePtr> inputs;
+        for (const auto* entries : {&list[i]->getTargets(), &list[i]->getUpTargets()})
+            for (const auto& e : *entries)
+                inputs.push_back(e->getReferenceNode());
+        inputs.push_back(list[i]->getConstrainedNode()->getParent());
+        std::unordered_set<std::size_t> seen;
+        for (const auto& input : inputs)
+            for (const Node* a = input.get(); a; a = a->getParent().get()) {
+                auto it = byNode.find(a);
+                if (it == byNode.end() || it->second == i || !seen.insert(it->second).second)
+                    continue;
+                next[it->second].push_back(i);
+                ++pending[i];
+            }
+    }
+    std::vector<AimConstraint*> order;
+    std::vector<bool> done(n, false);
+    std::deque<std::size_t> ready;
+    for (std::size_t i = 0; i < n; ++i)
+        if (pending[i] == 0) ready.push_back(i);
+    while (!ready.empty()) {
+        std::size_t i = ready.front();
+        ready.pop_front();
+        done[i] = true;
+        order.push_back(list[i]);
+        for (std::size_t j : next[i])
+            if (--pending[j] == 0) ready.push_back(j);
+    }
+    for (std::size_t i = 0; i < n; ++i)
+        if (!done[i]) order.push_back(list[i]);
+    return order;
+}
+} // namespace
 
 AimConstraintPtr ksConstraintManager::findAimConstraintForTarget(const NodePtr& node) const {
     if (!node) return AimConstraintPtr();
@@ -19,67 +79,15 @@ AimConstraintPtr ksConstraintManager::findAimConstraintForTarget(const NodePtr& 
 }
 
 bool ksConstraintManager::removeConstraint(const AimConstraintPtr& c) {
-    for (auto it = _aims.begin(); it != _aims.end(); ++it)
-        if (*it == c) {
-            _aims.erase(it);
-            return true;
-        }
-    return false;
+    auto it = std::find(_aims.begin(), _aims.end(), c);
+    if (it == _aims.end()) return false;
+    _aims.erase(it);
+    return true;
 }
 
 void ksConstraintManager::clear() {
     _aims.clear();
 }
-
-namespace {
-bool weightedPosition(const std::vector<ConstraintObjectPtr>& objs, Pnt3f& out) {
-    Pnt3f sum;
-    Real32 w = 0;
-    for (const auto& o : objs) {
-        if (!o->getReferenceNode()) continue;
-        sum += o->getReferenceNode()->getWorldMatrix().multPnt(Pnt3f()) * o->getWeight();
-        w += o->getWeight();
-    }
-    if (w <= 0) return false;
-    out = sum / w;
-    return true;
-}
-
-// The world rotation that points the node's -Z at the targets, or false
-// when there is nothing to aim at.
-bool aimRotation(const AimConstraintPtr& c, Quaternion& out) {
-    NodePtr node = c->getConstrainedNode();
-    Pnt3f target;
-    if (!node || !weightedPosition(c->getTargets(), target)) return false;
-    Pnt3f eye = node->getWorldMatrix().multPnt(Pnt3f());
-    Vec3f up = ksSceneDataManager::getSceneData(0)->isZUp() ? Vec3f(0, 0, 1) : Vec3f(0, 1, 0);
-    Pnt3f upPos;
-    if (weightedPosition(c->getUpTargets(), upPos)) up = upPos - eye;
-    Vec3f z = eye - target; // the node looks along -Z
-    if (z.length() <= 0) return false;
-    z.normalize();
-    Vec3f x = up.cross(z);
-    if (x.length() <= 1e-12f)
-        x = (std::abs(z[0]) < 0.9f ? Vec3f(1, 0, 0) : Vec3f(0, 1, 0)).cross(z);
-    x.normalize();
-    Vec3f y = z.cross(x);
-    Matrix rot;
-    for (int i = 0; i < 3; ++i) {
-        rot.at(i, 0) = x[i];
-        rot.at(i, 1) = y[i];
-        rot.at(i, 2) = z[i];
-    }
-    out = Quaternion(rot);
-    return true;
-}
-
-Quaternion worldRotation(const Matrix& m) {
-    Vec3f t, s;
-    Quaternion r, so;
-    m.getTransform(t, r, s, so);
-    return r;
-}
-} // namespace
 
 AimConstraintPtr ksConstraintManager::createAimConstraint(const std::vector<NodePtr>& targets,
                                                           const std::vector<NodePtr>& ups,
@@ -94,8 +102,11 @@ AimConstraintPtr ksConstraintManager::createAimConstraint(const std::vector<Node
         if (u) c->addUpTarget(u);
     c->setMaintainOffset(maintainOffset);
     Quaternion aim;
-    if (maintainOffset && aimRotation(c, aim)) {
-        Quaternion offset = aim.inverse() * worldRotation(constrained->getWorldMatrix());
+    if (maintainOffset && c->computeAimRotation(sceneUpAxis(), aim)) {
+        Vec3f t, s;
+        Quaternion world, so;
+        constrained->getWorldMatrix().getTransform(t, world, s, so);
+        Quaternion offset = aim.inverse() * world;
         offset.normalize();
         c->setOffset(offset);
     }
@@ -103,20 +114,22 @@ AimConstraintPtr ksConstraintManager::createAimConstraint(const std::vector<Node
     return c;
 }
 
-UInt32 ksConstraintManager::update() {
+UInt32 ksConstraintManager::applyUnder(const Node* root) {
+    std::erase_if(_aims, [](const AimConstraintPtr& c) { return c->isExpired(); });
+    std::vector<AimConstraint*> selected;
+    for (const auto& c : _aims)
+        if (!root || isUnder(c->getConstrainedNode().get(), root)) selected.push_back(c.get());
+    const Vec3f up = sceneUpAxis();
     UInt32 applied = 0;
-    for (const auto& c : _aims) {
-        NodePtr node = c->getConstrainedNode();
-        auto t3d = node ? Transform3DPtr::dcast(node->getCore()) : Transform3DPtr();
-        Quaternion aim;
-        if (!t3d || !aimRotation(c, aim)) continue;
-        // Local rotation = inverse(parent world rotation) * desired world rotation.
-        Matrix parentWorld = node->getParent() ? node->getParent()->getWorldMatrix() : Matrix();
-        Quaternion local = worldRotation(parentWorld).inverse() * aim * c->getOffset();
-        local.normalize();
-        t3d->setEulerRotationOrientation(Vec3f());
-        t3d->setRotation(local);
-        ++applied;
-    }
+    for (AimConstraint* c : dependencyOrder(selected))
+        if (c->apply(up)) ++applied;
     return applied;
+}
+
+UInt32 ksConstraintManager::evaluate(const NodePtr& root) {
+    return root ? applyUnder(root.get()) : 0u;
+}
+
+UInt32 ksConstraintManager::update() {
+    return applyUnder(nullptr);
 }

@@ -14,9 +14,9 @@ class UberCamera : public Transform3D {
     KS_FIELD_CONTAINER_DECL(UberCamera, Transform3D)
 public:
     static constexpr BitVector CameraFieldMask = 1ull << 20;
-    // Projection mode: 0 perspective, 1 orthographic.
-    // Field-of-view mode: 0 vertical, 1 horizontal (which sensor side the
-    // field of view spans).
+    enum ProjectionMode : UInt32 { Perspective = 0, Orthographic = 1 };
+    // Which sensor side the field of view (getFov/setFov) spans.
+    enum FovMode : UInt32 { VerticalFov = 0, HorizontalFov = 1 };
 
     UInt32 getProjectionMode() const { return _projection; }
     void setProjectionMode(UInt32 mode);
@@ -52,15 +52,32 @@ public:
     Real32 getVisualizationScale() const { return _visScale; }
     void setVisualizationScale(Real32 s);
 
+    // Sensor width over height (1 for a degenerate sensor).
+    Real32 getAspect() const;
+    // Perspective angles of view across the sensor width and height, degrees
+    // (0 without a positive focal length).
+    Real32 getHorizontalFov() const;
+    Real32 getVerticalFov() const;
+    // The view volume's sides (left, right, bottom, top) on the near plane,
+    // in the camera's local units: for a perspective camera the sensor seen
+    // through the lens, shifted by the principal point offset; for an
+    // orthographic camera the frustum sides.
+    Vec4f getNearPlaneSides() const;
+    // The matrix from camera space (looking along -Z) to clip space with
+    // depth from -1 (near) to 1 (far); identity when near and far or the
+    // sides are degenerate.
+    Matrix getProjectionMatrix() const;
+
     // Eye point, point of interest (focus distance along -Z) and up vector in
     // world space, from the first node that uses this core (local values
-    // when no node does).
+    // when no node does). The roll is a viewing value of its own and does
+    // not turn the up vector.
     void getFromAtUp(Pnt3f& from, Pnt3f& at, Vec3f& up) const;
 
 private:
-    UInt32 _projection = 0;
+    UInt32 _projection = Perspective;
     Real32 _near = 1.f, _far = 100000.f;
-    UInt32 _fovMode = 1;
+    UInt32 _fovMode = HorizontalFov;
     Vec2f _sensorSize{36.f, 24.f};
     Real32 _focalLength = 50.f;
     bool _motionBlur = false, _depthOfField = false;
