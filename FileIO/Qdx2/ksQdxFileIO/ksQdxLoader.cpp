@@ -39,6 +39,15 @@ using namespace qdxsdk;
 
 namespace {
 
+// A node of its own named name that shares instance's core; the instance's
+// children stay where they are (the node gets its own from its SDK node).
+osg::NodePtr sharingCore(const osg::NodePtr& instance, const char* name) {
+    osg::NodePtr node = osg::Node::create();
+    node->setCore(instance->getCore());
+    ksNodeUtils::setName(node, name, true);
+    return node;
+}
+
 // Film sizes and offsets are inches in a Qdx camera, millimetres on the host.
 constexpr double kMmPerInch = 25.4;
 // Scene-unit width of an orthographic view at zoom 1, in centimetres.
@@ -1244,6 +1253,9 @@ void ksQdxLoader::convertTextureProperties(QdxTexture* texture,
 osg::NodePtr ksQdxLoader::convertLight(QdxNode* node) {
     QdxLight* light = node->GetLight();
     if (!light) return osg::NullFC;
+    // Nodes sharing one light with equal transforms share its core, as the
+    // exporter writes a shared core.
+    if (osg::NodePtr instance = getNode(node)) return sharingCore(instance, node->GetName());
     const std::string name = node->GetName();
     osg::NodePtr result;
     bool area = false;
@@ -1361,7 +1373,7 @@ osg::NodePtr ksQdxLoader::convertCamera(QdxNode* node) {
 }
 
 osg::NodePtr ksQdxLoader::convertSkeleton(QdxNode* node) {
-    if (osg::NodePtr instance = getNode(node)) return instance;
+    if (osg::NodePtr instance = getNode(node)) return sharingCore(instance, node->GetName());
     if (!_d->importJoints || !node->GetNodeAttribute()) return osg::NullFC;
     osg::NodePtr joint = osg::Node::create();
     joint->setCore(osg::Joint::create());
