@@ -8,7 +8,6 @@
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/ksUberCameraPool.h>
 #include <kestrel/ksUberCameraUtils.h>
-#include <kestrel/osg/Constraint.h>
 #include <kestrel/osg/Joint.h>
 #include <kestrel/osg/UberCamera.h>
 #include <kestrel/osg/UberLight.h>
@@ -210,32 +209,6 @@ TEST_F(CameraLightTest, CamerasGetSensorFrustumClippingAndFieldOfViewMode) {
             EXPECT_EQ(c->getProjectionMode(), i == 3 ? 1u : 0u);
         }
     }
-}
-
-TEST_F(CameraLightTest, CameraTargetsBecomeAimConstraintsOnTheImportedNodes) {
-    Imported r = import(writeScene("targets.qdx", [](QdxScene* s) {
-        QdxNode* group = addNode(s, s->GetRootNode(), "Rig", nullptr);
-        QdxNode* target = addNode(s, group, "Target", nullptr);
-        target->LclTranslation.Set(QdxDouble3(10, 0, 0));
-        QdxNode* up = addNode(s, group, "Up", nullptr);
-        up->LclTranslation.Set(QdxDouble3(0, 10, 0));
-        QdxNode* aimed = addNode(s, group, "Aimed", QdxCamera::Create(s, "aimed"));
-        aimed->LclTranslation.Set(QdxDouble3(0, 0, 20));
-        aimed->SetTarget(target);
-        aimed->SetTargetUp(up);
-        addNode(s, group, "Free", QdxCamera::Create(s, "free"));
-    }));
-    ASSERT_TRUE(r.root);
-    const auto& aims = ksConstraintManager::the().getAimConstraints();
-    ASSERT_EQ(aims.size(), 1u);
-    const osg::AimConstraintPtr aim =
-        ksConstraintManager::the().findAimConstraintForTarget(r.node("Aimed"));
-    ASSERT_TRUE(aim);
-    ASSERT_EQ(aim->getTargets().size(), 1u);
-    ASSERT_EQ(aim->getUpTargets().size(), 1u);
-    EXPECT_EQ(aim->getTargets()[0]->getReferenceNode(), r.node("Target"));
-    EXPECT_EQ(aim->getUpTargets()[0]->getReferenceNode(), r.node("Up"));
-    EXPECT_FALSE(ksConstraintManager::the().findAimConstraintForTarget(r.node("Free")));
 }
 
 } // namespace
