@@ -20,17 +20,6 @@ namespace {
 
 class CameraLightExport : public PluginTest {
 protected:
-    void SetUp() override {
-        PluginTest::SetUp();
-        ksUberCameraPool::the().reset();
-        ksConstraintManager::the().clear();
-    }
-    void TearDown() override {
-        ksUberCameraPool::the().reset();
-        ksConstraintManager::the().clear();
-        PluginTest::TearDown();
-    }
-
     // A scene of every light kind (two nodes sharing the spot's core), an
     // aimed and a free perspective camera and an orthographic one.
     osg::NodePtr makeScene() {
@@ -127,8 +116,6 @@ TEST_F(CameraLightExport, RoundTripsKeepEveryFieldFrameTargetAndSharing) {
             SCOPED_TRACE(std::string(format) + " unit " + std::to_string(unit));
             resetHost();
             setUnit(unit);
-            ksUberCameraPool::the().reset();
-            ksConstraintManager::the().clear();
             osg::NodePtr before = makeScene();
             const std::string path = file(std::string("trip-") + format + ".qdx");
             ASSERT_TRUE(exportTo(before, path, std::string("qdx_version=1,qdx_format=") + format));

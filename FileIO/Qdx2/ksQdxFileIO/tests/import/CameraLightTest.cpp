@@ -19,19 +19,7 @@ using namespace qdxsdk;
 
 namespace {
 
-class CameraLightTest : public PluginTest {
-protected:
-    void SetUp() override {
-        PluginTest::SetUp();
-        ksUberCameraPool::the().reset();
-        ksConstraintManager::the().clear();
-    }
-    void TearDown() override {
-        ksUberCameraPool::the().reset();
-        ksConstraintManager::the().clear();
-        PluginTest::TearDown();
-    }
-};
+class CameraLightTest : public PluginTest {};
 
 QdxNode* addNode(QdxScene* s, QdxNode* parent, const char* name, QdxNodeAttribute* attribute) {
     QdxNode* n = QdxNode::Create(s, name);
@@ -160,8 +148,8 @@ TEST_F(CameraLightTest, LightsGetTheirTypeValueAttenuationConeAndScaling) {
 TEST_F(CameraLightTest, CamerasGetSensorFrustumClippingAndFieldOfViewMode) {
     for (int unit : {ksSceneData::Centimeter, ksSceneData::Millimeter}) {
         SCOPED_TRACE(unit);
+        resetHost();
         setUnit(unit);
-        ksUberCameraPool::the().reset();
         const QdxCamera::EApertureMode modes[] = {QdxCamera::eHorizAndVert, QdxCamera::eHorizontal,
                                                   QdxCamera::eVertical, QdxCamera::eFocalLength};
         Imported r = import(writeScene("cameras.qdx", [&](QdxScene* s) {

@@ -41,15 +41,10 @@ QdxVector4 unit(const QdxVector4& v) {
 
 std::map<std::string, Frame> expectedFrames(const std::string& path, const HostSetting& host) {
     std::map<std::string, Frame> result;
-    QdxManager* manager = QdxManager::Create();
-    QdxScene* scene = QdxScene::Create(manager, "");
-    QdxImporter* importer = QdxImporter::Create(manager, "");
-    EXPECT_TRUE(importer->Initialize(path.c_str()) && importer->Import(scene));
-    (host.up == 1 ? QdxAxisSystem::ToveZUp : QdxAxisSystem::ToveYUp).ConvertScene(scene);
-    (host.unit == 4   ? QdxSystemUnit::m
-     : host.unit == 2 ? QdxSystemUnit::cm
-                      : QdxSystemUnit::mm)
-        .ConvertScene(scene);
+    ReadBack file(path);
+    EXPECT_TRUE(file.ok);
+    QdxScene* scene = file.scene;
+    convertToHost(scene, host.unit, host.up);
     for (int i = 0; i < scene->GetNodeCount(); ++i) {
         QdxNode* node = scene->GetNode(i);
         const bool camera = node->GetCamera() != nullptr;
@@ -65,7 +60,6 @@ std::map<std::string, Frame> expectedFrames(const std::string& path, const HostS
         f.aimed = node->GetTarget() != nullptr;
         f.directed = camera || node->GetLight()->LightType.Get() != QdxLight::ePoint;
     }
-    manager->Destroy();
     return result;
 }
 
@@ -170,13 +164,6 @@ protected:
         PluginTest::SetUp();
         ksSceneDataManager::getSceneData(0)->setLengthUnit(GetParam().unit);
         ksSceneDataManager::getSceneData(0)->setUpAxis(GetParam().up);
-        ksUberCameraPool::the().reset();
-        ksConstraintManager::the().clear();
-    }
-    void TearDown() override {
-        ksUberCameraPool::the().reset();
-        ksConstraintManager::the().clear();
-        PluginTest::TearDown();
     }
 
     void expectSameFrames(const std::string& path) {

@@ -27,15 +27,10 @@ using Corners = std::map<std::string, std::vector<std::vector<QdxVector4>>>;
 
 Corners expectedCorners(const std::string& path, const HostSetting& host) {
     Corners result;
-    QdxManager* manager = QdxManager::Create();
-    QdxScene* scene = QdxScene::Create(manager, "");
-    QdxImporter* importer = QdxImporter::Create(manager, "");
-    EXPECT_TRUE(importer->Initialize(path.c_str()) && importer->Import(scene));
-    (host.up == 1 ? QdxAxisSystem::ToveZUp : QdxAxisSystem::ToveYUp).ConvertScene(scene);
-    (host.unit == 4   ? QdxSystemUnit::m
-     : host.unit == 2 ? QdxSystemUnit::cm
-                      : QdxSystemUnit::mm)
-        .ConvertScene(scene);
+    ReadBack file(path);
+    EXPECT_TRUE(file.ok);
+    QdxScene* scene = file.scene;
+    convertToHost(scene, host.unit, host.up);
     for (int i = 0; i < scene->GetNodeCount(); ++i) {
         QdxNode* node = scene->GetNode(i);
         QdxMesh* mesh = node->GetMesh();
@@ -56,7 +51,6 @@ Corners expectedCorners(const std::string& path, const HostSetting& host) {
                         world.MultT(mesh->GetControlPointAt(mesh->GetPolygonVertex(p, c))));
         }
     }
-    manager->Destroy();
     return result;
 }
 

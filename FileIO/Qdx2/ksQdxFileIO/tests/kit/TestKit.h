@@ -47,11 +47,16 @@ struct ReadBack {
     std::string version;
 };
 
+// Brings a scene into a host's length unit (ksSceneData code) and up axis
+// (0 Y, 1 Z), as an import does.
+void convertToHost(qdxsdk::QdxScene* scene, int unit, int up);
+
 using SceneBuilder = std::function<void(qdxsdk::QdxScene*)>;
 
 class PluginTest : public ::testing::Test {
 protected:
-    // Host singletons back to their defaults: millimetres, Z up, 24 fps.
+    // Host singletons back to their defaults: millimetres, Z up, 24 fps, no
+    // cameras but the default one, no constraints.
     static void resetHost();
     void SetUp() override;
     void TearDown() override;
