@@ -19,11 +19,6 @@ using namespace qdxsdk;
 
 namespace {
 
-struct HostSetting {
-    int unit; // ksSceneData length unit code
-    int up;   // 0 Y, 1 Z
-};
-
 // A node's world frame: where it is, where it looks (cameras) or shines
 // (lights), and a second axis that fixes its roll: a camera's up, a
 // light's +X (which both sides share).
@@ -208,9 +203,6 @@ TEST_P(CameraLightWorld, RandomRigsKeepEveryCameraAndLightFrame) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(HostUnitsAndAxes, CameraLightWorld,
-                         ::testing::Values(HostSetting{1, 1}, HostSetting{2, 1}, HostSetting{4, 1},
-                                           HostSetting{1, 0}, HostSetting{2, 0},
-                                           HostSetting{4, 0}));
+INSTANTIATE_TEST_SUITE_P(HostUnitsAndAxes, CameraLightWorld, ::testing::ValuesIn(kHostSettings));
 
 } // namespace

@@ -15,11 +15,6 @@ using namespace qdxsdk;
 
 namespace {
 
-struct HostSetting {
-    int unit; // ksSceneData length unit code
-    int up;   // 0 Y, 1 Z
-};
-
 // Per mesh node name: the world-space corners of each geometry the node
 // becomes (a mesh split by material gives one per material, in ascending
 // order, as the node's first children).
@@ -214,9 +209,6 @@ TEST_P(WorldSpace, SamplesKeepEveryCorner) {
         expectSameCorners(std::string(KSQDX_SAMPLES_DIR).append("/").append(name));
 }
 
-INSTANTIATE_TEST_SUITE_P(HostUnitsAndAxes, WorldSpace,
-                         ::testing::Values(HostSetting{1, 1}, HostSetting{2, 1}, HostSetting{4, 1},
-                                           HostSetting{1, 0}, HostSetting{2, 0},
-                                           HostSetting{4, 0}));
+INSTANTIATE_TEST_SUITE_P(HostUnitsAndAxes, WorldSpace, ::testing::ValuesIn(kHostSettings));
 
 } // namespace

@@ -47,6 +47,14 @@ struct ReadBack {
     std::string version;
 };
 
+// A host's scene settings, and those the world-space tests run under:
+// millimetres, centimetres and metres, each with Z and with Y up.
+struct HostSetting {
+    int unit; // ksSceneData length unit code
+    int up;   // 0 Y, 1 Z
+};
+inline const HostSetting kHostSettings[] = {{1, 1}, {2, 1}, {4, 1}, {1, 0}, {2, 0}, {4, 0}};
+
 // Brings a scene into a host's length unit (ksSceneData code) and up axis
 // (0 Y, 1 Z), as an import does.
 void convertToHost(qdxsdk::QdxScene* scene, int unit, int up);
