@@ -117,6 +117,72 @@ QdxNode* makeNode(QdxScene* scene, QdxNode* parent, const char* name, QdxNodeAtt
     return node;
 }
 
+// Cameras, lights and a skeleton in the room: a perspective camera aimed at
+// the car with an up node, an orthographic camera looking down, one light of
+// every kind (the volume light has no host counterpart) and a three-joint
+// arm on the turntable.
+void addCamerasLightsAndSkeleton(QdxScene* scene, QdxNode* showroom, QdxNode* car,
+                                 QdxNode* turntable) {
+    auto* lens = QdxCamera::Create(scene, "ShotCamera");
+    lens->FocalLength.Set(35.0);
+    lens->SetApertureMode(QdxCamera::eHorizontal);
+    lens->SetApertureWidth(1.417);
+    lens->SetApertureHeight(0.945);
+    lens->SetNearPlane(5.0);
+    lens->SetFarPlane(5000.0);
+    lens->FocusDistance.Set(450.0);
+    QdxNode* shot = makeNode(scene, showroom, "ShotCamera", lens, QdxDouble3(350, 160, 300));
+    QdxNode* up = makeNode(scene, showroom, "ShotCameraUp", nullptr, QdxDouble3(350, 400, 300));
+    shot->SetTarget(car);
+    shot->SetTargetUp(up);
+
+    auto* plan = QdxCamera::Create(scene, "PlanCamera");
+    plan->ProjectionType.Set(QdxCamera::eOrthogonal);
+    plan->OrthoZoom.Set(20.0);
+    plan->SetNearPlane(1.0);
+    plan->SetFarPlane(2000.0);
+    makeNode(scene, showroom, "PlanCamera", plan, QdxDouble3(0, 600, 0), QdxDouble3(0, 0, -90));
+
+    const struct {
+        const char* name;
+        QdxLight::EType type;
+        QdxLight::EDecayType decay;
+        QdxDouble3 position, rotation, colour;
+    } lights[] = {
+        {"Bulb", QdxLight::ePoint, QdxLight::eQuadratic, {0, 250, 0}, {0, 0, 0}, {1, 0.9, 0.8}},
+        {"Sun", QdxLight::eDirectional, QdxLight::eNone, {0, 500, 0}, {-30, 20, 0}, {1, 1, 0.95}},
+        {"Spot", QdxLight::eSpot, QdxLight::eLinear, {-200, 300, 0}, {0, 0, 40}, {1, 1, 1}},
+        {"SoftBox", QdxLight::eArea, QdxLight::eQuadratic, {0, 280, 150}, {-60, 0, 0}, {1, 1, 1}},
+        {"Globe", QdxLight::eArea, QdxLight::eNone, {150, 200, -150}, {0, 0, 0}, {0.9, 0.9, 1}},
+        {"Haze", QdxLight::eVolume, QdxLight::eNone, {0, 100, 0}, {0, 0, 0}, {1, 1, 1}},
+    };
+    for (const auto& l : lights) {
+        auto* light = QdxLight::Create(scene, l.name);
+        light->LightType.Set(l.type);
+        light->DecayType.Set(l.decay);
+        light->Color.Set(l.colour);
+        light->CastShadows.Set(l.type == QdxLight::eDirectional || l.type == QdxLight::eSpot);
+        if (l.type == QdxLight::eSpot) {
+            light->InnerAngle.Set(30.0);
+            light->OuterAngle.Set(45.0);
+        }
+        if (std::string(l.name) == "Globe") light->AreaLightShape.Set(QdxLight::eSphere);
+        const QdxDouble3 size =
+            l.type == QdxLight::eArea ? QdxDouble3(60, 1, 40) : QdxDouble3(1, 1, 1);
+        makeNode(scene, showroom, l.name, light, l.position, l.rotation, size);
+    }
+
+    QdxNode* parent = turntable;
+    const char* joints[] = {"ArmRoot", "ArmElbow", "ArmWrist"};
+    for (int i = 0; i < 3; ++i) {
+        auto* bone = QdxSkeleton::Create(scene, joints[i]);
+        bone->SetSkeletonType(i == 0 ? QdxSkeleton::eRoot : QdxSkeleton::eLimbNode);
+        parent = makeNode(scene, parent, joints[i], bone,
+                          i == 0 ? QdxDouble3(-80, 0, 80) : QdxDouble3(0, 30, 0),
+                          QdxDouble3(0, 0, i == 0 ? 0 : 20));
+    }
+}
+
 } // namespace
 
 void buildShowroom(QdxScene* scene, const std::string& textureDir) {
@@ -310,6 +376,8 @@ void buildShowroom(QdxScene* scene, const std::string& textureDir) {
                                QdxDouble3(0, 0, 0), QdxDouble3(5, 5, 5));
     helper->AddMaterial(lamp);
     helper->SetVisibility(false);
+
+    addCamerasLightsAndSkeleton(scene, showroom, car, turntableNode);
 }
 
 } // namespace samples

@@ -20,6 +20,7 @@
 #include <kestrel/osg/UberLight.h>
 #include <kestrel/osg/UberMaterial.h>
 
+#include "CameraLightView.h"
 #include "SceneWalk.h"
 
 using namespace osg;
@@ -36,9 +37,6 @@ const char* primName(UInt32 t) {
 
 json vec(const Vec3f& v) {
     return json::array({v[0], v[1], v[2]});
-}
-json vec(const Vec2f& v) {
-    return json::array({v[0], v[1]});
 }
 bool isZero(const Vec3f& v) {
     return v[0] == 0.f && v[1] == 0.f && v[2] == 0.f;
@@ -162,25 +160,8 @@ json describeNode(const NodePtr& node) {
         sj["trimLoops"] = s->getCurvesPerLoop().size();
         j["surface"] = sj;
     }
-    if (auto l = UberLightPtr::dcast(core)) {
-        static const char* types[] = {"point",       "directional", "spot",
-                                      "rectangular", "spherical",   "disk"};
-        json lj;
-        lj["type"] = l->getLightType() < 6 ? types[l->getLightType()] : "unknown";
-        lj["value"] = l->getLightValue();
-        lj["color"] = vec(l->getDiffuse());
-        lj["on"] = l->getOn();
-        j["light"] = lj;
-    }
-    if (auto c = UberCameraPtr::dcast(core)) {
-        json cj;
-        cj["projection"] = c->getProjectionMode() == 1 ? "orthographic" : "perspective";
-        cj["focalLength"] = c->getFocalLength();
-        cj["sensorSize"] = vec(c->getSensorSize());
-        cj["near"] = c->getNear();
-        cj["far"] = c->getFar();
-        j["camera"] = cj;
-    }
+    if (UberLightPtr::dcast(core)) j["light"] = describeLight(node);
+    if (UberCameraPtr::dcast(core)) j["camera"] = describeCamera(node);
     std::vector<MetadataSetPtr> sets;
     if (ksMetadataUtils::getMetadata(node, sets) && !sets.empty()) {
         json mj = json::array();
@@ -276,16 +257,8 @@ void printNode(std::ostream& os, const json& n, const std::string& indent) {
                    << it.value()["name"].get<std::string>() << " (" << it.value()["width"] << "x"
                    << it.value()["height"] << ")\n";
     }
-    if (n.contains("light")) {
-        const json& l = n["light"];
-        os << in << l["type"].get<std::string>() << " light, value " << fmt(l["value"])
-           << ", colour " << fmt(l["color"]) << (l["on"].get<bool>() ? "" : ", off") << "\n";
-    }
-    if (n.contains("camera")) {
-        const json& c = n["camera"];
-        os << in << c["projection"].get<std::string>() << " camera, focal length "
-           << fmt(c["focalLength"]) << " mm, sensor " << fmt(c["sensorSize"]) << " mm\n";
-    }
+    if (n.contains("light")) printLight(os, n["light"], in);
+    if (n.contains("camera")) printCamera(os, n["camera"], in);
     if (n.contains("skinClusters")) os << in << "skin: " << n["skinClusters"] << " clusters\n";
     if (n.contains("vertexCacheFrames"))
         os << in << "vertex cache: " << n["vertexCacheFrames"] << " frames\n";

@@ -15,13 +15,18 @@
 #include <QString>
 
 #include <kestrel/ksAnimManager.h>
+#include <kestrel/ksConstraintManager.h>
+#include <kestrel/ksLights.h>
 #include <kestrel/ksMaterials.h>
 #include <kestrel/ksNodeUtils.h>
 #include <kestrel/ksOpenSGExt.h>
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/ksString.h>
 #include <kestrel/ksUberCameraPool.h>
+#include <kestrel/ksUberCameraUtils.h>
 #include <kestrel/ksVersionInfo.h>
+#include <kestrel/osg/AimConstraint.h>
+#include <kestrel/osg/ConstraintObject.h>
 #include <kestrel/osg/Group.h>
 #include <kestrel/osg/Image.h>
 #include <kestrel/osg/Material.h>
@@ -88,6 +93,11 @@ QdxVector4 toVector4(const osg::Vec3f& v, double scale = 1.0) {
 std::string toStd(const QString& s) {
     return s.toUtf8().toStdString();
 }
+
+// Film sizes and offsets: millimetres on the host, inches in the file.
+constexpr double kMmPerInch = 25.4;
+// Centimetre width of an orthographic view at zoom 1.
+constexpr double kOrthoZoomSize = 30.0;
 
 const char* const kUVSetNames[5] = {"Material UV Set", "Lightmap UV Set", "UV Set 3", "UV Set 4",
                                     "UV Set 5"};
@@ -491,14 +501,120 @@ osg::Vec3f ksQdxWriter::calculatePostRotation(osg::Vec3f& rotation) const {
 }
 
 // ---------------------------------------------------------------------------
-// Cameras and lights: written as plain nodes for now.
+// Cameras and lights
 
-QdxNode* ksQdxWriter::convertCamera(const osg::NodePtr&) {
-    return nullptr;
+QdxNode* ksQdxWriter::convertCamera(const osg::NodePtr& node) {
+    auto core = osg::UberCameraPtr::dcast(node->getCore());
+    if (!core) return nullptr;
+    const double s = _d->unitScaleFactor;
+    QdxCamera* camera = QdxCamera::Create(
+        _d->scene, getValidName(ksUberCameraUtils::getName(core).c_str()).c_str());
+
+    osg::Pnt3f from, at;
+    osg::Vec3f up;
+    core->getFromAtUp(from, at, up);
+    camera->Position.Set(QdxDouble3(from[0] * s, from[1] * s, from[2] * s));
+    camera->InterestPosition.Set(QdxDouble3(at[0] * s, at[1] * s, at[2] * s));
+    camera->UpVector.Set(toDouble3(up));
+    camera->SetNearPlane(core->getNear() * s);
+    camera->SetFarPlane(core->getFar() * s);
+    camera->SetApertureMode(core->getFovMode() != 0 ? QdxCamera::eHorizontal
+                                                    : QdxCamera::eVertical);
+    // Millimetres on the host, inches in the file.
+    const osg::Vec2f& sensor = core->getSensorSize();
+    camera->SetApertureWidth(sensor[0] / kMmPerInch);
+    camera->SetApertureHeight(sensor[1] / kMmPerInch);
+    camera->UseMotionBlur.Set(core->getMotionBlur());
+    camera->UseDepthOfField.Set(core->getDepthOfField());
+    camera->FocusDistance.Set(core->getFocusDistance());
+    camera->FStop.Set(core->getFStop());
+    camera->FieldOfView.Set(core->getFov());
+    camera->FocalLength.Set(core->getFocalLength());
+    camera->Roll.Set(core->getRoll());
+    const osg::Vec4f& sides = core->getFrustumSides();
+    camera->OrthoZoom.Set((sides[1] - sides[0]) * s / kOrthoZoomSize);
+    camera->ProjectionType.Set(core->getProjectionMode() == 1 ? QdxCamera::eOrthogonal
+                                                              : QdxCamera::ePerspective);
+    const osg::Vec2f& offset = core->getPrincipalPointOffset();
+    camera->FilmOffsetX.Set(offset[0] / kMmPerInch);
+    camera->FilmOffsetY.Set(offset[1] / kMmPerInch);
+
+    QdxNode* qdxNode =
+        QdxNode::Create(_d->scene, getValidName(ksNodeUtils::getName(node).c_str()).c_str());
+    setTransform(node, qdxNode, false);
+    qdxNode->SetNodeAttribute(camera);
+    // The file's camera looks along +X, the host's along -Z.
+    qdxNode->SetPostRotation(QdxNode::eSourcePivot, QdxVector4(0, -90, 0));
+
+    if (osg::AimConstraintPtr aim = ksConstraintManager::the().findAimConstraintForTarget(node)) {
+        NodeKey target = nullptr, upNode = nullptr;
+        if (!aim->getTargets().empty() && aim->getTargets().front())
+            target = aim->getTargets().front()->getReferenceNode().get();
+        if (!aim->getUpTargets().empty() && aim->getUpTargets().front())
+            upNode = aim->getUpTargets().front()->getReferenceNode().get();
+        _targetMap[qdxNode] = {target, upNode};
+    }
+    return qdxNode;
 }
 
-QdxNode* ksQdxWriter::convertLight(const osg::NodePtr&) {
-    return nullptr;
+QdxNode* ksQdxWriter::convertLight(const osg::NodePtr& node) {
+    auto core = osg::UberLightPtr::dcast(node->getCore());
+    if (!core) return nullptr;
+    const std::string name = getValidName(ksNodeUtils::getName(node).c_str());
+    QdxNode* qdxNode = QdxNode::Create(_d->scene, name.c_str());
+
+    QdxNodeAttribute* light = getNodeAttribute(core);
+    if (!light) {
+        light = makeLight(node, name);
+        addNodeAttribute(core, light);
+    }
+    qdxNode->SetNodeAttribute(light);
+    // The post-rotation turns the host's -Z emission onto the file's -Y.
+    setTransform(node, qdxNode, true);
+    return qdxNode;
+}
+
+QdxLight* ksQdxWriter::makeLight(const osg::NodePtr& node, const std::string& name) {
+    QdxLight* light = QdxLight::Create(_d->scene, name.c_str());
+    const bool area = ksLights::isAreaLight(node);
+    if (ksLights::isPointLight(node)) {
+        light->LightType.Set(QdxLight::ePoint);
+    } else if (ksLights::isDirectionalLight(node)) {
+        light->LightType.Set(QdxLight::eDirectional);
+    } else if (ksLights::isSpotLight(node)) {
+        const double cone = ksLights::getConeAngle(node);
+        light->LightType.Set(QdxLight::eSpot);
+        light->InnerAngle.Set(2.0 * cone);
+        light->OuterAngle.Set(2.0 * (cone + ksLights::getPenumbraAngle(node)));
+    } else if (area) {
+        light->LightType.Set(QdxLight::eArea);
+        if (ksLights::isSphericalLight(node))
+            light->AreaLightShape.Set(QdxLight::eSphere);
+        else if (ksLights::isRectangularLight(node) || ksLights::isDiskLight(node))
+            light->AreaLightShape.Set(QdxLight::eRectangle);
+    }
+    // The inverse of the import's factors: nominal intensity 100 at the
+    // host's light value for its attenuation law.
+    double factor = 31.830988;
+    switch (ksLights::getAttenuation(node)) {
+    case 1:
+        light->DecayType.Set(QdxLight::eLinear);
+        factor = 3183.0989;
+        break;
+    case 2:
+        light->DecayType.Set(QdxLight::eQuadratic);
+        factor = 318309.88;
+        break;
+    default:
+        light->DecayType.Set(QdxLight::eNone);
+        break;
+    }
+    if (area) factor = 100.0;
+    const osg::Color3f diffuse = ksLights::getDiffuse(node);
+    light->Color.Set(QdxDouble3(diffuse[0], diffuse[1], diffuse[2]));
+    light->Intensity.Set(static_cast<float>(ksLights::getLightValue(node) * factor));
+    light->CastShadows.Set(ksLights::getShadowIntensity(node) > 0.f);
+    return light;
 }
 
 // ---------------------------------------------------------------------------

@@ -29,6 +29,7 @@
 namespace qdxsdk {
 class QdxNode;
 class QdxNodeAttribute;
+class QdxLight;
 class QdxMesh;
 class QdxNurbsSurface;
 class QdxTexture;
@@ -69,6 +70,8 @@ private:
     // Cameras and lights.
     qdxsdk::QdxNode* convertCamera(const osg::NodePtr& node);
     qdxsdk::QdxNode* convertLight(const osg::NodePtr& node);
+    // A new light attribute with the values of node's light core.
+    qdxsdk::QdxLight* makeLight(const osg::NodePtr& node, const std::string& name);
 
     // Geometry. makeAttributeNode makes the SDK node that carries a
     // converted attribute, with the node's material and its drawable's

@@ -15,11 +15,6 @@ using namespace qdxsdk;
 
 namespace {
 
-struct HostSetting {
-    int unit; // ksSceneData length unit code
-    int up;   // 0 Y, 1 Z
-};
-
 // Per mesh node name: the world-space corners of each geometry the node
 // becomes (a mesh split by material gives one per material, in ascending
 // order, as the node's first children).
@@ -27,15 +22,10 @@ using Corners = std::map<std::string, std::vector<std::vector<QdxVector4>>>;
 
 Corners expectedCorners(const std::string& path, const HostSetting& host) {
     Corners result;
-    QdxManager* manager = QdxManager::Create();
-    QdxScene* scene = QdxScene::Create(manager, "");
-    QdxImporter* importer = QdxImporter::Create(manager, "");
-    EXPECT_TRUE(importer->Initialize(path.c_str()) && importer->Import(scene));
-    (host.up == 1 ? QdxAxisSystem::ToveZUp : QdxAxisSystem::ToveYUp).ConvertScene(scene);
-    (host.unit == 4   ? QdxSystemUnit::m
-     : host.unit == 2 ? QdxSystemUnit::cm
-                      : QdxSystemUnit::mm)
-        .ConvertScene(scene);
+    ReadBack file(path);
+    EXPECT_TRUE(file.ok);
+    QdxScene* scene = file.scene;
+    convertToHost(scene, host.unit, host.up);
     for (int i = 0; i < scene->GetNodeCount(); ++i) {
         QdxNode* node = scene->GetNode(i);
         QdxMesh* mesh = node->GetMesh();
@@ -56,7 +46,6 @@ Corners expectedCorners(const std::string& path, const HostSetting& host) {
                         world.MultT(mesh->GetControlPointAt(mesh->GetPolygonVertex(p, c))));
         }
     }
-    manager->Destroy();
     return result;
 }
 
@@ -220,9 +209,6 @@ TEST_P(WorldSpace, SamplesKeepEveryCorner) {
         expectSameCorners(std::string(KSQDX_SAMPLES_DIR).append("/").append(name));
 }
 
-INSTANTIATE_TEST_SUITE_P(HostUnitsAndAxes, WorldSpace,
-                         ::testing::Values(HostSetting{1, 1}, HostSetting{2, 1}, HostSetting{4, 1},
-                                           HostSetting{1, 0}, HostSetting{2, 0},
-                                           HostSetting{4, 0}));
+INSTANTIATE_TEST_SUITE_P(HostUnitsAndAxes, WorldSpace, ::testing::ValuesIn(kHostSettings));
 
 } // namespace

@@ -7,8 +7,10 @@
 #include <sstream>
 
 #include <kestrel/ksAnimManager.h>
+#include <kestrel/ksConstraintManager.h>
 #include <kestrel/ksNodeUtils.h>
 #include <kestrel/ksSceneDataManager.h>
+#include <kestrel/ksUberCameraPool.h>
 #include <kestrel/osg/SceneFileHandler.h>
 
 #include "ksQdxWriter.h"
@@ -45,7 +47,17 @@ ReadBack::~ReadBack() {
     manager->Destroy();
 }
 
+void convertToHost(QdxScene* scene, int unit, int up) {
+    (up == 1 ? QdxAxisSystem::ToveZUp : QdxAxisSystem::ToveYUp).ConvertScene(scene);
+    (unit == ksSceneData::Meter        ? QdxSystemUnit::m
+     : unit == ksSceneData::Centimeter ? QdxSystemUnit::cm
+                                       : QdxSystemUnit::mm)
+        .ConvertScene(scene);
+}
+
 void PluginTest::resetHost() {
+    ksUberCameraPool::the().reset();
+    ksConstraintManager::the().clear();
     ksSceneDataManager::reset();
     ksAnimManager::the().reset();
     osg::SceneFileHandler::the().clearOptions();

@@ -47,11 +47,24 @@ struct ReadBack {
     std::string version;
 };
 
+// A host's scene settings, and those the world-space tests run under:
+// millimetres, centimetres and metres, each with Z and with Y up.
+struct HostSetting {
+    int unit; // ksSceneData length unit code
+    int up;   // 0 Y, 1 Z
+};
+inline const HostSetting kHostSettings[] = {{1, 1}, {2, 1}, {4, 1}, {1, 0}, {2, 0}, {4, 0}};
+
+// Brings a scene into a host's length unit (ksSceneData code) and up axis
+// (0 Y, 1 Z), as an import does.
+void convertToHost(qdxsdk::QdxScene* scene, int unit, int up);
+
 using SceneBuilder = std::function<void(qdxsdk::QdxScene*)>;
 
 class PluginTest : public ::testing::Test {
 protected:
-    // Host singletons back to their defaults: millimetres, Z up, 24 fps.
+    // Host singletons back to their defaults: millimetres, Z up, 24 fps, no
+    // cameras but the default one, no constraints.
     static void resetHost();
     void SetUp() override;
     void TearDown() override;
