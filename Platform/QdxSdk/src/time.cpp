@@ -148,8 +148,8 @@ void QdxDateTime::setTime(int hour, int minute, int second, int millisecond) {
 }
 
 bool QdxDateTime::isValid() const {
-    const bool date = mYear >= 1 && mYear <= 9999 && mMonth >= 1 && mMonth <= 12 && mDay >= 1 &&
-                      mDay <= 31;
+    const bool date =
+        mYear >= 1 && mYear <= 9999 && mMonth >= 1 && mMonth <= 12 && mDay >= 1 && mDay <= 31;
     const bool time = mHour >= 0 && mHour < 24 && mMinute >= 0 && mMinute < 60 && mSecond >= 0 &&
                       mSecond < 61 && mMillisecond >= 0 && mMillisecond < 1000;
     return (mHasDate || mHasTime) && (!mHasDate || date) && (!mHasTime || time);
@@ -202,8 +202,7 @@ bool QdxDateTime::fromString(const char* text) {
         if (!ParseTime(p, r)) return false;
     } else {
         int y = 0, mo = 0, d = 0;
-        if (!Digits(p, 4, y) || *p++ != '-' || !Digits(p, 2, mo) || *p++ != '-' ||
-            !Digits(p, 2, d))
+        if (!Digits(p, 4, y) || *p++ != '-' || !Digits(p, 2, mo) || *p++ != '-' || !Digits(p, 2, d))
             return false;
         r.setDate(d, mo, y);
         if (*p == 'T' || *p == ' ') {

@@ -45,8 +45,10 @@ bool ParseDoubles(const std::string& text, double* out, int count) {
     const char* p = text.c_str();
     const char* end = p + text.size();
     for (int i = 0; i < count; ++i) {
-        const char* comma = i + 1 < count ? static_cast<const char*>(std::memchr(p, ',', static_cast<size_t>(end - p)))
-                                          : end;
+        const char* comma =
+            i + 1 < count
+                ? static_cast<const char*>(std::memchr(p, ',', static_cast<size_t>(end - p)))
+                : end;
         if (!comma || !ParseNumber(p, comma, parsed[i])) return false;
         p = comma + 1;
     }

@@ -61,8 +61,8 @@ TEST_F(ValueText, EveryDataTypeReadsBackFromItsText) {
 }
 
 TEST_F(ValueText, DateTimesKeepTheirKind) {
-    QdxProperty full =
-        RoundTrip(QdxDateTimeDT, QdxDateTime(29, 2, 2024, 13, 14, 15, 7), "2024-02-29T13:14:15.007");
+    QdxProperty full = RoundTrip(QdxDateTimeDT, QdxDateTime(29, 2, 2024, 13, 14, 15, 7),
+                                 "2024-02-29T13:14:15.007");
     EXPECT_TRUE(full.Get<QdxDateTime>().hasDate() && full.Get<QdxDateTime>().hasTime());
 
     QdxDateTime day;
