@@ -170,3 +170,71 @@ TEST_F(Metadata, UserPropertiesBecomeSetsAndComeBackAsTheSameLabels) {
     EXPECT_EQ(metadataOf(ksNodeUtils::getRealMaterial(second.node("Wheel"))), rubber);
     EXPECT_FALSE(ksMetadataUtils::getMetadata(second.node("Plain")));
 }
+
+// The import names the document set after the root and appends "_Set";
+// only a set ending in "_FileInfo" goes back into the exported document
+// information, and never its last-saved rows.
+TEST_F(Metadata, DocumentInformationGoesBackOnlyFromAFileInfoSet) {
+    const std::string path = writeScene("car.qdx", [](QdxScene* s) {
+        addMesh(s, s->GetRootNode(), "Body", quadPoints(), {{0, 1, 2, 3}});
+        QdxDocumentInfo* info = QdxDocumentInfo::Create(s, "info");
+        info->Original_ApplicationVendor.Set(QdxString("Maker"));
+        info->Original_ApplicationName.Set(QdxString("Modeller"));
+        info->Original_ApplicationVersion.Set(QdxString("7.1"));
+        info->Original_DateTime_GMT.Set(QdxDateTime(1, 2, 2020, 3, 4, 5));
+        info->LastSaved_ApplicationVendor.Set(QdxString("Other"));
+        info->mTitle = "Car";
+        info->mKeywords = "red~fast";
+        s->SetDocumentInfo(info);
+    });
+    Imported first = import(path);
+    ASSERT_TRUE(first.root);
+    std::vector<osg::MetadataSetPtr> sets;
+    ksMetadataUtils::getMetadata(first.root, sets);
+    ASSERT_EQ(sets.size(), 1u);
+    EXPECT_EQ(ksMetadataUtils::getName(sets[0]), "car_Set");
+    const osg::Json& json = sets[0]->getMetadata();
+    EXPECT_EQ(json.size(), 14u);
+    EXPECT_EQ(json["Created"]["value"], "2020-02-01T03:04:05");
+    EXPECT_EQ(json["Author"]["value"], "");
+    EXPECT_EQ(json["Keywords"]["value"], "red~fast");
+
+    // A "_Set" set is not file information.
+    const std::string plain = file("plain.qdx");
+    ASSERT_TRUE(exportTo(first.root, plain));
+    EXPECT_NE(printed.find("Didn't find metadata set with file info!\n"), std::string::npos);
+    {
+        ReadBack back(plain);
+        ASSERT_TRUE(back.ok);
+        EXPECT_EQ(back.scene->GetDocumentInfo()->mTitle.Str(), "");
+        EXPECT_FALSE(back.scene->GetDocumentInfo()->Original_DateTime_GMT.Get().isValid());
+    }
+
+    ksMetadataUtils::setName(sets[0], "car_FileInfo");
+    ksMetadataUtils::setValue(sets[0], "LastSavedApplicationName", "Ignored", true);
+    ksMetadataUtils::setValue(sets[0], "Revision", "", true);
+    const std::string out = file("info.qdx");
+    printed.clear();
+    ASSERT_TRUE(exportTo(first.root, out));
+    EXPECT_EQ(printed.find("Didn't find metadata set"), std::string::npos);
+    ReadBack back(out);
+    ASSERT_TRUE(back.ok);
+    const QdxDocumentInfo* info = back.scene->GetDocumentInfo();
+    ASSERT_TRUE(info);
+    EXPECT_EQ(info->Original_ApplicationVendor.Get().Str(), "Maker");
+    EXPECT_EQ(info->Original_ApplicationName.Get().Str(), "Modeller");
+    EXPECT_EQ(info->Original_ApplicationVersion.Get().Str(), "7.1");
+    EXPECT_TRUE(info->Original_DateTime_GMT.Get() == QdxDateTime(1, 2, 2020, 3, 4, 5));
+    EXPECT_EQ(info->mTitle.Str(), "Car");
+    EXPECT_EQ(info->mKeywords.Str(), "red~fast");
+    EXPECT_EQ(info->mAuthor.Str(), "");
+    EXPECT_EQ(info->LastSaved_ApplicationVendor.Get().Str(), "Norvale");
+    EXPECT_EQ(info->LastSaved_ApplicationName.Get().Str(), "Kestrel");
+    EXPECT_TRUE(info->LastSaved_DateTime_GMT.Get().isValid());
+
+    // An unreadable creation date is left out.
+    ksMetadataUtils::setValue(sets[0], "Created", "last spring", true);
+    ASSERT_TRUE(exportTo(first.root, out));
+    ReadBack again(out);
+    EXPECT_FALSE(again.scene->GetDocumentInfo()->Original_DateTime_GMT.Get().isValid());
+}
