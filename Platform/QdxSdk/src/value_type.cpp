@@ -1,6 +1,7 @@
 // The value-type table.
 #include "value_type.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>

@@ -153,7 +153,8 @@ public:
     // Typed access with the usual numeric conversions (bool, int, enum,
     // float, double, long long, time are mutually convertible; colours and
     // double vectors of the same size likewise). Get of a mismatching type
-    // returns T(); Set of a mismatching type returns false.
+    // returns T(); Set of a mismatching type returns false. QdxString reads
+    // and sets a value of any type through its text (detail::ValueToText).
     template <class T> T Get() const;
     template <class T> bool Set(const T& value);
     template <class T> T EvaluateValue(QdxTime time = QdxTime()) const;
