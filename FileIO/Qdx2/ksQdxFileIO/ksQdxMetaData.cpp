@@ -211,9 +211,9 @@ void ksQdxMetaData::addMetaDataFromQdxNode(QdxNode* node, osg::NodePtr& target) 
     if (!node || !target) return;
     osg::AttachmentContainerPtr container = target;
     addMetaDataFromQdxObject(node, container, true);
-    // Only the attribute's user data: its built-in values have converters
-    // of their own.
-    addMetaDataFromQdxObject(node->GetNodeAttribute(), container, true);
+    // Every property of the attribute, built-in values included: the host
+    // keeps them beside the converted geometry, camera or light.
+    addMetaDataFromQdxObject(node->GetNodeAttribute(), container, false);
 }
 
 void ksQdxMetaData::addMetaDataFromQdxMaterial(QdxSurfaceMaterial* material,

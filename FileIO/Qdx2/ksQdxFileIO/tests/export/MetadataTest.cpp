@@ -28,7 +28,8 @@ QdxDateTime dateTime(bool date, bool time) {
 }
 
 // A node "Wheel" with user properties of every kind, on itself, on its mesh
-// and on its material, and a node "Plain" with none.
+// and on its material, a mesh node "Plain" with none, and a node "Bare"
+// without user properties and without an attribute.
 void buildScene(QdxScene* s) {
     QdxNode* wheel = addMesh(s, s->GetRootNode(), "Wheel", quadPoints(), {{0, 1, 2, 3}});
     user(wheel, QdxBoolDT, "Paint__Glossy").Set(true);
@@ -52,7 +53,7 @@ void buildScene(QdxScene* s) {
     QdxProperty list = user(wheel, QdxStringListDT, "Parts");
     list.AddStringListItem("bolt");
     list.AddStringListItem("nut");
-    // Built-in values of nodes and attributes are not user data.
+    // The attribute's set takes its built-in values too (a mesh: Color).
     wheel->GetNodeAttribute()->SetName("WheelMesh");
     user(wheel->GetNodeAttribute(), QdxIntDT, "Batch").Set(42);
     QdxSurfacePhong* rubber = QdxSurfacePhong::Create(s, "Rubber");
@@ -60,6 +61,7 @@ void buildScene(QdxScene* s) {
     user(rubber, QdxFloatDT, "Hardness").Set(0.75f);
     wheel->AddMaterial(rubber);
     addMesh(s, s->GetRootNode(), "Plain", quadPoints(1), {{0, 1, 2, 3}});
+    s->GetRootNode()->AddChild(QdxNode::Create(s, "Bare"));
 }
 
 // Every set of a container by name, and its own JSON under "".
@@ -108,11 +110,13 @@ TEST_F(Metadata, UserPropertiesBecomeSetsAndComeBackAsTheSameLabels) {
     EXPECT_EQ(value(wheel, "Wheel_Set", "Choice"), 1);
     EXPECT_EQ(value(wheel, "Wheel_Set", "Parts"), osg::Json::parse(R"(["bolt", "nut"])"));
     EXPECT_EQ(value(wheel, "WheelMesh_Set", "Batch"), 42);
-    // Only user data: no built-in node or mesh value turned into metadata.
+    // The node's user data only; its mesh's user data and built-in values.
     EXPECT_EQ(wheel.size(), 5u);
     EXPECT_EQ(wheel.at("Wheel_Set").size(), 11u);
-    EXPECT_EQ(wheel.at("WheelMesh_Set").size(), 1u);
-    EXPECT_FALSE(ksMetadataUtils::getMetadata(first.node("Plain")));
+    EXPECT_EQ(wheel.at("WheelMesh_Set").size(), 2u);
+    EXPECT_TRUE(wheel.at("WheelMesh_Set").contains("Color"));
+    EXPECT_TRUE(ksMetadataUtils::getMetadata(first.node("Plain")));
+    EXPECT_FALSE(ksMetadataUtils::getMetadata(first.node("Bare")));
     const auto rubber = metadataOf(ksNodeUtils::getRealMaterial(first.node("Wheel")));
     EXPECT_EQ(value(rubber, "Supplier", "Name"), "Tyres Ltd");
     EXPECT_EQ(value(rubber, "Rubber_Set", "Hardness"), 0.75);
@@ -153,9 +157,9 @@ TEST_F(Metadata, UserPropertiesBecomeSetsAndComeBackAsTheSameLabels) {
         EXPECT_TRUE(prop(node, "Choice").Is(QdxIntDT));
         EXPECT_EQ(prop(node, "WheelMesh_Set__Batch").Get<int>(), 42);
         EXPECT_FALSE(node->FindProperty("Plain").IsValid());
-        QdxNode* plain = back["Plain"];
-        ASSERT_TRUE(plain);
-        EXPECT_FALSE(ksQdxMetaData::checkForMetaData(plain));
+        QdxNode* bare = back["Bare"];
+        ASSERT_TRUE(bare);
+        EXPECT_FALSE(ksQdxMetaData::checkForMetaData(bare));
         ASSERT_GT(node->GetMaterialCount(), 0);
         QdxSurfaceMaterial* material = node->GetMaterial(0);
         EXPECT_EQ(prop(material, "Supplier__Name").Get<QdxString>().Str(), "Tyres Ltd");
@@ -165,10 +169,16 @@ TEST_F(Metadata, UserPropertiesBecomeSetsAndComeBackAsTheSameLabels) {
     // Imported again, the metadata are what the first import made.
     Imported second = import(out);
     ASSERT_TRUE(second.root);
-    // The attribute's set now comes from the node, under the same name.
-    EXPECT_EQ(metadataOf(second.node("Wheel")), wheel);
+    // The attribute's set now comes from the node, under the same name. The
+    // exported mesh is named after its node, so its built-in Color joins
+    // the node's own set; everything else is what the first import made.
+    auto again = metadataOf(second.node("Wheel"));
+    ASSERT_TRUE(again.count("Wheel_Set"));
+    EXPECT_TRUE(again.at("Wheel_Set").contains("Color"));
+    again.at("Wheel_Set").erase("Color");
+    EXPECT_EQ(again, wheel);
     EXPECT_EQ(metadataOf(ksNodeUtils::getRealMaterial(second.node("Wheel"))), rubber);
-    EXPECT_FALSE(ksMetadataUtils::getMetadata(second.node("Plain")));
+    EXPECT_FALSE(ksMetadataUtils::getMetadata(second.node("Bare")));
 }
 
 // The import names the document set after the root and appends "_Set";

@@ -52,7 +52,8 @@ TEST_F(MetadataView, ImportShowsSetsWithEntriesAndTypes) {
     ASSERT_TRUE(j.is_object());
     ASSERT_EQ(j["children"].size(), 1u);
     const nlohmann::json& sets = j["children"][0]["metadata"];
-    ASSERT_EQ(sets.size(), 2u);
+    // The node's own two sets and its mesh's set of built-in values.
+    ASSERT_EQ(sets.size(), 3u);
     EXPECT_EQ(sets[0]["name"], "Part");
     EXPECT_EQ(sets[0]["values"][1],
               nlohmann::json::parse(R"({"key": "Number", "type": "string", "value": "D-100"})"));
