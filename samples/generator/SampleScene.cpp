@@ -183,6 +183,60 @@ void addCamerasLightsAndSkeleton(QdxScene* scene, QdxNode* showroom, QdxNode* ca
     }
 }
 
+QdxProperty userProperty(QdxObject* object, const QdxDataType& type, const char* label) {
+    QdxProperty p = QdxProperty::Create(object, type, label);
+    p.ModifyFlag(QdxPropertyFlags::eUserDefined, true);
+    return p;
+}
+
+// User data as a modelling tool leaves it: on the body node, its mesh and
+// its material, one value of every kind, labels naming a set with "__", a
+// "~" list; on the root the file information under a "_FileInfo" set, which
+// an export writes back into the document information.
+void addUserProperties(QdxNode* root, QdxNode* body, QdxSurfaceMaterial* paint) {
+    userProperty(body, QdxStringDT, "Part__Number").Set(QdxString("BX-1000"));
+    userProperty(body, QdxIntDT, "Part__Revision").Set(3);
+    userProperty(body, QdxBoolDT, "Part__Released").Set(true);
+    userProperty(body, QdxFloatDT, "Weight").Set(1250.5f);
+    userProperty(body, QdxDoubleDT, "DragCoefficient").Set(0.29);
+    userProperty(body, QdxStringDT, "Options").Set(QdxString("sunroof~towbar~2"));
+    userProperty(body, QdxColor3DT, "Paint__Tint").Set(QdxDouble3(0.8, 0.1, 0.1));
+    userProperty(body, QdxDouble4DT, "Paint__Mix").Set(QdxDouble4(0.5, 0.25, 0.25, 0));
+    QdxProperty finish = userProperty(body, QdxEnumDT, "Paint__Finish");
+    finish.AddEnumValue("Matt");
+    finish.AddEnumValue("Gloss");
+    finish.AddEnumValue("Metallic");
+    finish.Set(2);
+    QdxProperty markets = userProperty(body, QdxStringListDT, "Markets");
+    markets.AddStringListItem("EU");
+    markets.AddStringListItem("US");
+    QdxDateTime built, inspected, shift;
+    built.setDate(14, 2, 2026);
+    built.setTime(8, 15, 0);
+    inspected.setDate(20, 2, 2026);
+    shift.setTime(6, 0, 0);
+    userProperty(body, QdxDateTimeDT, "Audit__Built").Set(built);
+    userProperty(body, QdxDateTimeDT, "Audit__Inspected").Set(inspected);
+    userProperty(body, QdxDateTimeDT, "Audit__ShiftStart").Set(shift);
+    if (QdxNodeAttribute* mesh = body->GetNodeAttribute())
+        userProperty(mesh, QdxIntDT, "Polycount__Budget").Set(5000);
+    userProperty(paint, QdxStringDT, "Supplier__Name").Set(QdxString("Coatings Ltd"));
+    userProperty(paint, QdxStringDT, "Supplier__Code").Set(QdxString("RAL 3020"));
+    userProperty(paint, QdxFloatDT, "Gloss").Set(0.85f);
+
+    const std::pair<const char*, const char*> fileInfo[] = {
+        {"showroom_FileInfo__OriginalApplicationVendor", "Sample Works"},
+        {"showroom_FileInfo__OriginalApplicationName", "qdx_sample_generator"},
+        {"showroom_FileInfo__OriginalApplicationVersion", "1.0"},
+        {"showroom_FileInfo__Created", "2026-03-01T09:30:00"},
+        {"showroom_FileInfo__Title", "Showroom"},
+        {"showroom_FileInfo__Subject", "Sample scene"},
+        {"showroom_FileInfo__Author", "Sample Works"},
+    };
+    for (const auto& [label, text] : fileInfo)
+        userProperty(root, QdxStringDT, label).Set(QdxString(text));
+}
+
 } // namespace
 
 void buildShowroom(QdxScene* scene, const std::string& textureDir) {
@@ -378,6 +432,9 @@ void buildShowroom(QdxScene* scene, const std::string& textureDir) {
     helper->SetVisibility(false);
 
     addCamerasLightsAndSkeleton(scene, showroom, car, turntableNode);
+}
+
+    addUserProperties(root, bodyNode, paint);
 }
 
 } // namespace samples

@@ -21,6 +21,7 @@
 #include <kestrel/osg/UberMaterial.h>
 
 #include "CameraLightView.h"
+#include "MetadataView.h"
 #include "SceneWalk.h"
 
 using namespace osg;
@@ -142,7 +143,11 @@ json describeNode(const NodePtr& node) {
     if (auto t = TransformPtr::dcast(core)) j["transform"] = describeTransform(t);
     if (auto d = DrawablePtr::dcast(core)) {
         if (d->getTransform()) j["transform"] = describeTransform(d->getTransform());
-        if (d->getMaterial()) j["material"] = describeMaterial(d->getMaterial());
+        if (d->getMaterial()) {
+            j["material"] = describeMaterial(d->getMaterial());
+            if (json metadata = describeMetadata(d->getMaterial()); !metadata.is_null())
+                j["material"]["metadata"] = metadata;
+        }
     }
     if (auto g = GeometryPtr::dcast(core)) {
         j["geometry"] = describeGeometry(g);
@@ -162,18 +167,7 @@ json describeNode(const NodePtr& node) {
     }
     if (UberLightPtr::dcast(core)) j["light"] = describeLight(node);
     if (UberCameraPtr::dcast(core)) j["camera"] = describeCamera(node);
-    std::vector<MetadataSetPtr> sets;
-    if (ksMetadataUtils::getMetadata(node, sets) && !sets.empty()) {
-        json mj = json::array();
-        for (const auto& s : sets) {
-            json e;
-            e["name"] = s->getName();
-            e["entries"] = s->getMetadata().size();
-            if (s->isLocked()) e["locked"] = true;
-            mj.push_back(e);
-        }
-        j["metadata"] = mj;
-    }
+    if (json metadata = describeMetadata(node); !metadata.is_null()) j["metadata"] = metadata;
     if (auto a = ksAnimManager::the().getAnimAttachment(node)) {
         std::vector<AnimCurvePtr> curves;
         a->getRoot()->collectCurves(curves);
@@ -256,6 +250,7 @@ void printNode(std::ostream& os, const json& n, const std::string& indent) {
                 os << in << "  texture " << it.key() << ": "
                    << it.value()["name"].get<std::string>() << " (" << it.value()["width"] << "x"
                    << it.value()["height"] << ")\n";
+        if (m.contains("metadata")) printMetadata(os, in + "  ", m["metadata"]);
     }
     if (n.contains("light")) printLight(os, n["light"], in);
     if (n.contains("camera")) printCamera(os, n["camera"], in);
@@ -265,10 +260,7 @@ void printNode(std::ostream& os, const json& n, const std::string& indent) {
     if (n.contains("animation"))
         os << in << "animation: " << n["animation"]["curves"] << " curves, "
            << n["animation"]["keys"] << " keys\n";
-    if (n.contains("metadata"))
-        for (const auto& s : n["metadata"])
-            os << in << "metadata set \"" << s["name"].get<std::string>() << "\": " << s["entries"]
-               << " entries" << (s.contains("locked") ? " (locked)" : "") << "\n";
+    if (n.contains("metadata")) printMetadata(os, in, n["metadata"]);
 }
 
 } // namespace

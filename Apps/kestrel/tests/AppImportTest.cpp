@@ -99,7 +99,7 @@ TEST(AppImport, StatisticsAnswerUsersQuestions) {
     EXPECT_EQ(s["unit"], "m");
     EXPECT_EQ(s["upAxis"], "y");
     EXPECT_EQ(s["meshes"], 7);
-    EXPECT_EQ(s["metadataSets"], 1);
+    EXPECT_GE(s["metadataSets"], 1);
     EXPECT_GT(s["memoryBytes"].get<double>(), 1000.0);
     EXPECT_GE(s["importSeconds"].get<double>(), 0.0);
     // The sample is a few metres across; in metres the box says so.

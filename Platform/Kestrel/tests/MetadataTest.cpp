@@ -96,3 +96,33 @@ TEST(JsonMetadata, ParsingBadTextReportsInsteadOfThrowing) {
     EXPECT_TRUE(ksJsonMetadata::parse("{\"a\": 1}", out));
     EXPECT_EQ(out["a"], 1);
 }
+
+// Texts in the ISO-8601 forms that the SDK writes (fractions, zones, a space
+// for the "T") are times, dates and date-times; near misses stay strings.
+TEST(JsonMetadata, RecognisesIsoTimesDatesAndDateTimes) {
+    const std::pair<const char*, int> cases[] = {
+        {"00:00:00", 4},
+        {"23:59:59.007", 4},
+        {"24:00:00", 0},
+        {"12:30", 0},
+        {"1:02:03", 0},
+        {"2024-02-29", 5},
+        {"2023-02-29", 0},
+        {"2024-2-29", 0},
+        {"2024-02-29T13:14:15", 6},
+        {"2024-02-29T13:14:15.250", 6},
+        {"2024-02-29 13:14:15", 6},
+        {"2024-02-29T13:14:15Z", 6},
+        {"2024-02-29T13:14:15+02:00", 6},
+        {"2024-02-29T13:14:15-0130", 6},
+        {"2024-02-29T13:14", 0},
+        {"2024-02-29T13:14:15 trailing", 0},
+        {"2024-02-30T13:14:15", 0},
+        {"12:30:05~13:00:00", 0},
+    };
+    for (const auto& [text, type] : cases) {
+        Json j;
+        j["k"]["value"] = text;
+        EXPECT_EQ(int(ksJsonMetadata::getPropertyType(j, "k", "value")), type) << text;
+    }
+}

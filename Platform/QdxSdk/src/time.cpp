@@ -136,6 +136,7 @@ void QdxDateTime::setDate(int day, int month, int year) {
     mDay = day;
     mMonth = month;
     mYear = year;
+    mHasDate = true;
 }
 
 void QdxDateTime::setTime(int hour, int minute, int second, int millisecond) {
@@ -143,37 +144,73 @@ void QdxDateTime::setTime(int hour, int minute, int second, int millisecond) {
     mMinute = minute;
     mSecond = second;
     mMillisecond = millisecond;
+    mHasTime = true;
 }
 
 bool QdxDateTime::isValid() const {
-    return mYear >= 1 && mYear <= 9999 && mMonth >= 1 && mMonth <= 12 && mDay >= 1 && mDay <= 31 &&
-           mHour >= 0 && mHour < 24 && mMinute >= 0 && mMinute < 60 && mSecond >= 0 &&
-           mSecond < 61 && mMillisecond >= 0 && mMillisecond < 1000;
+    const bool date =
+        mYear >= 1 && mYear <= 9999 && mMonth >= 1 && mMonth <= 12 && mDay >= 1 && mDay <= 31;
+    const bool time = mHour >= 0 && mHour < 24 && mMinute >= 0 && mMinute < 60 && mSecond >= 0 &&
+                      mSecond < 61 && mMillisecond >= 0 && mMillisecond < 1000;
+    return (mHasDate || mHasTime) && (!mHasDate || date) && (!mHasTime || time);
 }
 
 std::string QdxDateTime::toString() const {
     if (!isValid()) return std::string();
     char buf[64];
-    std::snprintf(buf, sizeof buf, "%04d-%02d-%02d %02d:%02d:%02d.%03d", mYear, mMonth, mDay, mHour,
-                  mMinute, mSecond, mMillisecond);
+    int n = 0;
+    if (mHasDate) n = std::snprintf(buf, sizeof buf, "%04d-%02d-%02d", mYear, mMonth, mDay);
+    if (mHasTime) {
+        if (mHasDate) buf[n++] = 'T';
+        n += std::snprintf(buf + n, sizeof buf - static_cast<size_t>(n), "%02d:%02d:%02d", mHour,
+                           mMinute, mSecond);
+        if (mMillisecond != 0)
+            std::snprintf(buf + n, sizeof buf - static_cast<size_t>(n), ".%03d", mMillisecond);
+    }
     return buf;
 }
 
+namespace {
+// Reads exactly count digits at p; false when one is missing.
+bool Digits(const char*& p, int count, int& out) {
+    out = 0;
+    for (int i = 0; i < count; ++i, ++p) {
+        if (*p < '0' || *p > '9') return false;
+        out = out * 10 + (*p - '0');
+    }
+    return true;
+}
+
+bool ParseTime(const char*& p, QdxDateTime& r) {
+    int h = 0, mi = 0, s = 0, ms = 0;
+    if (!Digits(p, 2, h) || *p++ != ':' || !Digits(p, 2, mi) || *p++ != ':' || !Digits(p, 2, s))
+        return false;
+    if (*p == '.') {
+        ++p;
+        if (!Digits(p, 3, ms)) return false;
+    }
+    r.setTime(h, mi, s, ms);
+    return true;
+}
+} // namespace
+
 bool QdxDateTime::fromString(const char* text) {
     if (!text) return false;
-    int y = 0, mo = 0, d = 0, h = 0, mi = 0, s = 0, ms = 0;
-    char sep = 0;
-    int n = std::sscanf(text, "%4d-%2d-%2d%c%2d:%2d:%2d.%3d", &y, &mo, &d, &sep, &h, &mi, &s, &ms);
+    const char* p = text;
     QdxDateTime r;
-    if (n == 3) {
-        r.setDate(d, mo, y);
-    } else if (n >= 7 && (sep == ' ' || sep == 'T')) {
-        r.setDate(d, mo, y);
-        r.setTime(h, mi, s, n == 8 ? ms : 0);
+    if (p[0] != '\0' && p[1] != '\0' && p[2] == ':') {
+        if (!ParseTime(p, r)) return false;
     } else {
-        return false;
+        int y = 0, mo = 0, d = 0;
+        if (!Digits(p, 4, y) || *p++ != '-' || !Digits(p, 2, mo) || *p++ != '-' || !Digits(p, 2, d))
+            return false;
+        r.setDate(d, mo, y);
+        if (*p == 'T' || *p == ' ') {
+            ++p;
+            if (!ParseTime(p, r)) return false;
+        }
     }
-    if (!r.isValid()) return false;
+    if (*p != '\0' || !r.isValid()) return false;
     *this = r;
     return true;
 }
@@ -187,7 +224,8 @@ QdxDateTime QdxDateTime::currentDateTimeGMT() {
 }
 
 bool operator==(const QdxDateTime& a, const QdxDateTime& b) {
-    return a.mDay == b.mDay && a.mMonth == b.mMonth && a.mYear == b.mYear && a.mHour == b.mHour &&
+    return a.mHasDate == b.mHasDate && a.mHasTime == b.mHasTime && a.mDay == b.mDay &&
+           a.mMonth == b.mMonth && a.mYear == b.mYear && a.mHour == b.mHour &&
            a.mMinute == b.mMinute && a.mSecond == b.mSecond && a.mMillisecond == b.mMillisecond;
 }
 

@@ -68,6 +68,10 @@ struct ValueType {
     // another storage give 0 and are left unchanged.
     int (*toDoubles)(const Value& value, double* out);
     void (*fromDoubles)(Value& value, const double* in);
+    // The value as text, and back (ValueToText and ValueFromText in
+    // property.h describe the forms).
+    std::string (*toText)(const Value& value);
+    bool (*fromText)(const std::string& text, Value& value);
 };
 
 // The entry of a type code (eQdxUndefined's for codes out of range).

@@ -75,6 +75,11 @@ void AddUserProperties(QdxObject* o) {
     list.AddStringListItem("a");
     list.AddStringListItem("b~c");
     user(QdxDateTimeDT, "When").Set(QdxDateTime(24, 12, 2025, 23, 59, 58, 7));
+    QdxDateTime day, clock;
+    day.setDate(29, 2, 2024);
+    clock.setTime(0, 0, 0);
+    user(QdxDateTimeDT, "Day").Set(day);
+    user(QdxDateTimeDT, "Clock").Set(clock);
     user(QdxLongLongDT, "Huge").Set(-9000000000000000000LL);
     QdxProperty e = user(QdxEnumDT, "Choice");
     e.AddEnumValue("zero");

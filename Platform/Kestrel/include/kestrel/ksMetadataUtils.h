@@ -5,8 +5,9 @@
 // type of an entry (ksJsonMetadata::getPropertyType) is taken from an
 // explicit member "type" when the entry has one (a number 0..7 or one of the
 // names below), otherwise from the JSON value: string 0 (or 4, 5, 6 when
-// the text is an ISO-8601 time "hh:mm:ss", date "yyyy-mm-dd" or date-time
-// "yyyy-mm-ddThh:mm:ss"), integer 1, floating point 2, boolean 3, array or
+// the text is an ISO-8601 time "hh:mm:ss[.fff]", date "yyyy-mm-dd" or
+// date-time "yyyy-mm-ddThh:mm:ss[.fff][zone]" with a valid date and time, a
+// space allowed for the "T"), integer 1, floating point 2, boolean 3, array or
 // object 7. A missing entry, a missing member or null gives Invalid (8).
 #include <string>
 #include <vector>

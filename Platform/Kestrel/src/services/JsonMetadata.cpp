@@ -1,5 +1,6 @@
 #include <QDate>
 #include <QDateTime>
+#include <QRegularExpression>
 #include <QString>
 #include <QTime>
 #include <exception>
@@ -26,15 +27,34 @@ const osg::Json* member(const osg::Json& json, const std::string& key, const std
     return m == e->end() ? nullptr : &*m;
 }
 
+// ISO-8601 shapes: a time "hh:mm:ss" with an optional fraction, a date
+// "yyyy-mm-dd", a date-time joining both with "T" (or a space) and an
+// optional zone "Z", "+hh:mm", "-hhmm" or "+hh". Qt then checks the ranges,
+// exactly as the plug-in's writers parse these texts again.
+const QRegularExpression& timeShape() {
+    static const QRegularExpression re(
+        R"(^([01][0-9]|2[0-3]):[0-5][0-9]:[0-5][0-9](\.[0-9]{1,9})?$)");
+    return re;
+}
+const QRegularExpression& dateShape() {
+    static const QRegularExpression re(R"(^[0-9]{4}-[0-9]{2}-[0-9]{2}$)");
+    return re;
+}
+const QRegularExpression& dateTimeShape() {
+    static const QRegularExpression re(
+        R"(^[0-9]{4}-[0-9]{2}-[0-9]{2}[T ]([01][0-9]|2[0-3]):[0-5][0-9]:[0-5][0-9](\.[0-9]{1,9})?)"
+        R"((Z|[+-][0-9]{2}(:?[0-9]{2})?)?$)");
+    return re;
+}
+
 ksMetadataTypes::ValueType typeOfText(const std::string& text) {
+    if (text.size() < 8 || text.size() > 40) return ksMetadataTypes::String;
     QString s = QString::fromStdString(text);
-    // Fixed shapes first: Qt's ISO parser also accepts shorter forms.
-    if (text.size() == 8 && text[2] == ':' && QTime::fromString(s, Qt::ISODate).isValid())
+    if (timeShape().match(s).hasMatch() && QTime::fromString(s, Qt::ISODate).isValid())
         return ksMetadataTypes::Time;
-    if (text.size() == 10 && text[4] == '-' && QDate::fromString(s, Qt::ISODate).isValid())
+    if (dateShape().match(s).hasMatch() && QDate::fromString(s, Qt::ISODate).isValid())
         return ksMetadataTypes::Date;
-    if (text.size() >= 19 && text[4] == '-' && text[10] == 'T' &&
-        QDateTime::fromString(s, Qt::ISODate).isValid())
+    if (dateTimeShape().match(s).hasMatch() && QDateTime::fromString(s, Qt::ISODate).isValid())
         return ksMetadataTypes::DateTime;
     return ksMetadataTypes::String;
 }

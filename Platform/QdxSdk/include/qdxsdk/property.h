@@ -102,6 +102,15 @@ using Value =
                  QdxAMatrix, std::string, std::vector<std::string>, QdxDateTime, long long>;
 size_t StorageIndex(EQdxType type);
 Value DefaultValue(EQdxType type);
+// Every value as text, and back without loss: numbers in their shortest
+// exact form ("true"/"false" for booleans), vectors and matrices as their
+// components joined with "," (a matrix row by row), string lists as a JSON
+// array of strings, date-times as ISO-8601 ("YYYY-MM-DDTHH:MM:SS[.mmm]",
+// "YYYY-MM-DD" for a date alone, "HH:MM:SS[.mmm]" for a time alone, "" when
+// unset). ValueFromText parses into the type the value already holds and
+// leaves it unchanged (false) when the text is not of that form.
+std::string ValueToText(const Value& value);
+bool ValueFromText(Value& value, const std::string& text);
 } // namespace detail
 
 // Handle of one property of an object. Cheap to copy; invalid after the
@@ -144,7 +153,8 @@ public:
     // Typed access with the usual numeric conversions (bool, int, enum,
     // float, double, long long, time are mutually convertible; colours and
     // double vectors of the same size likewise). Get of a mismatching type
-    // returns T(); Set of a mismatching type returns false.
+    // returns T(); Set of a mismatching type returns false. QdxString reads
+    // and sets a value of any type through its text (detail::ValueToText).
     template <class T> T Get() const;
     template <class T> bool Set(const T& value);
     template <class T> T EvaluateValue(QdxTime time = QdxTime()) const;
@@ -263,11 +273,13 @@ template <> struct ValueCodec<QdxAMatrix> : ExactCodec<QdxAMatrix> {};
 template <> struct ValueCodec<QdxDateTime> : ExactCodec<QdxDateTime> {};
 template <> struct ValueCodec<std::vector<std::string>> : ExactCodec<std::vector<std::string>> {};
 template <> struct ValueCodec<std::string> : ExactCodec<std::string> {};
+// Text reads and writes a value of any type through its text form.
 template <> struct ValueCodec<QdxString> {
-    static QdxString Get(const Value& v) { return QdxString(ValueCodec<std::string>::Get(v)); }
-    static bool Set(Value& v, const QdxString& s) {
-        return ValueCodec<std::string>::Set(v, s.Str());
+    static QdxString Get(const Value& v) {
+        if (const auto* s = std::get_if<std::string>(&v)) return QdxString(*s);
+        return QdxString(ValueToText(v));
     }
+    static bool Set(Value& v, const QdxString& s) { return ValueFromText(v, s.Str()); }
 };
 template <> struct ValueCodec<QdxVector4> {
     static QdxVector4 Get(const Value& v) {

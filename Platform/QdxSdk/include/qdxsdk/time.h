@@ -116,7 +116,9 @@ private:
     QdxTime mStart, mStop;
 };
 
-// Calendar date and time of day. Invalid until a date has been set.
+// Calendar date and time of day. A value holds a date, a time of day or
+// both; setDate and setTime add their part, so a value made by setTime
+// alone stays a time of day. Invalid until a part has been set.
 class QdxDateTime {
 public:
     QdxDateTime() = default;
@@ -125,7 +127,10 @@ public:
     void setDate(int day, int month, int year);
     void setTime(int hour, int minute, int second, int millisecond = 0);
     void clear() { *this = QdxDateTime(); }
+    // True when at least one part is set and every set part is in range.
     bool isValid() const;
+    bool hasDate() const { return mHasDate; }
+    bool hasTime() const { return mHasTime; }
     int day() const { return mDay; }
     int month() const { return mMonth; }
     int year() const { return mYear; }
@@ -133,10 +138,12 @@ public:
     int minute() const { return mMinute; }
     int second() const { return mSecond; }
     int millisecond() const { return mMillisecond; }
-    // "YYYY-MM-DD HH:MM:SS.mmm"; an invalid value gives "".
+    // ISO-8601 text of the parts that are set: "YYYY-MM-DDTHH:MM:SS",
+    // "YYYY-MM-DD" or "HH:MM:SS", the time with ".mmm" when the
+    // milliseconds are not zero; an invalid value gives "".
     std::string toString() const;
-    // Accepts toString's form, "YYYY-MM-DDTHH:MM:SS" and "YYYY-MM-DD"; false
-    // (and unchanged) on anything else.
+    // Accepts toString's forms and a space in place of the "T"; false (and
+    // unchanged) on anything else, trailing text included.
     bool fromString(const char* text);
     static QdxDateTime currentDateTimeGMT();
     friend bool operator==(const QdxDateTime& a, const QdxDateTime& b);
@@ -144,6 +151,7 @@ public:
 private:
     int mDay = 0, mMonth = 0, mYear = 0;
     int mHour = 0, mMinute = 0, mSecond = 0, mMillisecond = 0;
+    bool mHasDate = false, mHasTime = false;
 };
 
 } // namespace qdxsdk
