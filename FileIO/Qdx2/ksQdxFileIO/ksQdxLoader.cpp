@@ -1063,7 +1063,7 @@ void ksQdxLoader::loadSupportedTextures(QdxNode* node, TextureTable& textures) {
             const QdxCriteria materials = QdxCriteria::ObjectType(QdxSurfaceMaterial::ClassId);
             const int count = node->GetSrcObjectCount(materials);
             for (int i = 0; i < count; ++i) {
-                auto* material = static_cast<QdxSurfaceMaterial*>(node->GetSrcObject(materials, i));
+                auto* material = QdxCast<QdxSurfaceMaterial>(node->GetSrcObject(materials, i));
                 if (!material) continue;
                 for (const char* name :
                      {QdxSurfaceMaterial::sDiffuse, QdxSurfaceMaterial::sSpecular,

@@ -6,6 +6,7 @@
 #include <set>
 #include <vector>
 
+#include "node_walk.h"
 #include "qdxsdk/anim.h"
 #include "qdxsdk/geometry.h"
 #include "qdxsdk/node.h"
@@ -190,12 +191,6 @@ void ConvertNode(QdxNode* n, QdxAnimStack* stack, Set to, double fps, bool reduc
     n->CopyPivotSet(to, from);
 }
 
-void ConvertRecursive(QdxNode* n, QdxAnimStack* stack, Set to, double fps, bool reduce,
-                      Baked& baked) {
-    ConvertNode(n, stack, to, fps, reduce, baked);
-    for (int i = 0; i < n->GetChildCount(); ++i)
-        ConvertRecursive(n->GetChild(i), stack, to, fps, reduce, baked);
-}
 } // namespace
 
 void QdxNode::ConvertPivotAnimationRecursive(QdxAnimStack* stack, EPivotSet convertTo,
@@ -205,7 +200,10 @@ void QdxNode::ConvertPivotAnimationRecursive(QdxAnimStack* stack, EPivotSet conv
     if (!stack) stack = previous;
     if (scene && stack) scene->SetCurrentAnimationStack(stack);
     Baked baked;
-    ConvertRecursive(this, stack, convertTo, frameRate, keyReduce, baked);
+    detail::VisitPreOrder(this, [&](QdxNode* n) {
+        ConvertNode(n, stack, convertTo, frameRate, keyReduce, baked);
+        return true;
+    });
     if (scene && stack) scene->SetCurrentAnimationStack(previous);
 }
 

@@ -108,35 +108,43 @@ bool ApplyObject(FlatObject& f, QdxObject* o, QdxStatus& status) {
 }
 
 // Node hierarchy must be a forest (one parent at most, no cycles) of
-// bounded depth, so that recursive walks over it stay within the stack.
-constexpr int kMaxDepth = 2048;
+// bounded depth: a node's level is its number of ancestors, and no level
+// may exceed kMaxDepth. Checked without recursion, in time linear in the
+// node count.
+constexpr int kMaxDepth = 10000;
 
 bool CheckHierarchy(QdxScene* scene, QdxStatus& status) {
-    std::unordered_map<const QdxNode*, int> depth; // -1: on the current walk
-    for (int i = 0; i < scene->GetSrcObjectCount<QdxNode>(); ++i) {
+    const int count = scene->GetSrcObjectCount<QdxNode>();
+    for (int i = 0; i < count; ++i) {
         QdxNode* n = scene->GetSrcObject<QdxNode>(i);
         if (n->GetDstObjectCount<QdxNode>() > 1)
             return Fail(status, std::string("Node '") + n->GetName() + "' has several parents");
     }
-    for (int i = 0; i < scene->GetSrcObjectCount<QdxNode>(); ++i) {
-        std::vector<QdxNode*> walk;
+    std::unordered_map<const QdxNode*, int> level; // -1: on the current walk
+    level.reserve(static_cast<size_t>(count));
+    std::vector<QdxNode*> walk;
+    for (int i = 0; i < count; ++i) {
+        walk.clear();
         QdxNode* p = scene->GetSrcObject<QdxNode>(i);
-        int base = 0;
+        int base = -1; // level of the first node already known, above the walk
         for (; p; p = p->GetParent()) {
-            auto it = depth.find(p);
-            if (it != depth.end()) {
+            auto it = level.find(p);
+            if (it != level.end()) {
                 if (it->second < 0)
                     return Fail(status,
                                 std::string("Node '") + p->GetName() + "' is its own ancestor");
                 base = it->second;
                 break;
             }
-            depth[p] = -1;
+            level[p] = -1;
             walk.push_back(p);
         }
         for (size_t k = walk.size(); k-- > 0;) {
-            depth[walk[k]] = ++base;
-            if (base > kMaxDepth) return Fail(status, "The node hierarchy is too deep");
+            level[walk[k]] = ++base;
+            if (base > kMaxDepth)
+                return Fail(status, "The node hierarchy is too deep: node '" +
+                                        std::string(walk[k]->GetName()) + "' is more than " +
+                                        std::to_string(kMaxDepth) + " levels below its root");
         }
     }
     QdxNode* root = scene->GetRootNode();

@@ -64,6 +64,26 @@ bool QdxLayerElement::MapsPolygonVertices() const {
     }
 }
 
+const QdxClassId* QdxLayerElement::GetSlotClass(EType slot) {
+    switch (slot) {
+    case eNormal:
+        return &QdxLayerElementNormal::ClassId;
+    case eMaterial:
+        return &QdxLayerElementMaterial::ClassId;
+    case eVertexColor:
+        return &QdxLayerElementVertexColor::ClassId;
+    case eUV:
+        return &QdxLayerElementUV::ClassId;
+    default:
+        return slot >= eTextureDiffuse && slot < eTypeCount ? &QdxLayerElementUV::ClassId : nullptr;
+    }
+}
+
+bool QdxLayerElement::FitsSlot(EType slot) const {
+    const QdxClassId* id = GetSlotClass(slot);
+    return id && GetClassId().Is(*id);
+}
+
 namespace {
 // An element's modes and arrays, read once, and the one place a mesh corner
 // is turned into an element index: every per-corner call and the bulk call
@@ -196,31 +216,35 @@ QdxLayerElement* QdxLayer::GetLayerElementOfType(QdxLayerElement::EType slot) co
     return e && mOwner->IsConnectedSrcObject(e) ? e : nullptr;
 }
 
-void QdxLayer::SetLayerElementOfType(QdxLayerElement* element, QdxLayerElement::EType slot) {
-    if (slot <= 0 || slot >= QdxLayerElement::eTypeCount) return;
+bool QdxLayer::SetLayerElementOfType(QdxLayerElement* element, QdxLayerElement::EType slot) {
+    if (slot <= 0 || slot >= QdxLayerElement::eTypeCount) return false;
+    if (element && !element->FitsSlot(slot)) return false;
     if (QdxLayerElement* old = GetLayerElementOfType(slot)) old->LayerIndex.Set(-1);
     mSlots[slot] = element;
-    if (!element) return;
+    if (!element) return true;
     element->LayerIndex.Set(mIndex);
     element->LayerSlot.Set(slot);
     detail::JoinSceneOf(mOwner, element);
     mOwner->ConnectSrcObject(element);
+    return true;
 }
 
+// The typed accessors cast through the class check: a slot filled by any
+// other means than the typed setters still never yields a wrong type.
 QdxLayerElementNormal* QdxLayer::GetNormals() const {
-    return static_cast<QdxLayerElementNormal*>(GetLayerElementOfType(QdxLayerElement::eNormal));
+    return QdxCast<QdxLayerElementNormal>(GetLayerElementOfType(QdxLayerElement::eNormal));
 }
 void QdxLayer::SetNormals(QdxLayerElementNormal* e) {
     SetLayerElementOfType(e, QdxLayerElement::eNormal);
 }
 QdxLayerElementMaterial* QdxLayer::GetMaterials() const {
-    return static_cast<QdxLayerElementMaterial*>(GetLayerElementOfType(QdxLayerElement::eMaterial));
+    return QdxCast<QdxLayerElementMaterial>(GetLayerElementOfType(QdxLayerElement::eMaterial));
 }
 void QdxLayer::SetMaterials(QdxLayerElementMaterial* e) {
     SetLayerElementOfType(e, QdxLayerElement::eMaterial);
 }
 QdxLayerElementVertexColor* QdxLayer::GetVertexColors() const {
-    return static_cast<QdxLayerElementVertexColor*>(
+    return QdxCast<QdxLayerElementVertexColor>(
         GetLayerElementOfType(QdxLayerElement::eVertexColor));
 }
 void QdxLayer::SetVertexColors(QdxLayerElementVertexColor* e) {
@@ -228,7 +252,7 @@ void QdxLayer::SetVertexColors(QdxLayerElementVertexColor* e) {
 }
 QdxLayerElementUV* QdxLayer::GetUVs(QdxLayerElement::EType type) const {
     if (type < QdxLayerElement::eTextureDiffuse) return nullptr;
-    return static_cast<QdxLayerElementUV*>(GetLayerElementOfType(type));
+    return QdxCast<QdxLayerElementUV>(GetLayerElementOfType(type));
 }
 void QdxLayer::SetUVs(QdxLayerElementUV* e, QdxLayerElement::EType type) {
     if (type >= QdxLayerElement::eTextureDiffuse) SetLayerElementOfType(e, type);
@@ -278,6 +302,16 @@ bool QdxLayerContainer::FinishRead(QdxStatus& status) {
         if (layer >= kMaxLayers || slot <= 0 || slot >= QdxLayerElement::eTypeCount) {
             status.SetCode(QdxStatus::eInvalidFile, std::string("Layer element '") + e->GetName() +
                                                         "' has a bad layer slot");
+            return false;
+        }
+        const auto type = static_cast<QdxLayerElement::EType>(slot);
+        if (!e->FitsSlot(type)) {
+            const QdxClassId* wanted = QdxLayerElement::GetSlotClass(type);
+            status.SetCode(QdxStatus::eInvalidFile,
+                           std::string("Layer element '") + e->GetName() + "' of class " +
+                               e->GetClassId().GetName() + " cannot fill layer slot " +
+                               std::to_string(slot) + ", which holds " +
+                               (wanted ? wanted->GetName() : "no element class"));
             return false;
         }
         while (GetLayerCount() <= layer)

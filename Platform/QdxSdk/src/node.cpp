@@ -2,8 +2,10 @@
 // evaluation.
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "impl.h"
+#include "node_walk.h"
 #include "qdxsdk/anim.h"
 #include "qdxsdk/attributes.h"
 #include "qdxsdk/geometry.h"
@@ -63,8 +65,11 @@ QdxNode::QdxNode(QdxManager& m, const char* name) : QdxObject(m, name) {
 
 bool QdxNode::AddChild(QdxNode* child) {
     if (!child || child == this) return false;
-    for (QdxNode* p = this; p; p = p->GetParent())
-        if (p == child) return false; // no cycles
+    // No cycles. Only a node with children can be an ancestor of this one,
+    // so adding a leaf (as trees are built, top down) skips the walk up.
+    if (child->GetChildCount() > 0)
+        for (QdxNode* p = this; p; p = p->GetParent())
+            if (p == child) return false;
     if (QdxNode* old = child->GetParent()) old->DisconnectSrcObject(child);
     if (QdxScene* s = GetScene()) s->AddMember(child);
     return ConnectSrcObject(child);
@@ -75,10 +80,12 @@ QdxNode* QdxNode::RemoveChild(QdxNode* child) {
 }
 
 int QdxNode::GetChildCount(bool recursive) const {
-    int n = GetSrcObjectCount<QdxNode>();
-    if (recursive)
-        for (int i = 0, c = n; i < c; ++i)
-            n += GetChild(i)->GetChildCount(true);
+    if (!recursive) return GetSrcObjectCount<QdxNode>();
+    int n = -1; // this node is not its own descendant
+    detail::VisitPreOrder(const_cast<QdxNode*>(this), [&n](QdxNode*) {
+        ++n;
+        return true;
+    });
     return n;
 }
 
@@ -91,13 +98,18 @@ QdxNode* QdxNode::GetParent() const {
 }
 
 QdxNode* QdxNode::FindChild(const char* name, bool recursive) const {
-    for (int i = 0; i < GetChildCount(); ++i) {
-        QdxNode* c = GetChild(i);
-        if (std::strcmp(c->GetName(), name ? name : "") == 0) return c;
-        if (recursive)
-            if (QdxNode* f = c->FindChild(name, true)) return f;
+    const char* wanted = name ? name : "";
+    if (!recursive) {
+        for (int i = 0; i < GetChildCount(); ++i)
+            if (std::strcmp(GetChild(i)->GetName(), wanted) == 0) return GetChild(i);
+        return nullptr;
     }
-    return nullptr;
+    QdxNode* found = nullptr;
+    detail::VisitPreOrder(const_cast<QdxNode*>(this), [&](QdxNode* n) {
+        if (n != this && std::strcmp(n->GetName(), wanted) == 0) found = n;
+        return found == nullptr;
+    });
+    return found;
 }
 
 // ---------------------------------------------------------------- attribute
@@ -125,7 +137,7 @@ QdxNodeAttribute* QdxNode::GetNodeAttributeByIndex(int index) const {
 namespace {
 template <class T> T* AttributeOf(const QdxNode* n, QdxNodeAttribute::EType type) {
     QdxNodeAttribute* a = n->GetNodeAttribute();
-    return a && a->GetAttributeType() == type ? static_cast<T*>(a) : nullptr;
+    return a && a->GetAttributeType() == type ? QdxCast<T>(a) : nullptr;
 }
 } // namespace
 
@@ -453,31 +465,37 @@ struct GlobalState {
 };
 
 GlobalState EvaluateGlobalState(QdxNode* node, QdxTime t, QdxNode::EPivotSet s, bool applyTarget) {
+    // From the topmost ancestor down, without recursion.
+    std::vector<QdxNode*> chain;
+    for (QdxNode* n = node; n; n = n->GetParent())
+        chain.push_back(n);
     GlobalState g;
-    QdxAMatrix local = node->EvaluateLocalTransform(t, s, applyTarget);
-    QdxAMatrix rl = detail::ComposeRotation(detail::PivotValuesOf(node, s),
-                                            node->EvaluateLocalRotation(t, s, applyTarget));
-    QdxVector4 sl = node->EvaluateLocalScaling(t, s);
-    QdxNode* parent = node->GetParent();
-    if (!parent) {
-        g.matrix = local;
-        g.rotation = rl;
-        g.scale = sl;
-        return g;
+    for (size_t k = chain.size(); k-- > 0;) {
+        QdxNode* n = chain[k];
+        QdxAMatrix local = n->EvaluateLocalTransform(t, s, applyTarget);
+        QdxAMatrix rl = detail::ComposeRotation(detail::PivotValuesOf(n, s),
+                                                n->EvaluateLocalRotation(t, s, applyTarget));
+        QdxVector4 sl = n->EvaluateLocalScaling(t, s);
+        if (k + 1 == chain.size()) {
+            g.matrix = local;
+            g.rotation = rl;
+            g.scale = sl;
+            continue;
+        }
+        const GlobalState p = g;
+        EQdxTransformInheritType type = n->GetTransformationInheritType();
+        g.rotation = p.rotation * rl;
+        if (type == eInheritRSrs) {
+            g.matrix = p.matrix * local;
+            g.scale = QdxVector4(p.scale[0] * sl[0], p.scale[1] * sl[1], p.scale[2] * sl[2]);
+            continue;
+        }
+        QdxVector4 origin = p.matrix.MultT(local.GetT());
+        g.scale = type == eInheritRrSs
+                      ? QdxVector4(p.scale[0] * sl[0], p.scale[1] * sl[1], p.scale[2] * sl[2])
+                      : sl;
+        g.matrix = Translation(origin) * g.rotation * Scaling(g.scale);
     }
-    GlobalState p = EvaluateGlobalState(parent, t, s, applyTarget);
-    EQdxTransformInheritType type = node->GetTransformationInheritType();
-    g.rotation = p.rotation * rl;
-    if (type == eInheritRSrs) {
-        g.matrix = p.matrix * local;
-        g.scale = QdxVector4(p.scale[0] * sl[0], p.scale[1] * sl[1], p.scale[2] * sl[2]);
-        return g;
-    }
-    QdxVector4 origin = p.matrix.MultT(local.GetT());
-    g.scale = type == eInheritRrSs
-                  ? QdxVector4(p.scale[0] * sl[0], p.scale[1] * sl[1], p.scale[2] * sl[2])
-                  : sl;
-    g.matrix = Translation(origin) * g.rotation * Scaling(g.scale);
     return g;
 }
 } // namespace

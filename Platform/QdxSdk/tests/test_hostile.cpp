@@ -192,12 +192,14 @@ TEST_F(Hostile, CurveKeysMustIncrease) {
 }
 
 TEST_F(Hostile, HierarchiesDeeperThanTheLimitAreRefused) {
-    // Recursive walks (world matrices, conversions, importers) stay bounded.
-    for (int levels : {2000, 2100}) {
+    // 10,000 levels below the root read (and every walk over them stays off
+    // the call stack); one more is refused, naming the node.
+    for (int levels : {10000, 10001}) {
         QdxScene* s = QdxScene::Create(manager, "");
         QdxNode* parent = s->GetRootNode();
         for (int i = 0; i < levels; ++i) {
-            QdxNode* n = QdxNode::Create(s, "deep");
+            const std::string name = std::string("n").append(std::to_string(i));
+            QdxNode* n = QdxNode::Create(s, name.c_str());
             parent->AddChild(n);
             parent = n;
         }
@@ -205,9 +207,56 @@ TEST_F(Hostile, HierarchiesDeeperThanTheLimitAreRefused) {
         ASSERT_TRUE(ExportScene(s, path, 0, 3));
         QdxScene* target = QdxScene::Create(manager, "");
         std::string error;
-        EXPECT_EQ(ImportScene(target, path, &error), levels == 2000) << error;
-        if (levels > 2000) {
-            EXPECT_NE(error.find("too deep"), std::string::npos) << error;
+        ASSERT_EQ(ImportScene(target, path, &error), levels == 10000) << error;
+        if (levels > 10000) {
+            EXPECT_NE(error.find("too deep: node 'n10000'"), std::string::npos) << error;
+            continue;
         }
+        QdxNode* root = target->GetRootNode();
+        EXPECT_EQ(root->GetChildCount(true), levels);
+        EXPECT_EQ(root->FindChild("n9999", true)->GetParent(), root->FindChild("n9998", true));
+        EXPECT_EQ(root->FindChild("n5", false), nullptr);
+        QdxNode* bottom = root->FindChild("n9999", true);
+        bottom->LclTranslation.Set(QdxDouble3(0, 0, 1));
+        root->FindChild("n0", true)->LclTranslation.Set(QdxDouble3(2, 0, 0));
+        const QdxVector4 t = bottom->EvaluateGlobalTransform().GetT();
+        EXPECT_EQ(t[0], 2.0);
+        EXPECT_EQ(t[2], 1.0);
+        root->ConvertPivotAnimationRecursive(nullptr, QdxNode::eDestinationPivot, 30.0);
+    }
+}
+
+TEST_F(Hostile, LayerSlotsHoldOnlyTheirOwnElementClass) {
+    QdxScene* s = QdxScene::Create(manager, "");
+    QdxMesh* mesh = QdxMesh::Create(s, "mesh");
+    QdxNode* node = QdxNode::Create(s, "n");
+    s->GetRootNode()->AddChild(node);
+    node->SetNodeAttribute(mesh);
+    mesh->CreateLayer();
+    QdxLayer* layer = mesh->GetLayer(0);
+    QdxLayerElementUV* uv = QdxLayerElementUV::Create(s, "uv");
+    QdxLayerElementNormal* normal = QdxLayerElementNormal::Create(s, "normal");
+    // Made through the API: a mismatching class is refused.
+    EXPECT_FALSE(layer->SetLayerElementOfType(uv, QdxLayerElement::eNormal));
+    EXPECT_FALSE(layer->SetLayerElementOfType(normal, QdxLayerElement::eBinormal));
+    EXPECT_TRUE(layer->SetLayerElementOfType(uv, QdxLayerElement::eTextureBump));
+    EXPECT_EQ(layer->GetNormals(), nullptr);
+    EXPECT_EQ(layer->GetUVs(QdxLayerElement::eTextureBump), uv);
+
+    // Written by someone else: a UV set claiming the normal slot, or each of
+    // the other typed slots, is a clear read error.
+    for (int slot : {QdxLayerElement::eNormal, QdxLayerElement::eMaterial,
+                     QdxLayerElement::eVertexColor, QdxLayerElement::eTangent}) {
+        uv->LayerIndex.Set(0);
+        uv->LayerSlot.Set(slot);
+        std::string path = dir + "/slot.qdx";
+        ASSERT_TRUE(ExportScene(s, path, 0, 3));
+        QdxScene* target = QdxScene::Create(manager, "");
+        std::string error;
+        EXPECT_FALSE(ImportScene(target, path, &error));
+        const std::string expected =
+            std::string("'uv' of class QdxLayerElementUV cannot fill layer slot ")
+                .append(std::to_string(slot));
+        EXPECT_NE(error.find(expected), std::string::npos) << error;
     }
 }

@@ -71,9 +71,14 @@ void Node::detachChild(Node* child) {
 
 bool Node::insertChild(UInt32 index, const NodePtr& child) {
     if (!child) return false;
-    for (const Node* p = this; p; p = p->_parent)
-        if (p == child.get()) return false; // would make a cycle
-    NodePtr keep = child;                   // keeps it alive while it moves
+    // A cycle needs child to be an ancestor of this node, which a leaf
+    // cannot be (unless it is this node): adding leaves, as trees are built
+    // top down, then costs no walk up, whatever the depth.
+    if (child.get() == this) return false;
+    if (!child->_children.empty())
+        for (const Node* p = this; p; p = p->_parent)
+            if (p == child.get()) return false; // would make a cycle
+    NodePtr keep = child;                       // keeps it alive while it moves
     if (child->_parent) {
         if (child->_parent == this) {
             Int32 at = findChild(child);

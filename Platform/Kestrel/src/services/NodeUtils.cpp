@@ -30,23 +30,36 @@ void ksNodeUtils::setName(const NodePtr& node, const std::string& name, bool rec
     ChangeList::current().setEnabled(was);
 }
 
-namespace {
-NodePtr cloneRec(const NodePtr& node, bool shareCores) {
-    NodePtr copy = NodePtr::dcast(node->shallowCopy());
-    copy->unshareAttachments();
-    if (!shareCores && node->getCore()) {
-        NodeCorePtr core = NodeCorePtr::dcast(node->getCore()->shallowCopy());
-        core->unshareAttachments();
-        copy->setCore(core);
-    }
-    for (const auto& c : node->getChildren())
-        copy->addChild(cloneRec(c, shareCores));
-    return copy;
-}
-} // namespace
-
 NodePtr ksNodeUtils::cloneFullTree(const NodePtr& node, bool shareCores) {
-    return node ? cloneRec(node, shareCores) : NodePtr();
+    if (!node) return NodePtr();
+    auto copyOne = [shareCores](const NodePtr& from) {
+        NodePtr copy = NodePtr::dcast(from->shallowCopy());
+        copy->unshareAttachments();
+        if (!shareCores && from->getCore()) {
+            NodeCorePtr core = NodeCorePtr::dcast(from->getCore()->shallowCopy());
+            core->unshareAttachments();
+            copy->setCore(core);
+        }
+        return copy;
+    };
+    // Iterative, parents before children: each copy joins its parent's copy
+    // while it is still a leaf, which keeps deep trees linear.
+    NodePtr top = copyOne(node);
+    std::vector<std::pair<NodePtr, NodePtr>> stack{{node, top}}; // original, copy
+    while (!stack.empty()) {
+        auto [from, copy] = stack.back();
+        stack.pop_back();
+        const auto& children = from->getChildren();
+        std::vector<NodePtr> copies;
+        copies.reserve(children.size());
+        for (const auto& c : children) {
+            copies.push_back(copyOne(c));
+            copy->addChild(copies.back());
+        }
+        for (std::size_t i = children.size(); i-- > 0;)
+            stack.emplace_back(children[i], copies[i]);
+    }
+    return top;
 }
 
 bool ksNodeUtils::takesTransformValues(const NodePtr& node) {
@@ -227,20 +240,19 @@ void tessellateInto(const GeometryPtr& geo, const NodePtr& shell) {
 }
 } // namespace
 
-UInt32 ksNodeUtils::convertToShellRecursiveOptions(const NodePtr& node, bool tessellate) {
-    if (!node) return 0;
-    UInt32 made = 0;
-    for (const auto& c : std::vector<NodePtr>(node->getChildren()))
-        made += convertToShellRecursiveOptions(c, tessellate);
-    if (node->getNChildren() == 0 || GeometryPtr::dcast(node->getCore())) return made;
+namespace {
+// Turns one group whose children are all surfaces into a shell; true when
+// it did.
+bool convertOneToShell(const NodePtr& node, bool tessellate) {
+    if (node->getNChildren() == 0 || GeometryPtr::dcast(node->getCore())) return false;
     for (const auto& c : node->getChildren())
-        if (!SurfacePtr::dcast(c->getCore())) return made;
+        if (!SurfacePtr::dcast(c->getCore())) return false;
     NodeCorePtr old = node->getCore();
     // Only plain groups and transforms become shells; lights, cameras,
     // joints and switches keep their cores.
     if (old && (!GroupPtr::dcast(old) || UberLightPtr::dcast(old) || UberCameraPtr::dcast(old) ||
                 JointPtr::dcast(old) || SwitchPtr::dcast(old)))
-        return made;
+        return false;
     GeometryPtr geo = Geometry::create();
     if (auto t = TransformPtr::dcast(old)) {
         Transform3DPtr copy = Transform3DPtr::dcast(t->shallowCopy());
@@ -252,7 +264,22 @@ UInt32 ksNodeUtils::convertToShellRecursiveOptions(const NodePtr& node, bool tes
     }
     node->setCore(geo);
     if (tessellate) tessellateInto(geo, node);
-    return made + 1;
+    return true;
+}
+} // namespace
+
+UInt32 ksNodeUtils::convertToShellRecursiveOptions(const NodePtr& node, bool tessellate) {
+    // Every node after all of its descendants (reverse pre-order), without
+    // recursion.
+    std::vector<NodePtr> order;
+    traverse(node, [&order](const NodePtr& n) {
+        order.push_back(n);
+        return true;
+    });
+    UInt32 made = 0;
+    for (auto it = order.rbegin(); it != order.rend(); ++it)
+        if (convertOneToShell(*it, tessellate)) ++made;
+    return made;
 }
 
 bool ksNodeUtils::isLightTransforms(const NodePtr& node) {

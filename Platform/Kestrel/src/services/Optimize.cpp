@@ -66,7 +66,21 @@ struct Flusher {
     std::map<const NodeCore*, std::vector<std::pair<Matrix, NodeCorePtr>>> baked;
     UInt32 changedGeometries = 0;
 
-    void visit(const NodePtr& node, const Matrix& parentAcc) {
+    // Parents before children, children in order, without recursion.
+    void visitTree(const NodePtr& top) {
+        std::vector<std::pair<NodePtr, Matrix>> stack{{top, Matrix()}};
+        while (!stack.empty()) {
+            auto [node, parentAcc] = stack.back();
+            stack.pop_back();
+            const Matrix childAcc = visit(node, parentAcc);
+            const auto& children = node->getChildren();
+            for (auto it = children.rbegin(); it != children.rend(); ++it)
+                stack.emplace_back(*it, childAcc);
+        }
+    }
+
+    // Flushes one node; returns what its children inherit.
+    Matrix visit(const NodePtr& node, const Matrix& parentAcc) {
         NodeCorePtr core = node->getCore();
         Matrix acc = parentAcc * node->getLocalMatrix();
         Matrix childAcc = acc;
@@ -112,8 +126,7 @@ struct Flusher {
                 t->setMatrix(Matrix());
             }
         }
-        for (const auto& c : std::vector<NodePtr>(node->getChildren()))
-            visit(c, childAcc);
+        return childAcc;
     }
 };
 
@@ -122,6 +135,6 @@ struct Flusher {
 UInt32 ksOptimize::flushTransformations(const NodePtr& node) {
     if (!node) return 0;
     Flusher f;
-    f.visit(node, Matrix());
+    f.visitTree(node);
     return f.changedGeometries;
 }

@@ -75,6 +75,13 @@ public:
     // control point, by polygon vertex, by polygon and all same.
     bool MapsPolygonVertices() const;
 
+    // The one element class a layer slot holds: normals, materials, vertex
+    // colours, and UV sets in eUV and the texture slots. Null for a slot no
+    // class may fill (and for numbers outside the slots).
+    static const QdxClassId* GetSlotClass(EType slot);
+    // True when this element's class may fill slot.
+    bool FitsSlot(EType slot) const;
+
     QdxPropertyT<int> MappingMode, ReferenceMode, LayerIndex, LayerSlot;
 };
 
@@ -256,7 +263,9 @@ public:
                 QdxLayerElement::EType type = QdxLayerElement::eTextureDiffuse);
     int GetUVSetCount() const;
     QdxLayerElement* GetLayerElementOfType(QdxLayerElement::EType slot) const;
-    void SetLayerElementOfType(QdxLayerElement* element, QdxLayerElement::EType slot);
+    // Puts element (or nothing, for null) in slot. Refuses, and returns
+    // false, an element whose class does not fit the slot.
+    bool SetLayerElementOfType(QdxLayerElement* element, QdxLayerElement::EType slot);
 
 private:
     friend class QdxLayerContainer;
