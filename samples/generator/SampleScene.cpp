@@ -432,8 +432,6 @@ void buildShowroom(QdxScene* scene, const std::string& textureDir) {
     helper->SetVisibility(false);
 
     addCamerasLightsAndSkeleton(scene, showroom, car, turntableNode);
-}
-
     addUserProperties(root, bodyNode, paint);
 }
 
