@@ -1225,17 +1225,192 @@ osg::NodePtr ksQdxLoader::convertLight(QdxNode*) {
     return osg::NullFC;
 }
 
-osg::NodePtr ksQdxLoader::convertNurbsSurface(QdxNode*) {
-    return osg::NullFC;
+// ---------------------------------------------------------------------------
+// Surfaces and lines
+
+osg::SurfacePtr ksQdxLoader::convertNurbsSurface(QdxNurbsSurface* nurbs) {
+    if (!nurbs) return osg::SurfacePtr();
+    const int orderU = nurbs->GetUOrder(), orderV = nurbs->GetVOrder();
+    const int countU = nurbs->GetUCount(), countV = nurbs->GetVCount();
+    const int knotCountU = nurbs->GetUKnotCount(), knotCountV = nurbs->GetVKnotCount();
+    nurbs->GetApplyFlipUV();
+    nurbs->IsRational();
+    if (orderU < 1 || orderV < 1 || countU < 1 || countV < 1) return osg::SurfacePtr();
+    // A periodic direction repeats its first degree points, a closed one its
+    // first point.
+    const auto effective = [](int count, int order, QdxNurbsSurface::EType type) {
+        return std::int64_t{count} + (type == QdxNurbsSurface::ePeriodic ? order - 1 : 0) +
+               (type == QdxNurbsSurface::eClosed ? 1 : 0);
+    };
+    const std::int64_t nU = effective(countU, orderU, nurbs->GetNurbsUType());
+    const std::int64_t nV = effective(countV, orderV, nurbs->GetNurbsVType());
+    const int pointCount = nurbs->GetControlPointsCount();
+    if (std::int64_t{knotCountU - orderU} * (knotCountV - orderV) != nU * nV ||
+        std::int64_t{countU} * countV != pointCount)
+        return osg::SurfacePtr();
+
+    const QdxVector4* source = nurbs->GetControlPoints();
+    auto points = osg::GeoPositions4f::create();
+    auto& out = points->editField();
+    out.reserve(static_cast<std::size_t>(nU * nV));
+    const double s = _unitScaleFactor;
+    for (std::int64_t i = 0; i < nU; ++i)
+        for (std::int64_t j = 0; j < nV; ++j) {
+            const QdxVector4& p = source[(j % countV) * countU + (i % countU)];
+            for (int c = 0; c < 4; ++c) {
+                if (std::isinf(p[c])) std::printf("INF\n");
+                if (std::isnan(p[c])) std::printf("NAN\n");
+            }
+            const double w = p[3];
+            out.emplace_back(static_cast<float>(p[0] * s * w), static_cast<float>(p[1] * s * w),
+                             static_cast<float>(p[2] * s * w), static_cast<float>(w));
+        }
+    points->changed(osg::GeoProperty::ValuesFieldMask);
+
+    const auto knots = [](const double* values, int count) {
+        std::vector<osg::Real32> result;
+        for (int k = 0; values && k < count; ++k)
+            result.push_back(static_cast<osg::Real32>(values[k]));
+        return result;
+    };
+    auto surface = osg::Surface::create();
+    surface->setControlPoints(points);
+    surface->removeCurves();
+    surface->setDimU(static_cast<osg::UInt32>(orderU - 1));
+    surface->setDimV(static_cast<osg::UInt32>(orderV - 1));
+    surface->setKnotsU(knots(nurbs->GetUKnotVector(), knotCountU));
+    surface->setKnotsV(knots(nurbs->GetVKnotVector(), knotCountV));
+    surface->setTransform(osg::Transform3D::create());
+    return surface;
 }
 
-osg::NodePtr ksQdxLoader::convertTrimmedNurbsSurface(QdxNode*) {
-    return osg::NullFC;
+osg::NodePtr ksQdxLoader::makeDrawableNode(QdxNode* node, const osg::DrawablePtr& drawable) {
+    QdxNodeAttribute* attribute = node->GetNodeAttribute();
+    QdxNode* owner = attribute ? attribute->GetNode(0) : nullptr;
+    drawable->setMaterial(convertMaterial(owner ? owner->GetMaterial(0) : nullptr));
+    osg::NodePtr result = osg::Node::create();
+    ksNodeUtils::setName(result, node->GetName(), true);
+    result->setCore(drawable);
+    return result;
 }
 
-osg::NodePtr ksQdxLoader::convertLine(QdxNode*) {
-    return osg::NullFC;
+osg::NodePtr ksQdxLoader::convertNurbsSurface(QdxNode* node) {
+    if (!node) {
+        std::printf("Invalid node\n");
+        return osg::NullFC;
+    }
+    if (osg::NodePtr existing = getNode(node)) return existing;
+    QdxNurbsSurface* nurbs = node->GetNurbsSurface();
+    if (!nurbs) {
+        std::printf("Failed to get NURBS Surface for node %s\n", node->GetName());
+        return osg::NullFC;
+    }
+    osg::SurfacePtr surface = convertNurbsSurface(nurbs);
+    if (!surface) return osg::NullFC;
+    return makeDrawableNode(node, surface);
 }
+
+osg::NodePtr ksQdxLoader::convertTrimmedNurbsSurface(QdxNode* node) {
+    if (osg::NodePtr existing = getNode(node)) return existing;
+    QdxTrimNurbsSurface* trimmed = node->GetTrimNurbsSurface();
+    if (!trimmed) {
+        ksLog::error("Failed to get trimmed nurbs surface %s", node->GetName());
+        return osg::NullFC;
+    }
+    QdxNurbsSurface* nurbs = trimmed->GetNurbsSurface();
+    if (!nurbs) {
+        ksLog::error("Failed to get nurbs surface from trimmed surface %s", node->GetName());
+        return osg::NullFC;
+    }
+    osg::SurfacePtr surface = convertNurbsSurface(nurbs);
+    if (!surface || nurbs->GetControlPointsCount() != trimmed->GetControlPointsCount())
+        return osg::NullFC;
+
+    for (int r = 0; r < trimmed->GetTrimRegionCount(); ++r)
+        for (int b = 0; b < trimmed->GetBoundaryCount(r); ++b) {
+            QdxBoundary* boundary = trimmed->GetBoundary(b, r);
+            if (!boundary) continue;
+            bool first = true;
+            for (int c = 0; c < boundary->GetCurveCount(); ++c) {
+                QdxNurbsCurve* curve = boundary->GetCurve(c);
+                if (!curve || curve->GetOrder() < 1) continue;
+                const int order = curve->GetOrder(), degree = order - 1;
+                const int knotCount = curve->GetKnotCount();
+                const int pointCount = curve->GetControlPointsCount();
+                curve->IsRational();
+                const int expected = pointCount + order +
+                                     (curve->GetType() == QdxNurbsCurve::ePeriodic ? degree : 0) +
+                                     (curve->GetType() == QdxNurbsCurve::eClosed ? 1 : 0);
+                if (knotCount != expected) {
+                    // The "calculated" count is the open curve's plus one, as
+                    // users of this report know it.
+                    std::printf("\nInconsistent number of control points!\n");
+                    std::printf("Number of knots: %d\n", knotCount);
+                    std::printf("Number of knots calculated: %d\n", pointCount + order + 1);
+                }
+                const double* knotValues = curve->GetKnotVector();
+                std::vector<osg::Real64> knots;
+                if (knotValues) knots.assign(knotValues, knotValues + std::max(knotCount, 0));
+                const QdxVector4* source = curve->GetControlPoints();
+                std::vector<osg::Pnt3f> points;
+                for (int k = 0; source && k < pointCount; ++k) {
+                    const QdxVector4& p = source[k];
+                    points.emplace_back(static_cast<float>(p[0] * p[3]),
+                                        static_cast<float>(p[1] * p[3]), static_cast<float>(p[3]));
+                }
+                surface->addCurve(static_cast<osg::UInt32>(degree), knots, points, first);
+                first = false;
+            }
+        }
+    return makeDrawableNode(node, surface);
+}
+
+osg::NodePtr ksQdxLoader::convertLine(QdxNode* node) {
+    QdxLine* line = node ? node->GetLine() : nullptr;
+    if (!line) return osg::NullFC;
+    const int endCount = line->GetEndPointCount();
+    std::printf("%d line endpoints\n", endCount);
+
+    auto types = osg::GeoPTypesUI8::create();
+    auto lengths = osg::GeoPLengthsUI32::create();
+    auto indices = osg::GeoIndicesUI32::create();
+    auto positions = osg::GeoPositions3f::create();
+    const int indexCount = line->GetIndexArraySize();
+    int start = 0;
+    for (int e = 0; e < endCount; ++e) {
+        const int end = line->GetEndPointAt(e);
+        osg::UInt32 length = 0;
+        for (int k = std::max(start, 0); k <= end && k < indexCount; ++k, ++length)
+            indices->editField().push_back(static_cast<osg::UInt32>(line->GetPointIndexAt(k)));
+        // A strip holds the indices it was given: an end beyond the index
+        // array or before its start shortens it.
+        if (length > 0) {
+            types->editField().push_back(osg::PrimLineStrip);
+            lengths->editField().push_back(length);
+        }
+        start = end + 1;
+    }
+    // Line points keep the file's unit, unlike meshes and surfaces.
+    const QdxVector4* points = line->GetControlPoints();
+    for (int i = 0; points && i < line->GetControlPointsCount(); ++i)
+        positions->editField().emplace_back(static_cast<float>(points[i][0]),
+                                            static_cast<float>(points[i][1]),
+                                            static_cast<float>(points[i][2]));
+    types->changed(osg::GeoProperty::ValuesFieldMask);
+    lengths->changed(osg::GeoProperty::ValuesFieldMask);
+    indices->changed(osg::GeoProperty::ValuesFieldMask);
+    positions->changed(osg::GeoProperty::ValuesFieldMask);
+
+    auto geometry = osg::Geometry::create();
+    geometry->setTypes(types);
+    geometry->setLengths(lengths);
+    geometry->setIndices(indices);
+    geometry->setPositions(positions);
+    return makeDrawableNode(node, geometry);
+}
+
+// ---------------------------------------------------------------------------
+// Animation, skins and vertex caches
 
 void ksQdxLoader::extractAnimations(QdxScene* scene) {
     if (!scene) return;
