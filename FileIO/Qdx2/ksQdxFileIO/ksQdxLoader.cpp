@@ -10,8 +10,10 @@
 #include <thread>
 
 #include <kestrel/ksAnimManager.h>
+#include <kestrel/ksConstraintManager.h>
 #include <kestrel/ksFile.h>
 #include <kestrel/ksInterfaceFactory.h>
+#include <kestrel/ksLights.h>
 #include <kestrel/ksLog.h>
 #include <kestrel/ksMaterials.h>
 #include <kestrel/ksNodeUtils.h>
@@ -19,12 +21,15 @@
 #include <kestrel/ksOptimize.h>
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/ksString.h>
+#include <kestrel/ksUberCameraPool.h>
+#include <kestrel/osg/Joint.h>
 #include <kestrel/osg/Matrix.h>
 #include <kestrel/osg/Quaternion.h>
 #include <kestrel/osg/SceneFileHandler.h>
 #include <kestrel/osg/Skin.h>
 #include <kestrel/osg/Surface.h>
 #include <kestrel/osg/Transform.h>
+#include <kestrel/osg/UberCamera.h>
 #include <kestrel/osg/UberLight.h>
 
 #include "ksQdxMetaData.h"
@@ -33,6 +38,11 @@
 using namespace qdxsdk;
 
 namespace {
+
+// Film sizes and offsets are inches in a Qdx camera, millimetres on the host.
+constexpr double kMmPerInch = 25.4;
+// Scene-unit width of an orthographic view at zoom 1, in centimetres.
+constexpr double kOrthoZoomSize = 30.0;
 
 constexpr QdxLayerElement::EType kDiffuseUV = QdxLayerElement::eTextureDiffuse;
 // Texture slot of vertex colours; UV sets use slots 0 to 4.
@@ -411,6 +421,14 @@ QdxFileTexture* findTexture(QdxSurfaceMaterial* material, const char* propertyNa
 
 } // namespace
 
+// A converted camera, its SDK node and the SDK nodes it looks at and up to.
+struct CameraTarget {
+    osg::NodePtr camera;
+    QdxNode* node = nullptr;
+    QdxNode* target = nullptr;
+    QdxNode* up = nullptr;
+};
+
 struct ksQdxLoader::Data {
     std::string fileName;
     std::string options;
@@ -427,6 +445,8 @@ struct ksQdxLoader::Data {
     std::vector<std::pair<osg::SkinAttachmentPtr,
                           std::vector<std::pair<QdxNode*, osg::DeformerClusterPtr>>>>
         clusterLinks;
+    // Cameras aimed at other nodes, linked once the whole tree exists.
+    std::vector<CameraTarget> cameraTargets;
     bool flush_transforms = false;
     bool importJoints = true;
     bool reduce_keyframes = true;
@@ -632,6 +652,7 @@ osg::NodePtr ksQdxLoader::read() {
     _d->convertedInstances.clear();
     _d->convertedNodes.clear();
     _d->clusterLinks.clear();
+    _d->cameraTargets.clear();
     _convertedNodes = 0;
     _totalNodes = root ? root->GetChildCount(true) : 0;
 
@@ -667,6 +688,7 @@ osg::NodePtr ksQdxLoader::read() {
     _d->textures.clear();
     _d->materials.clear();
     _d->clusterLinks.clear();
+    _d->cameraTargets.clear();
 
     if (_d->flush_transforms) ksOptimize::flushTransformations(node);
 
@@ -835,9 +857,12 @@ osg::NodePtr ksQdxLoader::convertNode(QdxNode* node) {
     if (_d->enable_metadata) ksQdxMetaData::addMetaDataFromQdxNode(node, result);
 
     // Geometry and surfaces carry the node's transform on their drawable.
+    // A light's converter has written its transform already, an area
+    // light's scaled with the unit.
     const osg::NodeCorePtr core = result->getCore();
-    if (osg::UberLightPtr::dcast(core) || osg::TransformPtr::dcast(core) ||
-        osg::GeometryPtr::dcast(core) || osg::SurfacePtr::dcast(core))
+    if (osg::UberLightPtr::dcast(core)) {
+    } else if (osg::TransformPtr::dcast(core) || osg::GeometryPtr::dcast(core) ||
+               osg::SurfacePtr::dcast(core))
         setTransformValues(node, result, 1.0);
     else
         std::printf("unknown type\n");
@@ -1211,18 +1236,135 @@ void ksQdxLoader::convertTextureProperties(QdxTexture* texture,
 }
 
 // ---------------------------------------------------------------------------
-// Attribute kinds and passes that later work fills in
+// Cameras, lights and skeletons
 
-osg::NodePtr ksQdxLoader::convertSkeleton(QdxNode*) {
-    return osg::NullFC;
+osg::NodePtr ksQdxLoader::convertLight(QdxNode* node) {
+    QdxLight* light = node->GetLight();
+    if (!light) return osg::NullFC;
+    const std::string name = node->GetName();
+    osg::NodePtr result;
+    bool area = false;
+    switch (light->LightType.Get()) {
+    case QdxLight::ePoint:
+        result = ksLights::createLight("PointLight", name);
+        break;
+    case QdxLight::eDirectional:
+        result = ksLights::createLight("DirectionalLight", name);
+        break;
+    case QdxLight::eSpot: {
+        const double inner = light->InnerAngle.Get(), outer = light->OuterAngle.Get();
+        result = ksLights::createLight("SpotLight", name);
+        ksLights::setConeAngle(result, static_cast<float>(inner * 0.5));
+        // A cone without a soft edge still gets a sliver of one.
+        ksLights::setPenumbraAngle(
+            result, outer - inner > 0.0 ? static_cast<float>((outer - inner) * 0.5) : 0.01f);
+        break;
+    }
+    case QdxLight::eArea:
+        area = true;
+        if (light->AreaLightShape.Get() == QdxLight::eSphere)
+            result = ksLights::createLight("SphericalLight", name);
+        else if (light->AreaLightShape.Get() == QdxLight::eRectangle)
+            result = ksLights::createLight("RectangularLight", name);
+        break;
+    case QdxLight::eVolume:
+        std::printf("Found volumetric light. Not supported so far!\n");
+        break;
+    default:
+        std::printf("Found unknown light type.\n");
+        break;
+    }
+    if (!result) return osg::NullFC;
+
+    const QdxDouble3 color = light->Color.Get();
+    const double intensity = light->Intensity.Get();
+    // Nominal intensity 100 with the host's attenuation law; area lights
+    // carry their brightness without the attenuation factor.
+    const double pi = 3.14159265358;
+    osg::UInt32 attenuation = 2;
+    double value = intensity * pi / 1000000.0;
+    switch (light->DecayType.Get()) {
+    case QdxLight::eNone:
+        attenuation = 0;
+        value = intensity * pi / 100.0;
+        break;
+    case QdxLight::eLinear:
+        attenuation = 1;
+        value = intensity * pi / 10000.0;
+        break;
+    default:
+        break;
+    }
+    if (area) value = intensity / 100.0;
+    ksLights::setAttenuation(result, attenuation);
+
+    const float shadow = light->CastShadows.Get() ? 1.f : 0.f;
+    const osg::Color3f diffuse(static_cast<float>(color[0]), static_cast<float>(color[1]),
+                               static_cast<float>(color[2]));
+    ksLights::setOn(result, light->CastLight.Get());
+    ksLights::setShadowIntensity(result, shadow);
+    ksLights::setGroundShadowIntensity(result, shadow);
+    ksLights::setLightScale(result, 1.f);
+    ksLights::setDiffuse(result, diffuse);
+    ksLights::setGlossy(result, diffuse);
+    ksLights::setLightValue(result, static_cast<float>(value));
+    ksLights::setLightScale(result, static_cast<float>(_unitScaleFactor));
+    // An area light's size is its scaling, which follows the unit.
+    setTransformValues(node, result, area ? _unitConversionFactor : 1.0);
+    return result;
 }
 
-osg::NodePtr ksQdxLoader::convertCamera(QdxNode*) {
-    return osg::NullFC;
+osg::NodePtr ksQdxLoader::convertCamera(QdxNode* node) {
+    QdxCamera* camera = node->GetCamera();
+    if (!camera) return osg::NullFC;
+    ksUberCameraPool& pool = ksUberCameraPool::the();
+    osg::NodePtr result = pool->createCameraNode(node->GetName(), pool->getRoot());
+    osg::UberCameraPtr core =
+        result ? osg::UberCameraPtr::dcast(result->getCore()) : osg::UberCameraPtr();
+    if (!core) return osg::NullFC;
+
+    const double s = _unitScaleFactor;
+    core->setProjectionMode(camera->ProjectionType.Get() != QdxCamera::ePerspective ? 1u : 0u);
+    core->setNear(static_cast<float>(camera->GetNearPlane() * s));
+    core->setFar(static_cast<float>(camera->GetFarPlane() * s));
+    switch (camera->GetApertureMode()) {
+    case QdxCamera::eHorizontal:
+    case QdxCamera::eFocalLength:
+        core->setFovMode(1);
+        break;
+    default:
+        core->setFovMode(0);
+        break;
+    }
+    // Film sizes and offsets come in inches, the host wants millimetres.
+    core->setSensorSize(osg::Vec2f(static_cast<float>(camera->FilmWidth.Get() * kMmPerInch),
+                                   static_cast<float>(camera->FilmHeight.Get() * kMmPerInch)));
+    core->setFocalLength(static_cast<float>(camera->FocalLength.Get()));
+    core->setMotionBlur(camera->UseMotionBlur.Get());
+    core->setDepthOfField(camera->UseDepthOfField.Get());
+    core->setFocusDistance(static_cast<float>(camera->FocusDistance.Get()));
+    core->setPrincipalPointOffset(
+        osg::Vec2f(static_cast<float>(camera->FilmOffsetX.Get() * kMmPerInch),
+                   static_cast<float>(camera->FilmOffsetY.Get() * kMmPerInch)));
+    core->setRoll(static_cast<float>(camera->Roll.Get()));
+    const auto h = static_cast<float>(camera->OrthoZoom.Get() * kOrthoZoomSize * s * 0.5);
+    core->setFrustumSides(osg::Vec4f(-h, h, -h, h));
+    core->setVisualizationScale(static_cast<float>(s));
+    core->changed(osg::UberCamera::CameraFieldMask);
+
+    if (QdxNode* target = node->GetTarget())
+        _d->cameraTargets.push_back({result, node, target, node->GetTargetUp()});
+    return result;
 }
 
-osg::NodePtr ksQdxLoader::convertLight(QdxNode*) {
-    return osg::NullFC;
+osg::NodePtr ksQdxLoader::convertSkeleton(QdxNode* node) {
+    if (osg::NodePtr instance = getNode(node)) return instance;
+    if (!_d->importJoints || !node->GetNodeAttribute()) return osg::NullFC;
+    osg::NodePtr joint = osg::Node::create();
+    joint->setCore(osg::Joint::create());
+    ksNodeUtils::setName(joint, node->GetName(), true);
+    // convertNode records the joint under its attribute for later instances.
+    return joint;
 }
 
 // ---------------------------------------------------------------------------
@@ -1499,7 +1641,18 @@ bool ksQdxLoader::getSkinWeights(QdxNode* node, const osg::NodePtr&,
     return true;
 }
 
-void ksQdxLoader::updateCameraTargets(const osg::NodePtr&) {}
+void ksQdxLoader::updateCameraTargets(const osg::NodePtr&) {
+    auto converted = [this](QdxNode* node, std::vector<osg::NodePtr>& into) {
+        auto found = node ? _d->convertedNodes.find(node) : _d->convertedNodes.end();
+        if (found != _d->convertedNodes.end()) into.push_back(found->second);
+    };
+    for (const CameraTarget& entry : _d->cameraTargets) {
+        std::vector<osg::NodePtr> targets, ups;
+        converted(entry.target, targets);
+        converted(entry.up, ups);
+        ksConstraintManager::the()->createAimConstraint(targets, ups, entry.camera, false);
+    }
+}
 
 void ksQdxLoader::updateDeformerClusterNodes(const osg::NodePtr&) {
     for (const auto& [attachment, links] : _d->clusterLinks) {
