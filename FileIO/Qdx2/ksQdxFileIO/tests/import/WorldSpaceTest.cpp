@@ -31,11 +31,7 @@ Corners expectedCorners(const std::string& path, const HostSetting& host) {
     QdxScene* scene = QdxScene::Create(manager, "");
     QdxImporter* importer = QdxImporter::Create(manager, "");
     EXPECT_TRUE(importer->Initialize(path.c_str()) && importer->Import(scene));
-    (host.up == 1 ? QdxAxisSystem::ToveZUp : QdxAxisSystem::ToveYUp).ConvertScene(scene);
-    (host.unit == 4   ? QdxSystemUnit::m
-     : host.unit == 2 ? QdxSystemUnit::cm
-                      : QdxSystemUnit::mm)
-        .ConvertScene(scene);
+    convertLikeHost(scene, host.unit, host.up);
     for (int i = 0; i < scene->GetNodeCount(); ++i) {
         QdxNode* node = scene->GetNode(i);
         QdxMesh* mesh = node->GetMesh();

@@ -164,6 +164,14 @@ Imported PluginTest::import(const std::string& path, const std::string& cwd) {
     return result;
 }
 
+void convertLikeHost(QdxScene* scene, int unit, int up) {
+    (up == 1 ? QdxAxisSystem::ToveZUp : QdxAxisSystem::ToveYUp).ConvertScene(scene);
+    (unit == 4   ? QdxSystemUnit::m
+     : unit == 2 ? QdxSystemUnit::cm
+                 : QdxSystemUnit::mm)
+        .ConvertScene(scene);
+}
+
 QdxNode* addMesh(QdxScene* scene, QdxNode* parent, const std::string& name,
                  const std::vector<QdxVector4>& points,
                  const std::vector<std::vector<int>>& polygons) {

@@ -73,6 +73,10 @@ protected:
     std::string printed;
 };
 
+// Converts an SDK scene to the axes and unit that the host's settings name
+// (unit code 4 metres, 2 centimetres, else millimetres; up 1 Z, else Y).
+void convertLikeHost(qdxsdk::QdxScene* scene, int unit, int up);
+
 // A mesh node below parent with the given control points and polygons.
 qdxsdk::QdxNode* addMesh(qdxsdk::QdxScene* scene, qdxsdk::QdxNode* parent, const std::string& name,
                          const std::vector<qdxsdk::QdxVector4>& points,
