@@ -20,6 +20,7 @@
 #include <kestrel/osg/UberLight.h>
 #include <kestrel/osg/UberMaterial.h>
 
+#include "DeformableReport.h"
 #include "SceneWalk.h"
 
 using namespace osg;
@@ -149,19 +150,11 @@ json describeNode(const NodePtr& node) {
     if (auto g = GeometryPtr::dcast(core)) {
         j["geometry"] = describeGeometry(g);
         if (ksNodeUtils::isShellGeometry(node)) j["shell"] = true;
-        if (auto skin = g->findAttachment<SkinAttachment>())
-            j["skinClusters"] = skin->getJoints().size();
+        if (auto skin = g->findAttachment<SkinAttachment>()) j["skin"] = describeSkin(skin);
         if (auto cache = g->findAttachment<TimeShapeCache>())
-            j["vertexCacheFrames"] = cache->getShapes().size();
+            j["vertexCache"] = describeVertexCache(cache);
     }
-    if (auto s = SurfacePtr::dcast(core)) {
-        json sj;
-        sj["degree"] = {s->getDimU(), s->getDimV()};
-        sj["controlPoints"] = s->getControlPoints() ? s->getControlPoints()->size() : 0;
-        sj["trimCurves"] = s->getNumCurves();
-        sj["trimLoops"] = s->getCurvesPerLoop().size();
-        j["surface"] = sj;
-    }
+    if (auto s = SurfacePtr::dcast(core)) j["surface"] = describeSurface(s);
     if (auto l = UberLightPtr::dcast(core)) {
         static const char* types[] = {"point",       "directional", "spot",
                                       "rectangular", "spherical",   "disk"};
@@ -258,12 +251,7 @@ void printNode(std::ostream& os, const json& n, const std::string& indent) {
         }
         os << ", " << g["colors"] << " colours\n";
     }
-    if (n.contains("surface")) {
-        const json& s = n["surface"];
-        os << in << "surface degree " << fmt(s["degree"]) << ", " << s["controlPoints"]
-           << " control points, " << s["trimCurves"] << " trim curves in " << s["trimLoops"]
-           << " loops\n";
-    }
+    printDeformables(os, n, in);
     if (n.contains("material")) {
         const json& m = n["material"];
         os << in << "material \"" << m["name"].get<std::string>() << "\" ("
@@ -286,9 +274,6 @@ void printNode(std::ostream& os, const json& n, const std::string& indent) {
         os << in << c["projection"].get<std::string>() << " camera, focal length "
            << fmt(c["focalLength"]) << " mm, sensor " << fmt(c["sensorSize"]) << " mm\n";
     }
-    if (n.contains("skinClusters")) os << in << "skin: " << n["skinClusters"] << " clusters\n";
-    if (n.contains("vertexCacheFrames"))
-        os << in << "vertex cache: " << n["vertexCacheFrames"] << " frames\n";
     if (n.contains("animation"))
         os << in << "animation: " << n["animation"]["curves"] << " curves, "
            << n["animation"]["keys"] << " keys\n";
