@@ -262,6 +262,10 @@ bool QdxSystemUnit::ConvertScene(QdxScene* scene, const ConversionOptions& optio
             for (int k = 0; k < 3; ++k)
                 p[i][k] *= f;
     }
+    // Cache points are read later: record the scale they must follow.
+    const QdxAMatrix scale(QdxVector4(0, 0, 0), QdxVector4(0, 0, 0), QdxVector4(f, f, f));
+    for (QdxVertexCacheDeformer* cache : Members<QdxVertexCacheDeformer>(scene))
+        cache->PointTransform.Set(scale * cache->PointTransform.Get());
     for (QdxCamera* cam : Members<QdxCamera>(scene)) {
         ScaleProperty(cam->Position, f);
         ScaleProperty(cam->InterestPosition, f);

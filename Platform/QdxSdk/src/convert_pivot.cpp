@@ -60,6 +60,21 @@ void BakeGeometry(QdxNode* n, const QdxAMatrix& change) {
         QdxVector4 q = change.MultT(p[i]);
         p[i] = QdxVector4(q[0], q[1], q[2], p[i][3]);
     }
+    // Cache points follow the control points; skin bind poses take the
+    // inverse change so that bind * point stays where it was.
+    if (auto* geometry = QdxCast<QdxGeometry>(g)) {
+        QdxAMatrix undo = change.Inverse();
+        for (int d = 0; d < geometry->GetDeformerCount(); ++d) {
+            QdxDeformer* deformer = geometry->GetDeformer(d);
+            if (auto* cache = QdxCast<QdxVertexCacheDeformer>(deformer))
+                cache->PointTransform.Set(change * cache->PointTransform.Get());
+            if (auto* skin = QdxCast<QdxSkin>(deformer))
+                for (int c = 0; c < skin->GetClusterCount(); ++c) {
+                    QdxCluster* cl = skin->GetCluster(c);
+                    cl->TransformMatrix.Set(cl->TransformMatrix.Get() * undo);
+                }
+        }
+    }
     // Normals follow the inverse transpose, keeping their length.
     QdxAMatrix nm = change.Inverse().Transpose();
     for (int l = 0; l < g->GetLayerCount(); ++l) {

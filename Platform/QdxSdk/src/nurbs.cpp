@@ -144,6 +144,29 @@ bool QdxNurbsCurve::IsRational() const {
     return AnyWeightOtherThanOne(*this);
 }
 
+int QdxNurbsCurve::GetEffectiveControlPointsCount() const {
+    int count = QdxGeometryBase::GetControlPointsCount();
+    if (count <= 0) return 0;
+    switch (GetType()) {
+    case ePeriodic:
+        return count + std::max(GetOrder() - 1, 0);
+    case eClosed:
+        return count + 1;
+    default:
+        return count;
+    }
+}
+
+std::vector<QdxVector4> QdxNurbsCurve::GetEffectiveControlPoints() const {
+    const QdxVector4* p = GetControlPoints();
+    size_t count = static_cast<size_t>(std::max(QdxGeometryBase::GetControlPointsCount(), 0));
+    std::vector<QdxVector4> out;
+    out.reserve(static_cast<size_t>(GetEffectiveControlPointsCount()));
+    for (size_t i = 0; i < static_cast<size_t>(GetEffectiveControlPointsCount()); ++i)
+        out.push_back(p[i % count]);
+    return out;
+}
+
 QDX_IMPLEMENT_OBJECT(QdxBoundary, QdxGeometry, "QdxBoundary")
 QdxBoundary::QdxBoundary(QdxManager& m, const char* name) : QdxGeometry(m, name) {
     Curves = AddProperty(QdxReferenceDT, "Curves", std::monostate());
@@ -158,6 +181,12 @@ int QdxBoundary::GetCurveCount() const {
 }
 QdxNurbsCurve* QdxBoundary::GetCurve(int index) const {
     return Curves.GetSrcObject<QdxNurbsCurve>(index);
+}
+std::vector<int> QdxBoundary::GetCurvePointCounts() const {
+    std::vector<int> counts;
+    for (int c = 0; c < GetCurveCount(); ++c)
+        counts.push_back(GetCurve(c)->GetEffectiveControlPointsCount());
+    return counts;
 }
 
 QDX_IMPLEMENT_OBJECT(QdxTrimNurbsSurface, QdxGeometry, "QdxTrimNurbsSurface")

@@ -1,11 +1,18 @@
 // Deformers: skins with their clusters, and vertex-cache records.
 #pragma once
 
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "qdxsdk/attributes.h"
+#include "qdxsdk/time.h"
 
 namespace qdxsdk {
 
 class QdxNode;
+class QdxGeometry;
+class QdxPointCache;
 
 class QdxDeformer : public QdxObject {
     QDX_DECLARE_ABSTRACT(QdxDeformer)
@@ -51,19 +58,67 @@ public:
     bool AddCluster(QdxCluster* cluster);
     int GetClusterCount() const;
     QdxCluster* GetCluster(int index) const;
+    // The geometry this skin deforms (the first that holds it), or null.
+    QdxGeometry* GetGeometry() const;
+    // World-space positions of the geometry's control points at a time by
+    // linear blending: the sum over clusters of
+    // w * Link(t) * inverse(TransformLinkMatrix) * TransformMatrix * p,
+    // divided by the point's weight total in normalize mode. A point no
+    // cluster weighs stays with its node: global(t) * geometric * p.
+    // False when the skin deforms no geometry.
+    bool EvaluateDeformedPoints(QdxTime time, std::vector<QdxVector4>& points) const;
     QdxPropertyT<int> SkinningType;
     QdxPropertyT<double> DeformAccuracy;
 };
 
-// A vertex-cache deformer record: where the cache is and its format.
+// A vertex-cache deformer: control point positions over time from a cache
+// file beside the scene. Cache points are in the geometry's local space as
+// the file has them; PointTransform maps them to the geometry's current
+// space and is kept up to date by the scene's unit conversion and by pivot
+// conversion's geometric bakes, so GetFramePoints always returns points
+// that match the geometry's control points.
 class QdxVertexCacheDeformer : public QdxDeformer {
     QDX_DECLARE_OBJECT(QdxVertexCacheDeformer)
 public:
-    enum ECacheFormat { eUnknownFormat = 0, eChannelCache = 1, eToveCache = 2, ePC2 = 3 };
+    // The numbers are part of the file formats.
+    enum ECacheFormat { eUnknownFormat = 0, ePC2 = 1, eToveCache = 2 };
     EDeformerType GetDeformerType() const override { return eVertexCache; }
+
+    void SetCacheFile(const std::string& fileName, ECacheFormat format,
+                      const std::string& channel = std::string());
+    std::string GetCacheFileName() const;
+    ECacheFormat GetCacheFileFormat() const;
+    // The cache file's path: as recorded when absolute or when folder is
+    // empty, else relative to folder (the scene file's folder).
+    std::string ResolveCacheFileName(const std::string& folder) const;
+
+    // Converts a Tove cache to a point cache file at frameRate, written
+    // beside it with the extension ".pc2", and points the deformer at that
+    // file (format PC2). True without work when the format is already PC2.
+    bool ConvertFromToveToPC2(double frameRate, QdxStatus& status,
+                              const std::string& folder = std::string());
+
+    // Reads the cache file whole. A Tove cache is resampled at frameRate.
+    bool OpenFileForRead(QdxStatus& status, const std::string& folder = std::string(),
+                         double frameRate = 30.0);
+    bool IsOpen() const { return mCache != nullptr; }
+    void CloseFile() { mCache.reset(); }
+    // The open cache, as read (points untransformed), or null.
+    const QdxPointCache* GetPointCache() const { return mCache.get(); }
+    // Frames of the open cache: first, last and sample count (0 when closed).
+    double GetStartFrame() const;
+    double GetEndFrame() const;
+    int GetSampleCount() const;
+    // Points of the open cache at a frame, through PointTransform.
+    bool GetFramePoints(double frame, std::vector<QdxVector4>& points) const;
+
     QdxPropertyT<QdxString> CacheFileName, Channel;
     QdxPropertyT<int> CacheFileFormat;
     QdxPropertyT<bool> Active;
+    QdxPropertyT<QdxAMatrix> PointTransform;
+
+private:
+    std::shared_ptr<QdxPointCache> mCache;
 };
 
 } // namespace qdxsdk

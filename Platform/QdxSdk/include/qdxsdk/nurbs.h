@@ -2,6 +2,8 @@
 // boundaries.
 #pragma once
 
+#include <vector>
+
 #include "qdxsdk/geometry_base.h"
 
 namespace qdxsdk {
@@ -79,6 +81,12 @@ public:
     double* GetKnotVector();
     bool IsRational() const;
     static int KnotCountFor(int count, int order, EType type);
+    // Points of the curve written as an open curve over the same knots: a
+    // periodic curve repeats its first (order - 1) points, a closed one its
+    // first point; an open curve's own points. Its count is always
+    // GetKnotCount() - GetOrder() for a consistent curve.
+    int GetEffectiveControlPointsCount() const;
+    std::vector<QdxVector4> GetEffectiveControlPoints() const;
     QdxPropertyT<int> Order, CurveType, Dimension;
     using QdxGeometryBase::InitControlPoints;
 
@@ -95,6 +103,8 @@ public:
     bool AddCurve(QdxNurbsCurve* curve);
     int GetCurveCount() const;
     QdxNurbsCurve* GetCurve(int index) const;
+    // Effective control point count of each curve, in curve order.
+    std::vector<int> GetCurvePointCounts() const;
     QdxProperty Curves;
 };
 
