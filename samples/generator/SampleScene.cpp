@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "SampleCaches.h"
 #include "qdxsdk/qdxsdk.h"
 
 using namespace qdxsdk;
@@ -228,6 +229,36 @@ void addSurfacesLinesAndSkin(QdxScene* scene, QdxNode* root) {
     chain[2]->LclRotation.Set(QdxDouble3(0, 0, 25));
 }
 
+// Two vertex-cached grids behind the car (see SampleCaches.h): a flag whose
+// cache is a point cache and a pool surface whose cache is a Tove cache.
+void addCachedGrids(QdxScene* scene, QdxNode* root) {
+    QdxSurfacePhong* cloth = QdxSurfacePhong::Create(scene, "Cloth");
+    cloth->Diffuse.Set(QdxDouble3(0.2, 0.3, 0.8));
+    cloth->DiffuseFactor.Set(1.0);
+    const Polygons polygons = gridPolygons();
+    const struct {
+        const char* name;
+        std::vector<QdxVector4> points;
+        const char* file;
+        QdxVertexCacheDeformer::ECacheFormat format;
+        QdxDouble3 at;
+    } grids[] = {
+        {"Flag", flagPoints(0.0), kFlagCacheFile, QdxVertexCacheDeformer::ePC2,
+         QdxDouble3(-40, 120, -180)},
+        {"Pool", poolPoints(0.0), kPoolCacheFile, QdxVertexCacheDeformer::eToveCache,
+         QdxDouble3(160, 2, -150)},
+    };
+    for (const auto& g : grids) {
+        QdxMesh* mesh = makeMesh(scene, g.name, g.points, polygons);
+        addCornerNormals(mesh, g.points, polygons);
+        auto* cache =
+            QdxVertexCacheDeformer::Create(scene, (std::string(g.name) + "Cache").c_str());
+        cache->SetCacheFile(g.file, g.format);
+        mesh->AddDeformer(cache);
+        makeNode(scene, root, g.name, mesh, g.at)->AddMaterial(cloth);
+    }
+}
+
 } // namespace
 
 void buildShowroom(QdxScene* scene, const std::string& textureDir) {
@@ -422,6 +453,7 @@ void buildShowroom(QdxScene* scene, const std::string& textureDir) {
     helper->AddMaterial(lamp);
     helper->SetVisibility(false);
     addSurfacesLinesAndSkin(scene, root);
+    addCachedGrids(scene, root);
 }
 
 } // namespace samples

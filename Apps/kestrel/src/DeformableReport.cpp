@@ -47,6 +47,7 @@ json describeSkin(const SkinAttachmentPtr& skin) {
 json describeVertexCache(const TimeShapeCachePtr& cache) {
     const auto& shapes = cache->getShapes();
     json j;
+    j["name"] = cache->getName();
     j["frames"] = shapes.size();
     j["points"] = shapes.empty() ? 0 : shapes.front()->getPositions().size();
     if (!shapes.empty()) j["seconds"] = {shapes.front()->getTime(), shapes.back()->getTime()};
@@ -78,8 +79,10 @@ void printDeformables(std::ostream& os, const json& n, const std::string& indent
     }
     if (n.contains("vertexCache")) {
         const json& c = n["vertexCache"];
-        os << indent << "vertex cache: " << c["frames"] << " frames of " << c["points"]
-           << " points";
+        os << indent << "vertex cache";
+        if (c.contains("name") && !c["name"].get<std::string>().empty())
+            os << " " << c["name"].get<std::string>();
+        os << ": " << c["frames"] << " frames of " << c["points"] << " points";
         if (c.contains("seconds"))
             os << ", " << c["seconds"][0].get<double>() << " s to " << c["seconds"][1].get<double>()
                << " s";

@@ -18,7 +18,8 @@ nlohmann::json describeSurface(const osg::SurfacePtr& surface);
 // Per cluster: the linked joint's name (null when unlinked), its weighted
 // vertices and the sum of its weights.
 nlohmann::json describeSkin(const osg::SkinAttachmentPtr& skin);
-// Frames, points per frame, and the first and last frame's time in seconds.
+// Its name, frames, points per frame, and the first and last frame's time
+// in seconds.
 nlohmann::json describeVertexCache(const osg::TimeShapeCachePtr& cache);
 
 // The tree lines for a node description's "surface", "skin" and

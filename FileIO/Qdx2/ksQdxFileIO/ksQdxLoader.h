@@ -118,7 +118,14 @@ private:
     // Animation, skins and vertex caches.
     void extractAnimations(qdxsdk::QdxScene* scene);
     void convertAnimations(qdxsdk::QdxNode* node, const osg::NodePtr& target);
+    // Opens the first vertex cache of every geometry, a Tove cache first
+    // converted to a point cache beside it at the scene's frame rate (read
+    // directly when that cannot be written). Failures are logged; the
+    // meshes still import, without vertex animation.
     void preparePointCacheData(qdxsdk::QdxScene* scene);
+    // Gives geometry a TimeShapeCache named "<node>_VertexAnim" with one
+    // shape per cached frame: positions per vertex in the host's unit,
+    // normals recomputed from each frame. True when it did.
     bool createAnimationCurvesFromVertexCache(qdxsdk::QdxNode* node, const osg::NodePtr& target,
                                               const osg::GeometryPtr& geometry,
                                               const ControlPointMap& vertices,
