@@ -61,8 +61,9 @@ TEST(AppImport, SampleSceneTreeFromAnotherFolder) {
     EXPECT_EQ(parse(j.out)["name"], "showroom");
 }
 
-TEST(AppImport, FreshSampleShowsSurfacesLinesAndSkins) {
-    // Generated now, so that the view follows the generator's content.
+TEST(AppImport, FreshSampleShowsSurfacesLinesSkinsAndCaches) {
+    // Generated now, so that the view follows the generator's content; the
+    // caches are found beside the scene from any current folder.
     const fs::path dir =
         fs::temp_directory_path() / ("kestrel-sample-" + std::to_string(::getpid()));
     fs::create_directories(dir);
@@ -75,7 +76,9 @@ TEST(AppImport, FreshSampleShowsSurfacesLinesAndSkins) {
          {"Tube [Surface]", "surface degree (3 3), knots (13 8), 36 control points (9x4)",
           "2 trim curves in 2 loops", "trim loop 1: [degree 2, 11 knots, 6 points]",
           "Rope [Geometry]", "2 primitives (2 line strip), 7 vertices", "SkinnedArm [Geometry]",
-          "skin: 3 clusters", ": 22 weights, sum 12"})
+          "skin: 3 clusters", ": 22 weights, sum 12", "Flag [Geometry]",
+          "vertex cache Flag_VertexAnim: 49 frames of 128 points, 0 s to 2 s", "Pool [Geometry]",
+          "vertex cache Pool_VertexAnim: 49 frames of 128 points, 0 s to 2 s"})
         EXPECT_NE(r.out.find(text), std::string::npos) << text << "\n" << r.out;
 }
 
