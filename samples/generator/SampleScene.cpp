@@ -1,8 +1,11 @@
 #include "SampleScene.h"
 
+#include <algorithm>
 #include <cmath>
+#include <string>
 #include <vector>
 
+#include "SampleCaches.h"
 #include "qdxsdk/qdxsdk.h"
 
 using namespace qdxsdk;
@@ -237,6 +240,145 @@ void addUserProperties(QdxNode* root, QdxNode* body, QdxSurfaceMaterial* paint) 
         userProperty(root, QdxStringDT, label).Set(QdxString(text));
 }
 
+// Surfaces, a polyline and a skinned arm beside the car: a tube periodic
+// around its axis, a trimmed panel with two holes, a polyline of two strips,
+// and a strip of quads bound to the scene's three-joint skeleton (or to a
+// chain of its own when the scene has none), bent away from its bind pose.
+void addSurfacesLinesAndSkin(QdxScene* scene, QdxNode* root) {
+    auto* tube = QdxNurbsSurface::Create(scene, "TubeSurface");
+    tube->SetOrder(4, 4);
+    tube->InitControlPoints(6, QdxNurbsSurface::ePeriodic, 4, QdxNurbsSurface::eOpen);
+    for (int j = 0; j < 4; ++j)
+        for (int i = 0; i < 6; ++i) {
+            const double a = i * 2 * M_PI / 6, r = 12 + 3 * (j % 2);
+            tube->SetControlPointAt(QdxVector4(r * std::cos(a), j * 10.0, r * std::sin(a)),
+                                    j * 6 + i);
+        }
+    for (int k = 0; k < tube->GetUKnotCount(); ++k)
+        tube->GetUKnotVector()[k] = k;
+    for (int k = 0; k < tube->GetVKnotCount(); ++k)
+        tube->GetVKnotVector()[k] = k < 4 ? 0.0 : 1.0;
+    makeNode(scene, root, "Tube", tube, QdxDouble3(-180, 0, 120));
+
+    auto* panel = QdxNurbsSurface::Create(scene, "PanelSurface");
+    panel->SetOrder(2, 2);
+    panel->InitControlPoints(2, QdxNurbsSurface::eOpen, 2, QdxNurbsSurface::eOpen);
+    for (int i = 0; i < 4; ++i)
+        panel->SetControlPointAt(QdxVector4((i % 2) * 60.0, (i / 2) * 40.0, 0), i);
+    for (double* knots : {panel->GetUKnotVector(), panel->GetVKnotVector()})
+        for (int k = 0; k < 4; ++k)
+            knots[k] = k < 2 ? 0.0 : 1.0;
+    auto* trimmed = QdxTrimNurbsSurface::Create(scene, "Panel");
+    trimmed->SetNurbsSurface(panel);
+    trimmed->BeginTrimRegion();
+    for (double cu : {0.3, 0.7}) {
+        // Each hole: a periodic circle-like arc closed by a straight segment.
+        auto* boundary = QdxBoundary::Create(scene, "");
+        auto* arc = QdxNurbsCurve::Create(scene, "");
+        arc->SetDimension(QdxNurbsCurve::e2D);
+        arc->SetOrder(3);
+        arc->InitControlPoints(6, QdxNurbsCurve::ePeriodic);
+        for (int i = 0; i < 6; ++i)
+            arc->SetControlPointAt(QdxVector4(cu + 0.12 * std::cos(i * M_PI / 3),
+                                              0.5 + 0.2 * std::sin(i * M_PI / 3), 0, 1),
+                                   i);
+        for (int k = 0; k < arc->GetKnotCount(); ++k)
+            arc->GetKnotVector()[k] = k;
+        boundary->AddCurve(arc);
+        trimmed->AddBoundary(boundary);
+    }
+    trimmed->EndTrimRegion();
+    makeNode(scene, root, "TrimmedPanel", trimmed, QdxDouble3(150, 0, 150));
+
+    auto* line = QdxLine::Create(scene, "RopeLine");
+    line->InitControlPoints(6);
+    for (int i = 0; i < 6; ++i)
+        line->SetControlPointAt(QdxVector4(i * 20.0, 90 + 10 * (i % 2), 0), i);
+    for (int index : {0, 1, 2, 3, 3, 4, 5})
+        line->AddPointIndex(index);
+    line->AddEndPoint(3);
+    line->AddEndPoint(6);
+    makeNode(scene, root, "Rope", line, QdxDouble3(-60, 0, -150));
+
+    // The skeleton: the first root joint's chain, else a chain of our own.
+    std::vector<QdxNode*> chain;
+    for (int i = 0; i < scene->GetNodeCount() && chain.empty(); ++i)
+        if (auto* bone = scene->GetNode(i)->GetSkeleton();
+            bone && bone->GetSkeletonType() == QdxSkeleton::eRoot)
+            for (QdxNode* n = scene->GetNode(i); n && chain.size() < 3;
+                 n = n->GetChildCount() > 0 ? n->GetChild(0) : nullptr)
+                chain.push_back(n);
+    if (chain.size() < 3) {
+        chain.clear();
+        QdxNode* parent = root;
+        for (int i = 0; i < 3; ++i) {
+            auto* bone = QdxSkeleton::Create(scene, "");
+            bone->SetSkeletonType(i == 0 ? QdxSkeleton::eRoot : QdxSkeleton::eLimbNode);
+            const std::string name = "ArmJoint" + std::to_string(i);
+            parent = makeNode(scene, parent, name.c_str(), bone,
+                              QdxDouble3(i == 0 ? 180 : 30, i == 0 ? 20 : 0, i == 0 ? -120 : 0));
+            chain.push_back(parent);
+        }
+    }
+    std::vector<QdxVector4> points;
+    Polygons quads;
+    const QdxAMatrix start = chain[0]->EvaluateGlobalTransform();
+    for (int i = 0; i <= 12; ++i)
+        for (double z : {-4.0, 4.0}) {
+            const QdxVector4 local(i * 6.0, 0, z);
+            points.push_back(start.MultT(local));
+        }
+    for (int i = 1; i <= 12; ++i)
+        quads.push_back({2 * i - 2, 2 * i, 2 * i + 1, 2 * i - 1});
+    QdxMesh* armMesh = makeMesh(scene, "ArmMesh", points, quads);
+    QdxNode* arm = makeNode(scene, root, "SkinnedArm", armMesh, QdxDouble3(0, 0, 0));
+    auto* skin = QdxSkin::Create(scene, "ArmSkin");
+    for (int j = 0; j < 3; ++j) {
+        auto* cluster = QdxCluster::Create(scene, "");
+        cluster->SetLink(chain[static_cast<size_t>(j)]);
+        cluster->SetTransformMatrix(arm->EvaluateGlobalTransform());
+        cluster->SetTransformLinkMatrix(chain[static_cast<size_t>(j)]->EvaluateGlobalTransform());
+        for (int p = 0; p < static_cast<int>(points.size()); ++p) {
+            const double w = std::max(0.0, 1.0 - std::abs((p / 2) / 6.0 - j));
+            if (w > 0) cluster->AddControlPointIndex(p, w);
+        }
+        skin->AddCluster(cluster);
+    }
+    armMesh->AddDeformer(skin);
+    chain[1]->LclRotation.Set(QdxDouble3(0, 0, 30));
+    chain[2]->LclRotation.Set(QdxDouble3(0, 0, 25));
+}
+
+// Two vertex-cached grids behind the car (see SampleCaches.h): a flag whose
+// cache is a point cache and a pool surface whose cache is a Tove cache.
+void addCachedGrids(QdxScene* scene, QdxNode* root) {
+    QdxSurfacePhong* cloth = QdxSurfacePhong::Create(scene, "Cloth");
+    cloth->Diffuse.Set(QdxDouble3(0.2, 0.3, 0.8));
+    cloth->DiffuseFactor.Set(1.0);
+    const Polygons polygons = gridPolygons();
+    const struct {
+        const char* name;
+        std::vector<QdxVector4> points;
+        const char* file;
+        QdxVertexCacheDeformer::ECacheFormat format;
+        QdxDouble3 at;
+    } grids[] = {
+        {"Flag", flagPoints(0.0), kFlagCacheFile, QdxVertexCacheDeformer::ePC2,
+         QdxDouble3(-40, 120, -180)},
+        {"Pool", poolPoints(0.0), kPoolCacheFile, QdxVertexCacheDeformer::eToveCache,
+         QdxDouble3(160, 2, -150)},
+    };
+    for (const auto& g : grids) {
+        QdxMesh* mesh = makeMesh(scene, g.name, g.points, polygons);
+        addCornerNormals(mesh, g.points, polygons);
+        auto* cache =
+            QdxVertexCacheDeformer::Create(scene, (std::string(g.name) + "Cache").c_str());
+        cache->SetCacheFile(g.file, g.format);
+        mesh->AddDeformer(cache);
+        makeNode(scene, root, g.name, mesh, g.at)->AddMaterial(cloth);
+    }
+}
+
 } // namespace
 
 void buildShowroom(QdxScene* scene, const std::string& textureDir) {
@@ -433,6 +575,8 @@ void buildShowroom(QdxScene* scene, const std::string& textureDir) {
 
     addCamerasLightsAndSkeleton(scene, showroom, car, turntableNode);
     addUserProperties(root, bodyNode, paint);
+    addSurfacesLinesAndSkin(scene, root);
+    addCachedGrids(scene, root);
 }
 
 } // namespace samples

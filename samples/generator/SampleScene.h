@@ -7,7 +7,8 @@
 // another place (a duplicate); a turntable mesh with two materials; a car
 // body with two UV sets, an indexed light-map set and vertex colours; a floor
 // whose UVs and normals are stored per control point; textured materials
-// whose images live in a "textures" folder; an invisible node.
+// whose images live in a "textures" folder; an invisible node; and two
+// vertex-cached grids whose caches live in a "caches" folder.
 #include <string>
 
 namespace qdxsdk {

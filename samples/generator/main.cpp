@@ -1,12 +1,14 @@
 // Writes the bundled sample scenes:
 //   qdx_sample_generator OUTPUT_DIR
 // OUTPUT_DIR receives showroom.qdx (binary) and showroom-text.qdx (text),
-// and the texture images in OUTPUT_DIR/textures.
+// the texture images in OUTPUT_DIR/textures and the vertex caches in
+// OUTPUT_DIR/caches.
 #include <cstdio>
 #include <string>
 
 #include <kestrel/ksFile.h>
 
+#include "SampleCaches.h"
 #include "SampleImages.h"
 #include "SampleScene.h"
 #include "qdxsdk/qdxsdk.h"
@@ -32,7 +34,8 @@ int main(int argc, char** argv) {
     }
     const std::string dir = argv[1];
     std::string error;
-    if (!samples::writeSampleImages(ksFile::join(dir, "textures"), error)) {
+    if (!samples::writeSampleImages(ksFile::join(dir, "textures"), error) ||
+        !samples::writeSampleCaches(dir, error)) {
         std::fprintf(stderr, "%s\n", error.c_str());
         return 1;
     }

@@ -22,6 +22,7 @@
 
 #include "CameraLightView.h"
 #include "MetadataView.h"
+#include "DeformableReport.h"
 #include "SceneWalk.h"
 
 using namespace osg;
@@ -152,19 +153,11 @@ json describeNode(const NodePtr& node) {
     if (auto g = GeometryPtr::dcast(core)) {
         j["geometry"] = describeGeometry(g);
         if (ksNodeUtils::isShellGeometry(node)) j["shell"] = true;
-        if (auto skin = g->findAttachment<SkinAttachment>())
-            j["skinClusters"] = skin->getJoints().size();
+        if (auto skin = g->findAttachment<SkinAttachment>()) j["skin"] = describeSkin(skin);
         if (auto cache = g->findAttachment<TimeShapeCache>())
-            j["vertexCacheFrames"] = cache->getShapes().size();
+            j["vertexCache"] = describeVertexCache(cache);
     }
-    if (auto s = SurfacePtr::dcast(core)) {
-        json sj;
-        sj["degree"] = {s->getDimU(), s->getDimV()};
-        sj["controlPoints"] = s->getControlPoints() ? s->getControlPoints()->size() : 0;
-        sj["trimCurves"] = s->getNumCurves();
-        sj["trimLoops"] = s->getCurvesPerLoop().size();
-        j["surface"] = sj;
-    }
+    if (auto s = SurfacePtr::dcast(core)) j["surface"] = describeSurface(s);
     if (UberLightPtr::dcast(core)) j["light"] = describeLight(node);
     if (UberCameraPtr::dcast(core)) j["camera"] = describeCamera(node);
     if (json metadata = describeMetadata(node); !metadata.is_null()) j["metadata"] = metadata;
@@ -233,12 +226,7 @@ void printNode(std::ostream& os, const json& n, const std::string& indent) {
         }
         os << ", " << g["colors"] << " colours\n";
     }
-    if (n.contains("surface")) {
-        const json& s = n["surface"];
-        os << in << "surface degree " << fmt(s["degree"]) << ", " << s["controlPoints"]
-           << " control points, " << s["trimCurves"] << " trim curves in " << s["trimLoops"]
-           << " loops\n";
-    }
+    printDeformables(os, n, in);
     if (n.contains("material")) {
         const json& m = n["material"];
         os << in << "material \"" << m["name"].get<std::string>() << "\" ("
@@ -254,9 +242,6 @@ void printNode(std::ostream& os, const json& n, const std::string& indent) {
     }
     if (n.contains("light")) printLight(os, n["light"], in);
     if (n.contains("camera")) printCamera(os, n["camera"], in);
-    if (n.contains("skinClusters")) os << in << "skin: " << n["skinClusters"] << " clusters\n";
-    if (n.contains("vertexCacheFrames"))
-        os << in << "vertex cache: " << n["vertexCacheFrames"] << " frames\n";
     if (n.contains("animation"))
         os << in << "animation: " << n["animation"]["curves"] << " curves, "
            << n["animation"]["keys"] << " keys\n";

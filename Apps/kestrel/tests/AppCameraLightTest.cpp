@@ -28,7 +28,7 @@ const json* findNode(const json& tree, const std::string& name) {
 TEST(AppCameraLight, ImportShowsCamerasLightsAndJoints) {
     TempDir dir;
     const std::string generate =
-        std::string("'" QDX_SAMPLE_GENERATOR_PATH "' '") + dir.path() + "' >/dev/null";
+        std::string("'" QDX_SAMPLE_GENERATOR "' '") + dir.path() + "' >/dev/null";
     ASSERT_EQ(std::system(generate.c_str()), 0);
     const std::string sample = dir.file("showroom.qdx");
 

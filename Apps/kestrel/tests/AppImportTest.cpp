@@ -2,7 +2,9 @@
 // output, textures found from anywhere, statistics, honest conversions,
 // batches, checks and pictures.
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -57,6 +59,27 @@ TEST(AppImport, SampleSceneTreeFromAnotherFolder) {
     AppRun j = run("import --json '" + kSample + "'");
     ASSERT_EQ(j.code, 0);
     EXPECT_EQ(parse(j.out)["name"], "showroom");
+}
+
+TEST(AppImport, FreshSampleShowsSurfacesLinesSkinsAndCaches) {
+    // Generated now, so that the view follows the generator's content; the
+    // caches are found beside the scene from any current folder.
+    const fs::path dir =
+        fs::temp_directory_path() / ("kestrel-sample-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    ASSERT_EQ(std::system(("'" QDX_SAMPLE_GENERATOR "' '" + dir.string() + "' >/dev/null").c_str()),
+              0);
+    AppRun r = run("import '" + (dir / "showroom.qdx").string() + "'");
+    fs::remove_all(dir);
+    ASSERT_EQ(r.code, 0) << r.err;
+    for (const char* text :
+         {"Tube [Surface]", "surface degree (3 3), knots (13 8), 36 control points (9x4)",
+          "2 trim curves in 2 loops", "trim loop 1: [degree 2, 11 knots, 6 points]",
+          "Rope [Geometry]", "2 primitives (2 line strip), 7 vertices", "SkinnedArm [Geometry]",
+          "skin: 3 clusters", ": 22 weights, sum 12", "Flag [Geometry]",
+          "vertex cache Flag_VertexAnim: 49 frames of 128 points, 0 s to 2 s", "Pool [Geometry]",
+          "vertex cache Pool_VertexAnim: 49 frames of 128 points, 0 s to 2 s"})
+        EXPECT_NE(r.out.find(text), std::string::npos) << text << "\n" << r.out;
 }
 
 TEST(AppImport, FailedImportShowsThePluginOutput) {

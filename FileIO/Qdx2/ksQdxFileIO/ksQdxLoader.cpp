@@ -1,13 +1,16 @@
 #include "ksQdxLoader.h"
 
 #include <algorithm>
+#include <bit>
 #include <chrono>
 #include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
+#include <set>
 #include <thread>
+#include <tuple>
 
 #include <kestrel/ksAnimManager.h>
 #include <kestrel/ksConstraintManager.h>
@@ -28,6 +31,7 @@
 #include <kestrel/osg/SceneFileHandler.h>
 #include <kestrel/osg/Skin.h>
 #include <kestrel/osg/Surface.h>
+#include <kestrel/osg/TimeShapeCache.h>
 #include <kestrel/osg/Transform.h>
 #include <kestrel/osg/UberCamera.h>
 #include <kestrel/osg/UberLight.h>
@@ -388,6 +392,114 @@ osg::Matrix toMatrix(QdxAMatrix matrix, double factor) {
         for (int j = 0; j < 4; ++j)
             result[i][j] = static_cast<float>(matrix.Get(i, j));
     return result;
+}
+
+// The first vertex-cache deformer of the node's geometry: the only one the
+// host plays.
+QdxVertexCacheDeformer* firstVertexCache(QdxNode* node) {
+    auto* geometry = node ? QdxCast<QdxGeometry>(node->GetNodeAttribute()) : nullptr;
+    if (!geometry || geometry->GetDeformerCount(QdxDeformer::eVertexCache) < 1) return nullptr;
+    return QdxCast<QdxVertexCacheDeformer>(geometry->GetDeformer(0, QdxDeformer::eVertexCache));
+}
+
+// Vertex normals of an imported mesh for new control point positions. A
+// vertex takes the area-weighted normals of the polygons around its control
+// point whose corners there had the same normal as its own on import, so
+// smooth corners stay smooth and hard edges stay hard. In the control-point
+// layout a vertex is its control point and takes all of its polygons.
+class CornerNormals {
+public:
+    CornerNormals(const QdxMesh* mesh, const osg::GeometryPtr& geometry,
+                  const ksQdxLoader::ControlPointMap& vertices,
+                  const ksQdxLoader::CornerList& corners);
+    // One normal per vertex; none when the geometry has no normal per vertex.
+    void compute(const std::vector<QdxVector4>& points, std::vector<osg::Vec3f>& out) const;
+
+private:
+    struct Corner {
+        std::size_t polygon = 0; // position in _polygons
+        int point = -1;          // control point, -1 when invalid
+        int group = -1;          // normal group, -1 when none
+    };
+    std::vector<Corner> _corners;
+    std::vector<std::vector<int>> _polygons; // control points of each polygon
+    std::vector<int> _vertexGroup;           // normal group of each vertex
+    std::size_t _groupCount = 0;
+};
+
+CornerNormals::CornerNormals(const QdxMesh* mesh, const osg::GeometryPtr& geometry,
+                             const ksQdxLoader::ControlPointMap& vertices,
+                             const ksQdxLoader::CornerList& corners) {
+    const auto normals = osg::GeoNormals3fPtr::dcast(geometry->getNormals());
+    const auto positions = geometry->getPositions();
+    const int pointCount = mesh->GetControlPointsCount();
+    const std::size_t vertexCount = positions ? positions->size() : 0;
+    const bool byCorner = !vertices.empty();
+    // Without one normal per vertex (or one corner per vertex) there is
+    // nothing to keep up to date.
+    if (!normals || normals->size() != vertexCount || (byCorner && corners.size() != vertexCount))
+        return;
+    std::map<std::tuple<int, std::uint32_t, std::uint32_t, std::uint32_t>, int> groups;
+    _vertexGroup.assign(vertexCount, -1);
+    int previous = INT_MIN;
+    for (std::size_t k = 0; k < corners.size(); ++k) {
+        const auto [p, c] = corners[k];
+        if (p != previous || _polygons.empty()) _polygons.emplace_back();
+        previous = p;
+        Corner corner;
+        corner.polygon = _polygons.size() - 1;
+        const int cp = mesh->GetPolygonVertex(p, c);
+        corner.point = cp >= 0 && cp < pointCount ? cp : -1;
+        _polygons.back().push_back(corner.point);
+        if (corner.point >= 0 && byCorner) {
+            const osg::Vec3f& n = normals->getField()[k];
+            const auto key = std::make_tuple(corner.point, std::bit_cast<std::uint32_t>(n[0]),
+                                             std::bit_cast<std::uint32_t>(n[1]),
+                                             std::bit_cast<std::uint32_t>(n[2]));
+            corner.group = groups.try_emplace(key, static_cast<int>(groups.size())).first->second;
+            _vertexGroup[k] = corner.group;
+        } else if (corner.point >= 0 && static_cast<std::size_t>(corner.point) < vertexCount) {
+            corner.group = corner.point;
+            _vertexGroup[static_cast<std::size_t>(corner.point)] = corner.point;
+        }
+        _corners.push_back(corner);
+    }
+    _groupCount = byCorner ? groups.size() : vertexCount;
+}
+
+void CornerNormals::compute(const std::vector<QdxVector4>& points,
+                            std::vector<osg::Vec3f>& out) const {
+    out.clear();
+    if (_vertexGroup.empty()) return;
+    // Newell's normal of each polygon: its length is twice the area.
+    std::vector<QdxVector4> faces(_polygons.size());
+    for (std::size_t f = 0; f < _polygons.size(); ++f) {
+        const std::vector<int>& polygon = _polygons[f];
+        double n[3] = {0.0, 0.0, 0.0};
+        for (std::size_t i = 0; i < polygon.size(); ++i) {
+            const int a = polygon[i], b = polygon[(i + 1) % polygon.size()];
+            if (a < 0 || b < 0) continue;
+            const QdxVector4 &u = points[static_cast<std::size_t>(a)],
+                             &v = points[static_cast<std::size_t>(b)];
+            n[0] += (u[1] - v[1]) * (u[2] + v[2]);
+            n[1] += (u[2] - v[2]) * (u[0] + v[0]);
+            n[2] += (u[0] - v[0]) * (u[1] + v[1]);
+        }
+        faces[f] = QdxVector4(n[0], n[1], n[2], 0.0);
+    }
+    std::vector<QdxVector4> sums(_groupCount, QdxVector4(0.0, 0.0, 0.0, 0.0));
+    for (const Corner& corner : _corners)
+        if (corner.group >= 0) {
+            QdxVector4& sum = sums[static_cast<std::size_t>(corner.group)];
+            sum = sum + faces[corner.polygon];
+        }
+    out.reserve(_vertexGroup.size());
+    for (int group : _vertexGroup) {
+        osg::Vec3f n(0.f, 0.f, 0.f);
+        if (group >= 0) n = toVec3f(sums[static_cast<std::size_t>(group)]);
+        const float length = n.length();
+        out.push_back(length > 0.f ? n / length : n);
+    }
 }
 
 // Colour with its factor: (0, 0, 0) unless both properties exist; a factor
@@ -1383,19 +1495,191 @@ osg::NodePtr ksQdxLoader::convertSkeleton(QdxNode* node) {
 }
 
 // ---------------------------------------------------------------------------
-// Attribute kinds and passes that later work fills in
+// Surfaces and lines
 
-osg::NodePtr ksQdxLoader::convertNurbsSurface(QdxNode*) {
-    return osg::NullFC;
+osg::SurfacePtr ksQdxLoader::convertNurbsSurface(QdxNurbsSurface* nurbs) {
+    if (!nurbs) return osg::SurfacePtr();
+    const int orderU = nurbs->GetUOrder(), orderV = nurbs->GetVOrder();
+    const int countU = nurbs->GetUCount(), countV = nurbs->GetVCount();
+    const int knotCountU = nurbs->GetUKnotCount(), knotCountV = nurbs->GetVKnotCount();
+    nurbs->GetApplyFlipUV();
+    nurbs->IsRational();
+    if (orderU < 1 || orderV < 1 || countU < 1 || countV < 1) return osg::SurfacePtr();
+    // A periodic direction repeats its first degree points, a closed one its
+    // first point.
+    const auto effective = [](int count, int order, QdxNurbsSurface::EType type) {
+        return std::int64_t{count} + (type == QdxNurbsSurface::ePeriodic ? order - 1 : 0) +
+               (type == QdxNurbsSurface::eClosed ? 1 : 0);
+    };
+    const std::int64_t nU = effective(countU, orderU, nurbs->GetNurbsUType());
+    const std::int64_t nV = effective(countV, orderV, nurbs->GetNurbsVType());
+    const int pointCount = nurbs->GetControlPointsCount();
+    if (std::int64_t{knotCountU - orderU} * (knotCountV - orderV) != nU * nV ||
+        std::int64_t{countU} * countV != pointCount)
+        return osg::SurfacePtr();
+
+    const QdxVector4* source = nurbs->GetControlPoints();
+    auto points = osg::GeoPositions4f::create();
+    auto& out = points->editField();
+    out.reserve(static_cast<std::size_t>(nU * nV));
+    const double s = _unitScaleFactor;
+    for (std::int64_t i = 0; i < nU; ++i)
+        for (std::int64_t j = 0; j < nV; ++j) {
+            const QdxVector4& p = source[(j % countV) * countU + (i % countU)];
+            for (int c = 0; c < 4; ++c) {
+                if (std::isinf(p[c])) std::printf("INF\n");
+                if (std::isnan(p[c])) std::printf("NAN\n");
+            }
+            const double w = p[3];
+            out.emplace_back(static_cast<float>(p[0] * s * w), static_cast<float>(p[1] * s * w),
+                             static_cast<float>(p[2] * s * w), static_cast<float>(w));
+        }
+    points->changed(osg::GeoProperty::ValuesFieldMask);
+
+    const auto knots = [](const double* values, int count) {
+        std::vector<osg::Real32> result;
+        for (int k = 0; values && k < count; ++k)
+            result.push_back(static_cast<osg::Real32>(values[k]));
+        return result;
+    };
+    auto surface = osg::Surface::create();
+    surface->setControlPoints(points);
+    surface->removeCurves();
+    surface->setDimU(static_cast<osg::UInt32>(orderU - 1));
+    surface->setDimV(static_cast<osg::UInt32>(orderV - 1));
+    surface->setKnotsU(knots(nurbs->GetUKnotVector(), knotCountU));
+    surface->setKnotsV(knots(nurbs->GetVKnotVector(), knotCountV));
+    surface->setTransform(osg::Transform3D::create());
+    return surface;
 }
 
-osg::NodePtr ksQdxLoader::convertTrimmedNurbsSurface(QdxNode*) {
-    return osg::NullFC;
+osg::NodePtr ksQdxLoader::makeDrawableNode(QdxNode* node, const osg::DrawablePtr& drawable) {
+    QdxNodeAttribute* attribute = node->GetNodeAttribute();
+    QdxNode* owner = attribute ? attribute->GetNode(0) : nullptr;
+    drawable->setMaterial(convertMaterial(owner ? owner->GetMaterial(0) : nullptr));
+    osg::NodePtr result = osg::Node::create();
+    ksNodeUtils::setName(result, node->GetName(), true);
+    result->setCore(drawable);
+    return result;
 }
 
-osg::NodePtr ksQdxLoader::convertLine(QdxNode*) {
-    return osg::NullFC;
+osg::NodePtr ksQdxLoader::convertNurbsSurface(QdxNode* node) {
+    if (!node) {
+        std::printf("Invalid node\n");
+        return osg::NullFC;
+    }
+    if (osg::NodePtr existing = getNode(node)) return existing;
+    QdxNurbsSurface* nurbs = node->GetNurbsSurface();
+    if (!nurbs) {
+        std::printf("Failed to get NURBS Surface for node %s\n", node->GetName());
+        return osg::NullFC;
+    }
+    osg::SurfacePtr surface = convertNurbsSurface(nurbs);
+    if (!surface) return osg::NullFC;
+    return makeDrawableNode(node, surface);
 }
+
+osg::NodePtr ksQdxLoader::convertTrimmedNurbsSurface(QdxNode* node) {
+    if (osg::NodePtr existing = getNode(node)) return existing;
+    QdxTrimNurbsSurface* trimmed = node->GetTrimNurbsSurface();
+    if (!trimmed) {
+        ksLog::error("Failed to get trimmed nurbs surface %s", node->GetName());
+        return osg::NullFC;
+    }
+    QdxNurbsSurface* nurbs = trimmed->GetNurbsSurface();
+    if (!nurbs) {
+        ksLog::error("Failed to get nurbs surface from trimmed surface %s", node->GetName());
+        return osg::NullFC;
+    }
+    osg::SurfacePtr surface = convertNurbsSurface(nurbs);
+    if (!surface || nurbs->GetControlPointsCount() != trimmed->GetControlPointsCount())
+        return osg::NullFC;
+
+    for (int r = 0; r < trimmed->GetTrimRegionCount(); ++r)
+        for (int b = 0; b < trimmed->GetBoundaryCount(r); ++b) {
+            QdxBoundary* boundary = trimmed->GetBoundary(b, r);
+            if (!boundary) continue;
+            bool first = true;
+            for (int c = 0; c < boundary->GetCurveCount(); ++c) {
+                QdxNurbsCurve* curve = boundary->GetCurve(c);
+                if (!curve || curve->GetOrder() < 1) continue;
+                const int order = curve->GetOrder(), degree = order - 1;
+                const int knotCount = curve->GetKnotCount();
+                const int pointCount = curve->GetControlPointsCount();
+                curve->IsRational();
+                const int expected = pointCount + order +
+                                     (curve->GetType() == QdxNurbsCurve::ePeriodic ? degree : 0) +
+                                     (curve->GetType() == QdxNurbsCurve::eClosed ? 1 : 0);
+                if (knotCount != expected) {
+                    // The "calculated" count is the open curve's plus one, as
+                    // users of this report know it.
+                    std::printf("\nInconsistent number of control points!\n");
+                    std::printf("Number of knots: %d\n", knotCount);
+                    std::printf("Number of knots calculated: %d\n", pointCount + order + 1);
+                }
+                const double* knotValues = curve->GetKnotVector();
+                std::vector<osg::Real64> knots;
+                if (knotValues) knots.assign(knotValues, knotValues + std::max(knotCount, 0));
+                const QdxVector4* source = curve->GetControlPoints();
+                std::vector<osg::Pnt3f> points;
+                for (int k = 0; source && k < pointCount; ++k) {
+                    const QdxVector4& p = source[k];
+                    points.emplace_back(static_cast<float>(p[0] * p[3]),
+                                        static_cast<float>(p[1] * p[3]), static_cast<float>(p[3]));
+                }
+                surface->addCurve(static_cast<osg::UInt32>(degree), knots, points, first);
+                first = false;
+            }
+        }
+    return makeDrawableNode(node, surface);
+}
+
+osg::NodePtr ksQdxLoader::convertLine(QdxNode* node) {
+    QdxLine* line = node ? node->GetLine() : nullptr;
+    if (!line) return osg::NullFC;
+    const int endCount = line->GetEndPointCount();
+    std::printf("%d line endpoints\n", endCount);
+
+    auto types = osg::GeoPTypesUI8::create();
+    auto lengths = osg::GeoPLengthsUI32::create();
+    auto indices = osg::GeoIndicesUI32::create();
+    auto positions = osg::GeoPositions3f::create();
+    const int indexCount = line->GetIndexArraySize();
+    int start = 0;
+    for (int e = 0; e < endCount; ++e) {
+        const int end = line->GetEndPointAt(e);
+        osg::UInt32 length = 0;
+        for (int k = std::max(start, 0); k <= end && k < indexCount; ++k, ++length)
+            indices->editField().push_back(static_cast<osg::UInt32>(line->GetPointIndexAt(k)));
+        // A strip holds the indices it was given: an end beyond the index
+        // array or before its start shortens it.
+        if (length > 0) {
+            types->editField().push_back(osg::PrimLineStrip);
+            lengths->editField().push_back(length);
+        }
+        start = end + 1;
+    }
+    // Line points keep the file's unit, unlike meshes and surfaces.
+    const QdxVector4* points = line->GetControlPoints();
+    for (int i = 0; points && i < line->GetControlPointsCount(); ++i)
+        positions->editField().emplace_back(static_cast<float>(points[i][0]),
+                                            static_cast<float>(points[i][1]),
+                                            static_cast<float>(points[i][2]));
+    types->changed(osg::GeoProperty::ValuesFieldMask);
+    lengths->changed(osg::GeoProperty::ValuesFieldMask);
+    indices->changed(osg::GeoProperty::ValuesFieldMask);
+    positions->changed(osg::GeoProperty::ValuesFieldMask);
+
+    auto geometry = osg::Geometry::create();
+    geometry->setTypes(types);
+    geometry->setLengths(lengths);
+    geometry->setIndices(indices);
+    geometry->setPositions(positions);
+    return makeDrawableNode(node, geometry);
+}
+
+// ---------------------------------------------------------------------------
+// Animation, skins and vertex caches
 
 void ksQdxLoader::extractAnimations(QdxScene* scene) {
     if (!scene) return;
@@ -1422,12 +1706,96 @@ void ksQdxLoader::extractAnimations(QdxScene* scene) {
 
 void ksQdxLoader::convertAnimations(QdxNode*, const osg::NodePtr&) {}
 
-void ksQdxLoader::preparePointCacheData(QdxScene*) {}
+void ksQdxLoader::preparePointCacheData(QdxScene* scene) {
+    if (!scene) return;
+    const double frameRate = scene->GetGlobalSettings().GetFrameRate();
+    // Cache files named by relative paths lie beside the scene file.
+    const std::string folder = ksFile::getDirName(_d->fileName);
+    std::set<QdxVertexCacheDeformer*> prepared;
+    visitPreOrder(scene->GetRootNode(), [&](QdxNode* node) {
+        QdxVertexCacheDeformer* cache = firstVertexCache(node);
+        if (!cache || !prepared.insert(cache).second) return;
+        QdxStatus status;
+        bool converted = true;
+        if (cache->GetCacheFileFormat() == QdxVertexCacheDeformer::eToveCache &&
+            !cache->ConvertFromToveToPC2(frameRate, status, folder)) {
+            // A folder we may not write to still lets the Tove cache be read
+            // directly below; a broken cache has said why here.
+            ksLog::error("Failed to convert Tove vertex cache: %s", status.GetErrorString());
+            converted = false;
+        }
+        if (!cache->OpenFileForRead(status, folder, frameRate) && converted)
+            ksLog::error("ksQdxLoader: Couldn't read vertex cache %s: %s",
+                         cache->ResolveCacheFileName(folder).c_str(), status.GetErrorString());
+    });
+}
 
-bool ksQdxLoader::createAnimationCurvesFromVertexCache(QdxNode*, const osg::NodePtr&,
-                                                       const osg::GeometryPtr&,
-                                                       const ControlPointMap&, const CornerList&) {
-    return false;
+bool ksQdxLoader::createAnimationCurvesFromVertexCache(QdxNode* node, const osg::NodePtr&,
+                                                       const osg::GeometryPtr& geometry,
+                                                       const ControlPointMap& vertices,
+                                                       const CornerList& corners) {
+    QdxVertexCacheDeformer* cache = firstVertexCache(node);
+    // A cache that could not be read has been reported while preparing.
+    if (!cache || !cache->IsOpen() || !cache->Active.Get() || !geometry) return false;
+    auto* mesh = QdxCast<QdxMesh>(node->GetNodeAttribute());
+    const auto positions = osg::GeoPositions3fPtr::dcast(geometry->getPositions());
+    if (!mesh || !positions) return false;
+    const std::string name = node->GetName();
+
+    const int sampleCount = cache->GetSampleCount();
+    const double start = cache->GetStartFrame(), end = cache->GetEndFrame();
+    if (sampleCount < 2 || !(end > start)) {
+        ksLog::warning("ksQdxLoader: Couldn't convert vertex animations! Animation duration is "
+                       "zero!");
+        return false;
+    }
+    const int pointCount = mesh->GetControlPointsCount();
+    const std::size_t vertexCount = positions->size();
+    const QdxPointCache* file = cache->GetPointCache();
+    const bool fits = file && file->GetPointCount() == pointCount && fps > 0.0 &&
+                      (!vertices.empty() || vertexCount == static_cast<std::size_t>(pointCount));
+    auto failed = [&](const char* why) {
+        ksLog::error("ksQdxLoader: Geometry cache conversion failed. Couldn't convert data.");
+        std::printf("%s: %s\n", name.c_str(), why);
+        return false;
+    };
+    if (!fits) return failed("the cache's points do not match the mesh's control points");
+
+    const CornerNormals normals(mesh, geometry, vertices, corners);
+    auto shapes = osg::TimeShapeCache::create();
+    shapes->setName(name + "_VertexAnim");
+    std::vector<QdxVector4> points;
+    for (int i = 0; i < sampleCount; ++i) {
+        const double frame = start + i * file->GetSampleRate();
+        if (!cache->GetFramePoints(frame, points) ||
+            points.size() != static_cast<size_t>(pointCount))
+            return failed("a frame of the cache could not be read");
+        auto shape = osg::TimeShapeData::create();
+        shape->setTime(static_cast<osg::Real32>(frame / fps));
+        std::vector<osg::Pnt3f>& out = shape->editPositions();
+        if (vertices.empty()) {
+            out.reserve(points.size());
+            for (const QdxVector4& p : points)
+                out.push_back(toVec3f(p, _unitScaleFactor));
+        } else {
+            out.assign(vertexCount, osg::Pnt3f(0.f, 0.f, 0.f));
+            for (const auto& [cp, vertex] : vertices)
+                if (cp >= 0 && cp < pointCount && vertex >= 0 &&
+                    static_cast<std::size_t>(vertex) < vertexCount)
+                    out[static_cast<std::size_t>(vertex)] =
+                        toVec3f(points[static_cast<std::size_t>(cp)], _unitScaleFactor);
+        }
+        for (const osg::Pnt3f& p : out)
+            if (!std::isfinite(p[0]) || !std::isfinite(p[1]) || !std::isfinite(p[2]))
+                return failed("the cache's points do not transform to finite positions");
+        normals.compute(points, shape->editNormals());
+        shape->changed(osg::TimeShapeData::TimeFieldMask | osg::TimeShapeData::ShapeFieldMask);
+        shapes->addShape(shape);
+    }
+    shapes->changed(osg::FieldContainer::NameFieldMask | osg::TimeShapeCache::ShapesFieldMask);
+    geometry->addAttachment(shapes);
+    geometry->changed(osg::AttachmentContainer::AttachmentsFieldMask);
+    return true;
 }
 
 bool ksQdxLoader::getSkinWeights(QdxNode* node, const osg::NodePtr&,

@@ -22,11 +22,13 @@
 #include <kestrel/osg/Geometry.h>
 #include <kestrel/osg/Image.h>
 #include <kestrel/osg/Node.h>
+#include <kestrel/osg/Surface.h>
 #include <kestrel/osg/UberMaterial.h>
 #include <kestrel/osg/Vector.h>
 
 namespace qdxsdk {
 class QdxNode;
+class QdxNurbsSurface;
 class QdxScene;
 class QdxProperty;
 class QdxTexture;
@@ -101,14 +103,29 @@ private:
     osg::NodePtr convertSkeleton(qdxsdk::QdxNode* node);
     osg::NodePtr convertCamera(qdxsdk::QdxNode* node);
     osg::NodePtr convertLight(qdxsdk::QdxNode* node);
+
+    // Surfaces and lines. A surface core has the homogeneous control points
+    // of every effective point (periodic and closed directions repeat
+    // theirs); null when the counts disagree.
     osg::NodePtr convertNurbsSurface(qdxsdk::QdxNode* node);
+    osg::SurfacePtr convertNurbsSurface(qdxsdk::QdxNurbsSurface* nurbs);
     osg::NodePtr convertTrimmedNurbsSurface(qdxsdk::QdxNode* node);
     osg::NodePtr convertLine(qdxsdk::QdxNode* node);
+    // A node named after the Qdx node with drawable as core, which gets the
+    // material of slot 0 of the attribute's first node.
+    osg::NodePtr makeDrawableNode(qdxsdk::QdxNode* node, const osg::DrawablePtr& drawable);
 
     // Animation, skins and vertex caches.
     void extractAnimations(qdxsdk::QdxScene* scene);
     void convertAnimations(qdxsdk::QdxNode* node, const osg::NodePtr& target);
+    // Opens the first vertex cache of every geometry, a Tove cache first
+    // converted to a point cache beside it at the scene's frame rate (read
+    // directly when that cannot be written). Failures are logged; the
+    // meshes still import, without vertex animation.
     void preparePointCacheData(qdxsdk::QdxScene* scene);
+    // Gives geometry a TimeShapeCache named "<node>_VertexAnim" with one
+    // shape per cached frame: positions per vertex in the host's unit,
+    // normals recomputed from each frame. True when it did.
     bool createAnimationCurvesFromVertexCache(qdxsdk::QdxNode* node, const osg::NodePtr& target,
                                               const osg::GeometryPtr& geometry,
                                               const ControlPointMap& vertices,

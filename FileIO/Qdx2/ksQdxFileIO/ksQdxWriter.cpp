@@ -788,8 +788,9 @@ QdxNode* ksQdxWriter::convertTrimmedSurface(const osg::NodePtr& node) {
         const auto& knotLengths = surface->getKnotLengths();
         const auto& knots = surface->getKnots();
         const auto& curvePoints = surface->getCurveControlPoints();
+        const std::vector<osg::UInt32> pointCounts = surface->getCurveControlPointCounts();
         const std::size_t curves = surface->getNumCurves();
-        if (knotLengths.size() < curves) return nullptr;
+        if (knotLengths.size() < curves || pointCounts.size() < curves) return nullptr;
 
         QdxNurbsSurface* nurbs = convertSurface(surface, nodeName.c_str());
         if (!nurbs) return nullptr;
@@ -804,12 +805,20 @@ QdxNode* ksQdxWriter::convertTrimmedSurface(const osg::NodePtr& node) {
                 const std::size_t knotCount = knotLengths[curve];
                 if (degree > 64 || knotCount < degree + 2 || knotAt + knotCount > knots.size())
                     break;
-                const std::size_t pointCount = knotCount - degree - 1;
-                if (pointAt + pointCount > curvePoints.size()) break;
+                // The knots beyond an open curve's tell its type: one more
+                // for a closed curve, degree more for a periodic one.
+                const std::size_t pointCount = pointCounts[curve];
+                const std::size_t extra =
+                    knotCount - degree - 1 - std::min(pointCount, knotCount - degree - 1);
+                const auto type = extra == 0   ? QdxNurbsCurve::eOpen
+                                  : extra == 1 ? QdxNurbsCurve::eClosed
+                                               : QdxNurbsCurve::ePeriodic;
+                if (pointCount == 0 || pointAt + pointCount > curvePoints.size()) break;
                 auto* nurbsCurve = QdxNurbsCurve::Create(_d->scene, "");
                 nurbsCurve->SetDimension(QdxNurbsCurve::e2D);
-                nurbsCurve->InitControlPoints(static_cast<int>(pointCount), QdxNurbsCurve::eOpen);
                 nurbsCurve->SetOrder(static_cast<int>(degree + 1));
+                nurbsCurve->InitControlPoints(static_cast<int>(pointCount), type);
+                if (nurbsCurve->GetKnotCount() != static_cast<int>(knotCount)) break;
                 QdxVector4* cp = nurbsCurve->GetControlPoints();
                 for (std::size_t i = 0; i < pointCount; ++i) {
                     const osg::Pnt3f& p = curvePoints[pointAt + i];

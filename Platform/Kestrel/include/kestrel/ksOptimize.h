@@ -8,7 +8,9 @@ public:
     // Bakes transforms into geometry so that every world-space position
     // stays where it was: positions and normals of geometries (and control
     // points of surfaces) below node are transformed by their accumulated
-    // matrix relative to node's parent, and every Transform core and
+    // matrix relative to node's parent (with their cached shapes, and with
+    // skin bind poses adjusted so that skinned vertices stay where they
+    // were), and every Transform core and
     // drawable transform below (and including) node becomes the identity.
     // Lights, cameras and joints keep a transform (their pose): it is set to
     // their accumulated matrix. Cores shared by nodes with different

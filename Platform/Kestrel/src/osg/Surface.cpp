@@ -31,6 +31,7 @@ void Surface::addCurve(UInt32 dimension, const std::vector<Real64>& knots,
     ++_curvesPerLoop.back();
     _dimensions.push_back(dimension);
     _knotLengths.push_back(static_cast<UInt32>(knots.size()));
+    _curvePointCounts.push_back(static_cast<UInt32>(controlPoints.size()));
     _knots.insert(_knots.end(), knots.begin(), knots.end());
     _curvePoints.insert(_curvePoints.end(), controlPoints.begin(), controlPoints.end());
     changed(CurvesFieldMask);
@@ -40,18 +41,10 @@ void Surface::removeCurves() {
     _curvesPerLoop.clear();
     _dimensions.clear();
     _knotLengths.clear();
+    _curvePointCounts.clear();
     _knots.clear();
     _curvePoints.clear();
     changed(CurvesFieldMask);
-}
-
-std::vector<UInt32> Surface::getCurveControlPointCounts() const {
-    std::vector<UInt32> out;
-    for (std::size_t i = 0; i < _dimensions.size(); ++i) {
-        UInt32 k = _knotLengths[i], d = _dimensions[i];
-        out.push_back(k > d + 1 ? k - d - 1 : 0u);
-    }
-    return out;
 }
 
 } // namespace osg

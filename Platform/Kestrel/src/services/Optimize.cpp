@@ -23,7 +23,27 @@ bool keepsPose(const NodeCorePtr& core) {
     return UberLightPtr::dcast(core) || UberCameraPtr::dcast(core) || JointPtr::dcast(core);
 }
 
+// Cached shapes and skin bind poses follow positions baked by m.
+void bakeDeformers(const GeometryPtr& g, const Matrix& m) {
+    if (auto skin = g->findAttachment<SkinAttachment>()) skin->bakeTransform(m);
+    auto cache = g->findAttachment<TimeShapeCache>();
+    if (!cache) return;
+    Matrix nm;
+    m.inverse(nm);
+    nm.transpose();
+    for (const auto& shape : cache->getShapes()) {
+        for (Pnt3f& p : shape->editPositions())
+            p = m.multPnt(p);
+        for (Vec3f& n : shape->editNormals()) {
+            n = nm.multVec(n);
+            n.normalize();
+        }
+        shape->changed(TimeShapeData::ShapeFieldMask);
+    }
+}
+
 bool bakeGeometry(const GeometryPtr& g, const Matrix& m) {
+    bakeDeformers(g, m);
     bool any = false;
     if (auto p = GeoPositions3fPtr::dcast(g->getPositions())) {
         auto np = GeoPositions3f::create();
@@ -103,6 +123,10 @@ struct Flusher {
                 if (m.equals(acc, 0.f)) result = c;
             if (!result) {
                 result = core->getNParents() > 1 ? NodeCorePtr::dcast(core->shallowCopy()) : core;
+                // A copy bakes its own deformers, not those of the original.
+                if (result != core)
+                    if (auto copy = AttachmentContainerPtr::dcast(result))
+                        copy->unshareAttachments();
                 bool changedOne = false;
                 if (!isIdentity(acc)) {
                     if (auto g = GeometryPtr::dcast(result))

@@ -10,7 +10,8 @@
 // homogeneous (u*w, v*w, w). Curves form loops: addCurve(..., true) starts a
 // new loop, false continues the current one. The flat accessors
 // (getDimensions, getKnotLengths, getKnots, getCurveControlPoints) list all
-// curves in order; getCurvesPerLoop gives the loop sizes.
+// curves in order; getCurvesPerLoop gives the loop sizes and
+// getCurveControlPointCounts the points of each curve.
 #include <vector>
 
 #include <kestrel/osg/Geometry.h>
@@ -54,14 +55,16 @@ public:
     const std::vector<UInt32>& getKnotLengths() const { return _knotLengths; }
     const std::vector<Real64>& getKnots() const { return _knots; }
     const std::vector<Pnt3f>& getCurveControlPoints() const { return _curvePoints; }
-    // Control points of each curve (knots - dimension - 1 each).
-    std::vector<UInt32> getCurveControlPointCounts() const;
+    // Control points of each curve, as given to addCurve: a closed or
+    // periodic curve has fewer than its knots and degree imply (one, or
+    // degree, fewer).
+    std::vector<UInt32> getCurveControlPointCounts() const { return _curvePointCounts; }
 
 private:
     UInt32 _dimU = 0, _dimV = 0;
     std::vector<Real32> _knotsU, _knotsV;
     GeoPositions4fPtr _controlPoints;
-    std::vector<UInt32> _curvesPerLoop, _dimensions, _knotLengths;
+    std::vector<UInt32> _curvesPerLoop, _dimensions, _knotLengths, _curvePointCounts;
     std::vector<Real64> _knots;
     std::vector<Pnt3f> _curvePoints;
 };
