@@ -1,7 +1,11 @@
 // Node attributes other than geometry.
 #include "qdxsdk/attributes.h"
+
+#include <cmath>
+
 #include "impl.h"
 #include "qdxsdk/node.h"
+#include "transform_math.h"
 
 namespace qdxsdk {
 
@@ -16,6 +20,19 @@ int QdxNodeAttribute::GetNodeCount() const {
 }
 QdxNode* QdxNodeAttribute::GetNode(int index) const {
     return GetDstObject<QdxNode>(index);
+}
+
+QdxNodeAttribute::WorldFrame QdxNodeAttribute::EvaluateWorldFrame(QdxNode* node, QdxTime time,
+                                                                  QdxNode::EPivotSet set) const {
+    WorldFrame f;
+    if (!node) return f;
+    QdxAMatrix m =
+        node->EvaluateGlobalTransform(time, set, true) * node->GetGeometricTransform(set);
+    f.position = m.GetT();
+    f.position[3] = 1;
+    f.forward = detail::UnitDirection(m.MultR(GetForwardAxis()), 0.0);
+    f.up = detail::UnitDirection(m.MultR(GetUpAxis()), 0.0);
+    return f;
 }
 
 QDX_IMPLEMENT_OBJECT(QdxNull, QdxNodeAttribute, "QdxNull")
@@ -59,6 +76,73 @@ QdxCamera::QdxCamera(QdxManager& m, const char* name) : QdxNodeAttribute(m, name
     FStop = AddProperty(QdxDoubleDT, "FStop", 5.6);
     UseMotionBlur = AddProperty(QdxBoolDT, "UseMotionBlur", false);
     UseDepthOfField = AddProperty(QdxBoolDT, "UseDepthOfField", false);
+    GateFit = AddProperty(QdxEnumDT, "GateFit", static_cast<int>(eFitNone));
+}
+
+namespace {
+constexpr double kMillimetresPerInch = 25.4;
+constexpr double kPi = 3.14159265358979323846;
+
+bool Usable(double v) {
+    return std::isfinite(v) && v > 0.0;
+}
+double Ratio(double a, double b) {
+    return Usable(a) && Usable(b) && Usable(a / b) ? a / b : 1.0;
+}
+} // namespace
+
+QdxCamera::EProjectionType QdxCamera::GetProjectionType() const {
+    return ProjectionType.Get() == eOrthogonal ? eOrthogonal : ePerspective;
+}
+QdxCamera::EApertureMode QdxCamera::GetApertureMode() const {
+    int mode = ApertureMode.Get();
+    return mode >= eHorizAndVert && mode <= eFocalLength ? static_cast<EApertureMode>(mode)
+                                                         : eVertical;
+}
+QdxCamera::EGateFit QdxCamera::GetGateFit() const {
+    int fit = GateFit.Get();
+    return fit >= eFitNone && fit <= eFitStretch ? static_cast<EGateFit>(fit) : eFitNone;
+}
+
+double QdxCamera::GetFilmAspectRatio() const {
+    return Ratio(FilmWidth.Get(), FilmHeight.Get());
+}
+double QdxCamera::GetImageAspectRatio() const {
+    return Ratio(AspectWidth.Get(), AspectHeight.Get());
+}
+
+double QdxCamera::ComputeFieldOfView(double focalLength, bool horizontal) const {
+    double film = (horizontal ? FilmWidth.Get() : FilmHeight.Get()) * kMillimetresPerInch;
+    if (!Usable(film) || !Usable(focalLength)) return 0.0;
+    double fov = 2.0 * std::atan(film / (2.0 * focalLength)) * 180.0 / kPi;
+    return Usable(fov) ? fov : 0.0;
+}
+
+double QdxCamera::ComputeFocalLength(double fieldOfView, bool horizontal) const {
+    double film = (horizontal ? FilmWidth.Get() : FilmHeight.Get()) * kMillimetresPerInch;
+    if (!Usable(film) || !Usable(fieldOfView) || !(fieldOfView < 180.0)) return 0.0;
+    double t = std::tan(fieldOfView * kPi / 360.0);
+    double focal = t > 0.0 ? film / (2.0 * t) : 0.0;
+    return Usable(focal) ? focal : 0.0;
+}
+
+double QdxCamera::GetEffectiveFocalLength() const {
+    switch (GetApertureMode()) {
+    case eFocalLength:
+        return Usable(FocalLength.Get()) ? FocalLength.Get() : 0.0;
+    case eHorizontal:
+        return ComputeFocalLength(FieldOfView.Get(), true);
+    case eVertical:
+    case eHorizAndVert:
+        break;
+    }
+    return ComputeFocalLength(FieldOfView.Get(), false);
+}
+double QdxCamera::GetHorizontalFieldOfView() const {
+    return ComputeFieldOfView(GetEffectiveFocalLength(), true);
+}
+double QdxCamera::GetVerticalFieldOfView() const {
+    return ComputeFieldOfView(GetEffectiveFocalLength(), false);
 }
 
 QDX_IMPLEMENT_OBJECT(QdxCameraSwitcher, QdxNodeAttribute, "QdxCameraSwitcher")
@@ -80,6 +164,11 @@ QdxLight::QdxLight(QdxManager& m, const char* name) : QdxNodeAttribute(m, name) 
     OuterAngle = AddProperty(QdxDoubleDT, "OuterAngle", 45.0);
     DecayStart = AddProperty(QdxDoubleDT, "DecayStart", 0.0);
     FileName = AddProperty(QdxStringDT, "FileName", std::string());
+}
+
+bool QdxLight::HasDirection() const {
+    EType type = GetLightType();
+    return type == eDirectional || type == eSpot || type == eArea;
 }
 
 QDX_IMPLEMENT_OBJECT(QdxLODGroup, QdxNodeAttribute, "QdxLODGroup")

@@ -113,6 +113,39 @@ template <class T> std::vector<T*> Members(QdxScene* scene) {
 }
 } // namespace
 
+namespace {
+// Turns node n's local transform into C * local: C * (T * Roff * Rp * Rpre ...)
+// = T' * Roff * Rp * (C * Rpre) ... with T' = C (T + Roff + Rp) - Roff - Rp.
+void ConvertNodeAxes(QdxNode* n, const QdxAMatrix& c, const int perm[3], const double sign[3]) {
+    const auto set = QdxNode::eSourcePivot;
+    Vec pivot = n->GetRotationOffset(set) + n->GetRotationPivot(set);
+    Vec rotated = c.MultR(pivot);
+    double offset[3];
+    for (int k = 0; k < 3; ++k)
+        offset[k] = rotated[k] - pivot[k];
+    RemapVectorProperty(n->LclTranslation, perm, sign, offset);
+    bool active = n->GetRotationActive();
+    QdxAMatrix pre = active ? QdxEulerToMatrix(n->GetPreRotation(set), eEulerXYZ) : QdxAMatrix();
+    Vec hint = active ? n->GetPreRotation(set) : Vec(0, 0, 0);
+    Vec newPre = QdxMatrixToEuler(c * pre, eEulerXYZ, &hint);
+    if (!active) {
+        for (auto s : {QdxNode::eSourcePivot, QdxNode::eDestinationPivot}) {
+            n->SetPostRotation(s, Vec(0, 0, 0));
+            n->SetRotationOrder(s, eEulerXYZ);
+        }
+        n->SetRotationActive(true);
+    }
+    n->SetPreRotation(set, newPre);
+}
+
+// A root node that moves its subtree: a local transform other than the
+// identity, or animation of its translation, rotation or scaling.
+bool CarriesTransform(QdxNode* root) {
+    return !root->EvaluateLocalTransform().IsIdentity() || root->LclTranslation.IsAnimated() ||
+           root->LclRotation.IsAnimated() || root->LclScaling.IsAnimated();
+}
+} // namespace
+
 bool QdxAxisSystem::ConvertScene(QdxScene* scene) const {
     if (!scene) return false;
     QdxGlobalSettings& gs = scene->GetGlobalSettings();
@@ -123,33 +156,20 @@ bool QdxAxisSystem::ConvertScene(QdxScene* scene) const {
     int perm[3] = {0, 1, 2};
     double sign[3] = {1, 1, 1};
     SignedPermutation(c, perm, sign);
-    QdxNode* root = scene->GetRootNode();
-    for (int i = 0; root && i < root->GetChildCount(); ++i) {
-        QdxNode* n = root->GetChild(i);
-        const auto set = QdxNode::eSourcePivot;
-        // C * (T * Roff * Rp * Rpre ...) = T' * Roff * Rp * (C * Rpre) ... with
-        // T' = C (T + Roff + Rp) - Roff - Rp.
-        Vec pivot = n->GetRotationOffset(set) + n->GetRotationPivot(set);
-        Vec rotated = c.MultR(pivot);
-        double offset[3];
-        for (int k = 0; k < 3; ++k)
-            offset[k] = rotated[k] - pivot[k];
-        RemapVectorProperty(n->LclTranslation, perm, sign, offset);
-        bool active = n->GetRotationActive();
-        QdxAMatrix pre =
-            active ? QdxEulerToMatrix(n->GetPreRotation(set), eEulerXYZ) : QdxAMatrix();
-        Vec hint = active ? n->GetPreRotation(set) : Vec(0, 0, 0);
-        Vec newPre = QdxMatrixToEuler(c * pre, eEulerXYZ, &hint);
-        if (!active) {
-            for (auto s : {QdxNode::eSourcePivot, QdxNode::eDestinationPivot}) {
-                n->SetPostRotation(s, Vec(0, 0, 0));
-                n->SetRotationOrder(s, eEulerXYZ);
-            }
-            n->SetRotationActive(true);
-        }
-        n->SetPreRotation(set, newPre);
+    // The conversion goes in where the world starts: on the root itself when
+    // it moves its subtree, else on each of its children.
+    if (QdxNode* root = scene->GetRootNode()) {
+        if (CarriesTransform(root))
+            ConvertNodeAxes(root, c, perm, sign);
+        else
+            for (int i = 0; i < root->GetChildCount(); ++i)
+                ConvertNodeAxes(root->GetChild(i), c, perm, sign);
     }
-    // Bind poses are world matrices.
+    // World-space values.
+    const double none[3] = {0, 0, 0};
+    for (QdxCamera* cam : Members<QdxCamera>(scene))
+        for (auto* prop : {&cam->Position, &cam->InterestPosition, &cam->UpVector})
+            RemapVectorProperty(*prop, perm, sign, none);
     for (QdxCluster* cl : Members<QdxCluster>(scene)) {
         cl->TransformMatrix.Set(c * cl->TransformMatrix.Get());
         cl->TransformLinkMatrix.Set(c * cl->TransformLinkMatrix.Get());

@@ -5,6 +5,7 @@
 
 #include "impl.h"
 #include "qdxsdk/anim.h"
+#include "qdxsdk/attributes.h"
 #include "qdxsdk/geometry.h"
 #include "qdxsdk/material.h"
 #include "qdxsdk/node.h"
@@ -323,6 +324,42 @@ QdxVector4 Cross(const QdxVector4& a, const QdxVector4& b) {
 QdxVector4 Eval3(const QdxPropertyT<QdxDouble3>& p, QdxTime t) {
     return V4(p.EvaluateValue(t));
 }
+
+// Shorter aim directions, and up hints closer to the forward direction,
+// count as none.
+constexpr double kAimMinLength = 1e-12;
+
+// The rotation whose rows are the unit forward direction, the up hint made
+// perpendicular to it, and their cross product: it turns +X into forward
+// and +Y into up. An up hint along forward is replaced by the axis least
+// aligned with forward. False when forward has no direction.
+bool AimFrame(const QdxVector4& forward, const QdxVector4& upHint, QdxAMatrix& out) {
+    QdxVector4 x = detail::UnitDirection(forward, kAimMinLength);
+    if (x.Length() == 0.0) return false;
+    QdxVector4 z = detail::UnitDirection(Cross(x, upHint), kAimMinLength);
+    if (z.Length() == 0.0) {
+        int least = 0;
+        for (int i = 1; i < 3; ++i)
+            if (std::fabs(x[i]) < std::fabs(x[least])) least = i;
+        QdxVector4 axis(0, 0, 0, 0);
+        axis[least] = 1;
+        z = detail::UnitDirection(Cross(x, axis), kAimMinLength);
+    }
+    QdxVector4 y = Cross(z, x);
+    out.SetIdentity();
+    out.SetRow(0, x);
+    out.SetRow(1, y);
+    out.SetRow(2, z);
+    return true;
+}
+
+// The scene's up direction in world space; +Y without a scene.
+QdxVector4 WorldUp(QdxScene* scene) {
+    if (!scene) return QdxVector4(0, 1, 0, 0);
+    QdxVector4 up = scene->GetGlobalSettings().GetAxisSystem().GetBasis().GetRow(1);
+    up[3] = 0;
+    return up;
+}
 } // namespace
 
 QdxVector4 QdxNode::EvaluateLocalTranslation(QdxTime t, EPivotSet, bool, bool) {
@@ -371,27 +408,28 @@ QdxVector4 QdxNode::EvaluateLocalRotation(QdxTime t, EPivotSet s, bool applyTarg
         r = SlerpBetweenKeys(this, t, GetRotationActive() ? GetRotationOrder(s) : eEulerXYZ, r);
     QdxNode* target = applyTarget ? GetTarget() : nullptr;
     if (!target) return r;
-    // Aim the local +X axis at the target, in the parent's space.
+    // Aim the attribute's forward axis at the target and turn its up axis
+    // towards the up target, or else towards the scene's up axis; all in the
+    // parent's space.
     QdxAMatrix parent = GetParent() ? GetParent()->EvaluateGlobalTransform(t, s) : QdxAMatrix();
     QdxAMatrix parentInv = parent.Inverse();
     QdxVector4 here = EvaluateLocalTransform(t, s).GetT();
     QdxVector4 there = parentInv.MultT(target->EvaluateGlobalTransform(t, s).GetT());
-    QdxVector4 x = there - here;
-    if (x.Length() < 1e-12) return r;
-    x = x * (1.0 / x.Length());
-    QdxVector4 upHint(0, 1, 0, 0);
-    if (QdxNode* up = GetTargetUp()) {
-        QdxVector4 u = parentInv.MultT(up->EvaluateGlobalTransform(t, s).GetT()) - here;
-        if (u.Length() > 1e-12) upHint = u * (1.0 / u.Length());
-    }
-    QdxVector4 z = Cross(x, upHint);
-    if (z.Length() < 1e-12) z = Cross(x, QdxVector4(0, 0, 1, 0));
-    z = z * (1.0 / z.Length());
-    QdxVector4 y = Cross(z, x);
+    QdxVector4 upHint;
+    if (QdxNode* up = GetTargetUp())
+        upHint = parentInv.MultT(up->EvaluateGlobalTransform(t, s).GetT()) - here;
+    else
+        upHint = parentInv.MultR(WorldUp(GetScene()));
     QdxAMatrix aim;
-    aim.SetRow(0, QdxVector4(x[0], x[1], x[2], 0));
-    aim.SetRow(1, QdxVector4(y[0], y[1], y[2], 0));
-    aim.SetRow(2, QdxVector4(z[0], z[1], z[2], 0));
+    if (!AimFrame(there - here, upHint, aim)) return r;
+    if (QdxNodeAttribute* attribute = GetNodeAttribute()) {
+        // The attribute's axes as its geometric transform turns them.
+        QdxAMatrix geometric = GetGeometricTransform(s);
+        QdxAMatrix own;
+        if (AimFrame(geometric.MultR(attribute->GetForwardAxis()),
+                     geometric.MultR(attribute->GetUpAxis()), own))
+            aim = aim * own.Transpose();
+    }
     bool active = GetRotationActive();
     QdxAMatrix pre = active ? QdxEulerToMatrix(GetPreRotation(s), eEulerXYZ) : QdxAMatrix();
     QdxAMatrix post = active ? QdxEulerToMatrix(GetPostRotation(s), eEulerXYZ) : QdxAMatrix();
@@ -461,6 +499,15 @@ QdxAMatrix TranslationMatrix(const QdxVector4& t) {
     QdxAMatrix m;
     m.SetT(t);
     return m;
+}
+
+QdxVector4 UnitDirection(const QdxVector4& d, double minLength) {
+    QdxVector4 v(d[0], d[1], d[2], 0);
+    double len = v.Length();
+    if (!(len > minLength) || !std::isfinite(1.0 / len)) return QdxVector4(0, 0, 0, 0);
+    v = v * (1.0 / len);
+    v[3] = 0;
+    return v;
 }
 
 QdxAMatrix ScalingMatrix(const QdxVector4& s) {

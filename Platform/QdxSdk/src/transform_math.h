@@ -7,6 +7,9 @@ namespace qdxsdk::detail {
 
 QdxAMatrix TranslationMatrix(const QdxVector4& t);
 QdxAMatrix ScalingMatrix(const QdxVector4& s);
+// The unit direction of d (w = 0), or (0, 0, 0, 0) when d is not longer
+// than minLength or its length is not finite.
+QdxVector4 UnitDirection(const QdxVector4& d, double minLength);
 
 // The rotation and pivot values of one pivot set as the formula uses them
 // (pre/post rotation and order neutral when rotation is not active).

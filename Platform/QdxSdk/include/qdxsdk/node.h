@@ -96,8 +96,11 @@ public:
     void SetVisibility(bool visible);
     bool GetVisibility() const;
 
-    // Targets: the node's local +X axis aims at the target; the target-up
-    // node's position gives the up direction.
+    // Targets: with applyTarget, evaluation turns the node so that its
+    // attribute's forward axis (a camera's +X, a light's -Y; +X without an
+    // attribute) points at the target's position, and the attribute's up
+    // axis leans towards the target-up node's position, or towards the
+    // scene's up axis when there is no target-up node.
     void SetTarget(QdxNode* node);
     QdxNode* GetTarget() const;
     void SetTargetUp(QdxNode* node);
