@@ -22,6 +22,7 @@ install(EXPORT KestrelTargets NAMESPACE Kestrel:: DESTINATION ${QDX_CMAKE_DIR}/K
 
 install(TARGETS kestrel_app qdx RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS ksQdxFileIO LIBRARY DESTINATION ${KESTREL_INSTALL_PLUGIN_DIR})
+install(TARGETS ksGltfFileIO LIBRARY DESTINATION ${KESTREL_INSTALL_PLUGIN_DIR})
 
 foreach(package QdxSdk Kestrel)
   configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/install/${package}Config.cmake.in

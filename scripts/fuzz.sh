@@ -19,7 +19,7 @@ cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   "-DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer" \
   -DQDX_BUILD_FUZZ=ON -DQDX_BUILD_TESTS=OFF -DQDX_BUILD_BENCH=OFF >/dev/null
 ninja -C "$dir" fuzz_qdx_binary fuzz_qdx_text fuzz_qdx_seeds fuzz_cache_pc2 fuzz_cache_tove \
-  fuzz_qdx_scene
+  fuzz_qdx_scene fuzz_gltf
 corpus="$dir/corpus"
 mkdir -p "$corpus/binary" "$corpus/text" "$corpus/pc2" "$corpus/tove" "$corpus/scene"
 "$dir/bin/fuzz_qdx_seeds" "$corpus/binary" "$corpus/text" "$corpus/pc2" "$corpus/tove"
@@ -35,6 +35,10 @@ for cache in pc2 tove; do
   "$dir/bin/fuzz_cache_$cache" -max_total_time="$seconds" -rss_limit_mb=2048 -max_len=65536 \
     -print_final_stats=1 "$corpus/$cache" 2>&1 | tail -n 4
 done
+echo "fuzz: glTF reader for $seconds s"
+mkdir -p "$corpus/gltf"
+"$dir/bin/fuzz_gltf" -max_total_time="$seconds" -rss_limit_mb=2048 -max_len=65536 \
+  -print_final_stats=1 "$corpus/gltf" 2>&1 | tail -n 4
 echo "fuzz: whole import road on built scenes for $seconds s"
 "$dir/bin/fuzz_qdx_scene" -max_total_time="$seconds" -rss_limit_mb=4096 -max_len=4096 \
   -timeout=60 -print_final_stats=1 "$corpus/scene" 2>&1 | tail -n 4

@@ -19,7 +19,8 @@ done
 
 packages=(build-essential cmake ninja-build ccache pkg-config git clang libclang-rt-14-dev
   qtbase5-dev nlohmann-json3-dev libzstd-dev libdeflate-dev libopenimageio-dev
-  libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev)
+  libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
+  libtinygltf-dev nodejs)
 
 missing=()
 for p in "${packages[@]}"; do
@@ -35,6 +36,15 @@ if ((${#missing[@]})); then
     $sudo apt-get update -q
     $sudo apt-get install -y -q --no-install-recommends "${missing[@]}"
   fi
+fi
+# The glTF validator the tests run written files through (an npm package);
+# Debian ships npm apart from nodejs.
+if ! command -v npm >/dev/null; then
+  $([ "$(id -u)" -eq 0 ] || echo sudo) apt-get install -y -q --no-install-recommends npm
+fi
+if ! [ -d "$(npm root -g 2>/dev/null)/gltf-validator" ]; then
+  echo "setup: installing the npm package gltf-validator"
+  $([ "$(id -u)" -eq 0 ] || echo sudo) npm install -g --no-audit --no-fund gltf-validator
 fi
 [ "$mode" = deps ] && exit 0
 

@@ -5,8 +5,10 @@
 #include "format_descriptor.h"
 
 #define QDX_FORMAT_TABLE(X)                                                                        \
-    X(kQdxBinaryFormat) /* 0 */                                                                    \
-    X(kQdxTextFormat)   /* 1 */
+    X(kQdxBinaryFormat)  /* 0 */                                                                   \
+    X(kQdxTextFormat)    /* 1 */                                                                   \
+    X(kGltfBinaryFormat) /* 2 */                                                                   \
+    X(kGltfTextFormat)   /* 3 */
 
 namespace qdxsdk::format {
 

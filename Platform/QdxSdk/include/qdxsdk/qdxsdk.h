@@ -4,6 +4,7 @@
 #include "qdxsdk/anim.h"
 #include "qdxsdk/attributes.h"
 #include "qdxsdk/classid.h"
+#include "qdxsdk/conversion_notes.h"
 #include "qdxsdk/geometry.h"
 #include "qdxsdk/io.h"
 #include "qdxsdk/material.h"

@@ -1,7 +1,8 @@
 // qdx: inspect and convert Qdx files.
 //   qdx info FILE [--json]
 //   qdx dump FILE [--json]
-//   qdx convert IN OUT --format NAME --version V   (NAME: a writer format's name)
+//   qdx convert IN OUT [--format NAME] [--version V]   (NAME: a writer format's name;
+//                                                      default: by OUT's suffix)
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
@@ -241,8 +242,18 @@ int Convert(const std::string& in, const std::string& out, const std::string& fo
     Loaded l;
     if (!Load(in, l)) return kFailed;
     QdxExporter* exporter = QdxExporter::Create(l.manager, "");
-    int index = l.manager->GetIOPluginRegistry()->FindFormatIDByName(format.c_str());
-    std::string v = version.empty() ? "QDX300" : version;
+    QdxIOPluginRegistry* registry = l.manager->GetIOPluginRegistry();
+    // Without --format the output's suffix picks the writer (.qdx: binary).
+    int index = -1;
+    if (!format.empty()) {
+        index = registry->FindFormatIDByName(format.c_str());
+    } else {
+        std::string suffix = std::filesystem::path(out).extension().string();
+        if (!suffix.empty()) index = registry->FindWriterIDByExtension(suffix.c_str() + 1);
+        if (index < 0) index = registry->GetNativeWriterFormat();
+    }
+    const char** versions = registry->GetWritableVersions(index);
+    std::string v = version.empty() && versions && versions[0] ? versions[0] : version;
     if (v.size() == 1) v = "QDX" + v + "00";
     if (!exporter->Initialize(out.c_str(), index) || !exporter->SetFileExportVersion(v.c_str()) ||
         !exporter->Export(l.scene)) {
@@ -267,7 +278,7 @@ int main(int argc, char** argv) {
     app.footer(kExitCodes);
     app.require_subcommand(1);
     app.set_version_flag("--version", std::string("qdx ") + QDX_TOOL_VERSION);
-    std::string file, in, out, format = "binary", version;
+    std::string file, in, out, format, version;
     bool json = false;
     auto* info = app.add_subcommand(
         "info", "Print flavour, version, object counts and document information");
@@ -283,9 +294,12 @@ int main(int argc, char** argv) {
     std::vector<std::string> formats;
     for (int f = 0; f < registry.GetWriterFormatCount(); ++f)
         if (registry.GetWriterFormatDescription(f)) formats.push_back(registry.GetFormatName(f));
-    convert->add_option("--format", format, "Writer format")->check(CLI::IsMember(formats));
-    convert->add_option("--version", version, "1, 2, 3 or QDX100, QDX200, QDX300 (default newest)")
-        ->check(CLI::IsMember({"1", "2", "3", "QDX100", "QDX200", "QDX300"}));
+    convert->add_option("--format", format, "Writer format (default: by OUT's suffix)")
+        ->check(CLI::IsMember(formats));
+    convert
+        ->add_option("--version", version,
+                     "1, 2, 3 or QDX100, QDX200, QDX300; 2.0 for glTF (default newest)")
+        ->check(CLI::IsMember({"1", "2", "3", "QDX100", "QDX200", "QDX300", "2.0"}));
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

@@ -1,0 +1,467 @@
+// glTF 2.0 reading and writing: files made here with tinygltf go through
+// glTF -> Qdx -> glTF and keep their world-space content; hostile files fail
+// with a clear message; written files pass the glTF validator.
+#include <gtest/gtest.h>
+#include <tiny_gltf.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+
+#include "qdxsdk/qdxsdk.h"
+#include "scene_builder.h"
+
+using namespace qdxsdk;
+
+namespace {
+namespace fs = std::filesystem;
+
+// A 2x1 RGB PNG.
+const unsigned char kPng[] = {
+    0x89, 0x50, 0x4e, 0x47, 0xd,  0xa,  0x1a, 0xa,  0x0,  0x0,  0x0,  0xd,  0x49, 0x48, 0x44,
+    0x52, 0x0,  0x0,  0x0,  0x2,  0x0,  0x0,  0x0,  0x1,  0x8,  0x2,  0x0,  0x0,  0x0,  0x7b,
+    0x40, 0xe8, 0xdd, 0x0,  0x0,  0x0,  0xf,  0x49, 0x44, 0x41, 0x54, 0x78, 0x9c, 0x63, 0xf8,
+    0xcf, 0xc0, 0xc0, 0xf0, 0x9f, 0x1,  0x0,  0x7,  0xff, 0x1,  0xff, 0x1,  0x7f, 0x89, 0xa7,
+    0x0,  0x0,  0x0,  0x0,  0x49, 0x45, 0x4e, 0x44, 0xae, 0x42, 0x60, 0x82};
+
+// Appends raw data to buffer 0 as a view and an accessor on it.
+int AddAccessor(tinygltf::Model& m, const void* data, size_t bytes, int componentType, int type,
+                size_t count) {
+    auto& buffer = m.buffers[0].data;
+    buffer.resize((buffer.size() + 3) & ~size_t(3));
+    tinygltf::BufferView view;
+    view.buffer = 0;
+    view.byteOffset = buffer.size();
+    view.byteLength = bytes;
+    const auto* p = static_cast<const unsigned char*>(data);
+    buffer.insert(buffer.end(), p, p + bytes);
+    m.bufferViews.push_back(view);
+    tinygltf::Accessor a;
+    a.bufferView = int(m.bufferViews.size() - 1);
+    a.componentType = componentType;
+    a.type = type;
+    a.count = count;
+    m.accessors.push_back(a);
+    return int(m.accessors.size() - 1);
+}
+
+int AddFloats(tinygltf::Model& m, const std::vector<float>& v, int type, int components) {
+    int index = AddAccessor(m, v.data(), v.size() * 4, TINYGLTF_COMPONENT_TYPE_FLOAT, type,
+                            v.size() / size_t(components));
+    if (type == TINYGLTF_TYPE_VEC3 && components == 3) {
+        auto& a = m.accessors[size_t(index)];
+        a.minValues = {1e9, 1e9, 1e9};
+        a.maxValues = {-1e9, -1e9, -1e9};
+        for (size_t i = 0; i < v.size(); ++i) {
+            a.minValues[i % 3] = std::min(a.minValues[i % 3], double(v[i]));
+            a.maxValues[i % 3] = std::max(a.maxValues[i % 3], double(v[i]));
+        }
+    }
+    return index;
+}
+
+// Two nodes (TRS parent, matrix child sharing the mesh), a quad and a
+// triangle in two materials with normals, two UV sets and colours, a
+// base-colour texture embedded in the buffer.
+tinygltf::Model MakeModel() {
+    tinygltf::Model m;
+    m.asset.version = "2.0";
+    m.buffers.emplace_back();
+    const std::vector<float> quad = {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0};
+    const std::vector<float> quadNormals = {0, 0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 1};
+    const std::vector<float> uv0 = {0, 1, 1, 1, 1, 0, 0, 0};
+    const std::vector<float> uv1 = {0.5f, 0.5f, 0.25f, 0.25f, 0.75f, 0.75f, 0.1f, 0.9f};
+    const std::vector<float> colors = {1, 0, 0, 1, 0, 1, 0, 1, 0, 0, 1, 1, 1, 1, 1, 0.5f};
+    const std::vector<uint16_t> quadIndices = {0, 1, 2, 0, 2, 3};
+    tinygltf::Primitive a;
+    a.mode = TINYGLTF_MODE_TRIANGLES;
+    a.attributes["POSITION"] = AddFloats(m, quad, TINYGLTF_TYPE_VEC3, 3);
+    a.attributes["NORMAL"] = AddFloats(m, quadNormals, TINYGLTF_TYPE_VEC3, 3);
+    a.attributes["TEXCOORD_0"] = AddFloats(m, uv0, TINYGLTF_TYPE_VEC2, 2);
+    a.attributes["TEXCOORD_1"] = AddFloats(m, uv1, TINYGLTF_TYPE_VEC2, 2);
+    a.attributes["COLOR_0"] = AddFloats(m, colors, TINYGLTF_TYPE_VEC4, 4);
+    a.indices = AddAccessor(m, quadIndices.data(), 12, TINYGLTF_COMPONENT_TYPE_UNSIGNED_SHORT,
+                            TINYGLTF_TYPE_SCALAR, 6);
+    a.material = 0;
+    const std::vector<float> tri = {0, 0, 1, 1, 0, 1, 0, 1, 1};
+    const std::vector<float> triNormals = {0, 1, 0, 0, 1, 0, 0, 1, 0};
+    tinygltf::Primitive b;
+    b.mode = TINYGLTF_MODE_TRIANGLES;
+    b.attributes["POSITION"] = AddFloats(m, tri, TINYGLTF_TYPE_VEC3, 3);
+    b.attributes["NORMAL"] = AddFloats(m, triNormals, TINYGLTF_TYPE_VEC3, 3);
+    b.material = 1;
+    tinygltf::Mesh mesh;
+    mesh.name = "shape";
+    mesh.primitives = {a, b};
+    m.meshes.push_back(mesh);
+
+    auto& buffer = m.buffers[0].data;
+    buffer.resize((buffer.size() + 3) & ~size_t(3));
+    tinygltf::BufferView imageView;
+    imageView.buffer = 0;
+    imageView.byteOffset = buffer.size();
+    imageView.byteLength = sizeof kPng;
+    buffer.insert(buffer.end(), kPng, kPng + sizeof kPng);
+    m.bufferViews.push_back(imageView);
+    tinygltf::Image image;
+    image.name = "checker";
+    image.mimeType = "image/png";
+    image.bufferView = int(m.bufferViews.size() - 1);
+    m.images.push_back(image);
+    tinygltf::Texture texture;
+    texture.source = 0;
+    m.textures.push_back(texture);
+
+    tinygltf::Material red;
+    red.name = "red";
+    red.pbrMetallicRoughness.baseColorFactor = {0.8, 0.1, 0.2, 1.0};
+    red.pbrMetallicRoughness.metallicFactor = 0.25;
+    red.pbrMetallicRoughness.roughnessFactor = 0.5;
+    red.pbrMetallicRoughness.baseColorTexture.index = 0;
+    red.emissiveFactor = {0.1, 0.2, 0.3};
+    tinygltf::Material blue;
+    blue.name = "blue";
+    blue.pbrMetallicRoughness.baseColorFactor = {0.1, 0.2, 0.9, 1.0};
+    m.materials = {red, blue};
+
+    tinygltf::Node parent;
+    parent.name = "parent";
+    parent.translation = {1, 2, 3};
+    parent.rotation = {0, std::sin(0.5), 0, std::cos(0.5)}; // 57.3 degrees about Y
+    parent.scale = {2, 2, 2};
+    parent.mesh = 0;
+    parent.children = {1};
+    tinygltf::Node child;
+    child.name = "child";
+    // Column-major: 90 degrees about X, then moved by (0, 0, -4).
+    child.matrix = {1, 0, 0, 0, 0, 0, 1, 0, 0, -1, 0, 0, 0, 0, -4, 1};
+    child.mesh = 0;
+    m.nodes = {parent, child};
+    tinygltf::Scene scene;
+    scene.nodes = {0};
+    m.scenes.push_back(scene);
+    m.defaultScene = 0;
+    return m;
+}
+
+bool WriteModel(const tinygltf::Model& m, const std::string& path, bool binary) {
+    tinygltf::TinyGLTF gltf;
+    return gltf.WriteGltfSceneToFile(&m, path, true, true, false, binary);
+}
+
+// Every triangle corner of every mesh node, in world space, as text rows
+// that compare within single precision.
+struct Corner {
+    std::string node, material;
+    double p[3], n[3], uv[2], c[4];
+};
+
+std::vector<Corner> Corners(QdxScene* scene) {
+    std::vector<Corner> out;
+    for (int i = 0; i < scene->GetNodeCount(); ++i) {
+        QdxNode* node = scene->GetNode(i);
+        QdxMesh* mesh = node->GetMesh();
+        if (!mesh) continue;
+        const QdxAMatrix world = node->EvaluateGlobalTransform() * node->GetGeometricTransform();
+        const QdxAMatrix normalMatrix = world.Inverse().Transpose();
+        QdxLayerElementMaterial* slots = mesh->GetElementMaterial();
+        for (int p = 0; p < mesh->GetPolygonCount(); ++p) {
+            int slot = slots && slots->GetMappingMode() == QdxLayerElement::eByPolygon
+                           ? slots->GetIndexArray().GetAt(p)
+                           : 0;
+            for (int c = 0; c < mesh->GetPolygonSize(p); ++c) {
+                Corner k{};
+                k.node = node->GetName();
+                k.material = node->GetMaterial(slot) ? node->GetMaterial(slot)->GetName() : "";
+                QdxVector4 pos = world.MultT(mesh->GetControlPointAt(mesh->GetPolygonVertex(p, c)));
+                QdxVector4 n;
+                mesh->GetPolygonVertexNormal(p, c, n);
+                n = normalMatrix.MultR(n);
+                double len = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+                QdxVector2 uv;
+                bool unmapped = false;
+                mesh->GetPolygonVertexUV(p, c, "Material UV Set", uv, unmapped);
+                QdxColor color;
+                mesh->GetPolygonVertexColor(p, c, color);
+                for (int j = 0; j < 3; ++j) {
+                    k.p[j] = pos[j];
+                    k.n[j] = len > 0 ? n[j] / len : 0;
+                }
+                k.uv[0] = uv[0];
+                k.uv[1] = uv[1];
+                k.c[0] = color.mRed;
+                k.c[1] = color.mGreen;
+                k.c[2] = color.mBlue;
+                k.c[3] = color.mAlpha;
+                out.push_back(k);
+            }
+        }
+    }
+    return out;
+}
+
+// The same corners, triangle by triangle, in any polygon order.
+void ExpectSameCorners(QdxScene* a, QdxScene* b) {
+    std::vector<Corner> x = Corners(a), y = Corners(b);
+    ASSERT_EQ(x.size(), y.size());
+    std::vector<bool> used(y.size(), false);
+    for (const Corner& k : x) {
+        bool found = false;
+        for (size_t j = 0; j < y.size() && !found; ++j) {
+            const Corner& o = y[j];
+            if (used[j] || o.node != k.node || o.material != k.material) continue;
+            bool same = true;
+            for (int i = 0; i < 3; ++i)
+                same =
+                    same && std::fabs(o.p[i] - k.p[i]) < 1e-5 && std::fabs(o.n[i] - k.n[i]) < 1e-5;
+            for (int i = 0; i < 2; ++i)
+                same = same && std::fabs(o.uv[i] - k.uv[i]) < 1e-6;
+            for (int i = 0; i < 4; ++i)
+                same = same && std::fabs(o.c[i] - k.c[i]) < 1e-6;
+            if (same) found = used[j] = true;
+        }
+        EXPECT_TRUE(found) << "no match for a corner of " << k.node << " at " << k.p[0] << " "
+                           << k.p[1] << " " << k.p[2];
+    }
+}
+
+class GltfTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        manager = QdxManager::Create();
+        dir = qdxtest::MakeTempDir("gltf");
+    }
+    void TearDown() override { manager->Destroy(); }
+    QdxScene* Import(const std::string& path, std::string* error = nullptr) {
+        QdxScene* scene = QdxScene::Create(manager, "");
+        std::string e;
+        bool ok = qdxtest::ImportScene(scene, path, &e);
+        if (error) *error = e;
+        EXPECT_TRUE(ok || error) << e;
+        return ok ? scene : nullptr;
+    }
+    bool Export(QdxScene* scene, const std::string& path) {
+        QdxExporter* exporter = QdxExporter::Create(manager, "");
+        bool ok = exporter->Initialize(path.c_str(), -1) && exporter->Export(scene);
+        EXPECT_TRUE(ok) << exporter->GetStatus().GetErrorString();
+        exporter->Destroy();
+        return ok;
+    }
+    QdxManager* manager = nullptr;
+    std::string dir;
+};
+
+TEST_F(GltfTest, ReadsHierarchyMeshesMaterialsAndTextures) {
+    const std::string path = dir + "/model.glb";
+    ASSERT_TRUE(WriteModel(MakeModel(), path, true));
+    QdxScene* scene = Import(path);
+    ASSERT_TRUE(scene);
+    QdxNode* parent = scene->GetRootNode()->FindChild("parent", false);
+    ASSERT_TRUE(parent);
+    QdxNode* child = parent->FindChild("child", false);
+    ASSERT_TRUE(child);
+    EXPECT_EQ(parent->GetMesh(), child->GetMesh()) << "one mesh, two instances";
+    EXPECT_EQ(scene->GetGlobalSettings().GetAxisSystem(), QdxAxisSystem::ToveYUp);
+    EXPECT_EQ(scene->GetGlobalSettings().GetSystemUnit(), QdxSystemUnit::m);
+
+    // Corner (1, 1, 0) of the quad under the child: child matrix then parent TRS.
+    QdxAMatrix world = child->EvaluateGlobalTransform();
+    QdxVector4 p = world.MultT(QdxVector4(1, 1, 0));
+    // Child: (1, 0, 1) - (0, 0, 4) = (1, 0, -3); parent: scale 2, yaw 1 rad, move (1, 2, 3).
+    const double x = 2, z = -6, c = std::cos(1.0), s = std::sin(1.0);
+    EXPECT_NEAR(p[0], 1 + c * x + s * z, 1e-6);
+    EXPECT_NEAR(p[1], 2, 1e-6);
+    EXPECT_NEAR(p[2], 3 - s * x + c * z, 1e-6);
+
+    QdxMesh* mesh = parent->GetMesh();
+    EXPECT_EQ(mesh->GetPolygonCount(), 3);
+    EXPECT_EQ(mesh->GetControlPointsCount(), 7);
+    QdxStringList uvSets;
+    mesh->GetUVSetNames(uvSets);
+    ASSERT_EQ(uvSets.GetCount(), 2);
+    EXPECT_STREQ(uvSets[0].Buffer(), "Material UV Set");
+    EXPECT_STREQ(uvSets[1].Buffer(), "Lightmap UV Set");
+    // V is flipped: glTF (1, 0) at corner 2 becomes (1, 1).
+    QdxVector2 uv;
+    bool unmapped = true;
+    ASSERT_TRUE(mesh->GetPolygonVertexUV(0, 2, "Material UV Set", uv, unmapped));
+    EXPECT_DOUBLE_EQ(uv[0], 1.0);
+    EXPECT_DOUBLE_EQ(uv[1], 1.0);
+    QdxColor color;
+    ASSERT_TRUE(mesh->GetPolygonVertexColor(1, 2, color));
+    EXPECT_DOUBLE_EQ(color.mAlpha, 0.5);
+
+    ASSERT_EQ(parent->GetMaterialCount(), 2);
+    auto* red = QdxCast<QdxSurfacePhong>(parent->GetMaterial(0));
+    ASSERT_TRUE(red);
+    EXPECT_STREQ(red->GetName(), "red");
+    EXPECT_NEAR(red->Diffuse.Get()[0], 0.8, 1e-12);
+    EXPECT_NEAR(red->Emissive.Get()[2], 0.3, 1e-12);
+    auto* texture = red->FindProperty(QdxSurfaceMaterial::sDiffuse).GetSrcObject<QdxFileTexture>(0);
+    ASSERT_TRUE(texture);
+    EXPECT_EQ(qdxtest::ReadAll(texture->GetFileName()),
+              std::string(reinterpret_cast<const char*>(kPng), sizeof kPng))
+        << "the embedded image is written beside the file";
+    EXPECT_EQ(mesh->GetElementMaterial()->GetIndexArray().GetAt(2), 1) << "the triangle is blue";
+}
+
+TEST_F(GltfTest, RoundTripThroughQdxKeepsWorldSpaceContent) {
+    for (bool binary : {true, false}) {
+        SCOPED_TRACE(binary ? "glb" : "gltf");
+        const std::string ext = binary ? ".glb" : ".gltf";
+        const std::string original = dir + "/original" + ext;
+        ASSERT_TRUE(WriteModel(MakeModel(), original, binary));
+        QdxScene* first = Import(original);
+        ASSERT_TRUE(first);
+        ASSERT_TRUE(Export(first, dir + "/middle.qdx"));
+        QdxScene* middle = Import(dir + "/middle.qdx");
+        ASSERT_TRUE(middle);
+        ASSERT_TRUE(Export(middle, dir + "/again" + ext));
+        QdxScene* again = Import(dir + "/again" + ext);
+        ASSERT_TRUE(again);
+        ExpectSameCorners(first, again);
+        auto* red = QdxCast<QdxSurfacePhong>(
+            again->GetRootNode()->FindChild("parent", false)->GetMaterial(0));
+        ASSERT_TRUE(red);
+        EXPECT_NEAR(red->Diffuse.Get()[1], 0.1, 1e-12);
+        EXPECT_NEAR(red->FindProperty("metallicFactor").Get<double>(), 0.25, 1e-12);
+        EXPECT_NEAR(red->FindProperty("roughnessFactor").Get<double>(), 0.5, 1e-12);
+        auto* texture =
+            red->FindProperty(QdxSurfaceMaterial::sDiffuse).GetSrcObject<QdxFileTexture>(0);
+        ASSERT_TRUE(texture);
+        EXPECT_EQ(qdxtest::ReadAll(texture->GetFileName()).size(), sizeof kPng);
+    }
+}
+
+TEST_F(GltfTest, WritesZUpCentimetreScenesAsYUpMetres) {
+    QdxScene* scene = QdxScene::Create(manager, "");
+    scene->GetGlobalSettings().SetAxisSystem(QdxAxisSystem::ToveZUp);
+    scene->GetGlobalSettings().SetSystemUnit(QdxSystemUnit::cm);
+    QdxNode* node = QdxNode::Create(scene, "box");
+    scene->GetRootNode()->AddChild(node);
+    node->LclTranslation.Set(QdxDouble3(0, 0, 100)); // one metre up
+    QdxMesh* mesh = QdxMesh::Create(scene, "tri");
+    mesh->InitControlPoints(3);
+    mesh->SetControlPointAt(QdxVector4(0, 0, 0), 0);
+    mesh->SetControlPointAt(QdxVector4(50, 0, 0), 1);
+    mesh->SetControlPointAt(QdxVector4(0, 0, 50), 2);
+    const int sizes[] = {3}, corners[] = {0, 1, 2};
+    mesh->AddPolygons(sizes, 1, corners);
+    node->SetNodeAttribute(mesh);
+    ASSERT_TRUE(Export(scene, dir + "/zup.glb"));
+    QdxScene* back = Import(dir + "/zup.glb");
+    ASSERT_TRUE(back);
+    std::vector<Corner> corners2 = Corners(back);
+    ASSERT_EQ(corners2.size(), 3u);
+    EXPECT_NEAR(corners2[0].p[1], 1.0, 1e-9); // Z up 100 cm -> Y up 1 m
+    EXPECT_NEAR(corners2[2].p[1], 1.5, 1e-9); // the point 50 cm above it
+    EXPECT_NEAR(corners2[1].p[0], 0.5, 1e-9); // X stays X
+    EXPECT_TRUE(QdxGetConversionNotes(back).empty());
+}
+
+TEST_F(GltfTest, DetectsByContentThenSuffix) {
+    ASSERT_TRUE(WriteModel(MakeModel(), dir + "/binary.data", true));
+    ASSERT_TRUE(WriteModel(MakeModel(), dir + "/text.data", false));
+    QdxImporter* importer = QdxImporter::Create(manager, "");
+    QdxIOPluginRegistry* registry = manager->GetIOPluginRegistry();
+    ASSERT_TRUE(importer->Initialize((dir + "/binary.data").c_str(), -1));
+    EXPECT_EQ(importer->GetFileFormat(),
+              registry->FindReaderIDByDescription("glTF 2.0 binary (*.glb)"));
+    ASSERT_TRUE(importer->Initialize((dir + "/text.data").c_str(), -1));
+    EXPECT_EQ(importer->GetFileFormat(), registry->FindReaderIDByDescription("glTF 2.0 (*.gltf)"));
+    EXPECT_EQ(registry->FindReaderIDByExtension("glb"), 2);
+    EXPECT_EQ(registry->FindWriterIDByExtension("gltf"), 3);
+    importer->Destroy();
+}
+
+// Each hostile file fails with a message naming the problem.
+TEST_F(GltfTest, HostileFilesFailClearly) {
+    struct Case {
+        const char* name;
+        std::function<void(tinygltf::Model&)> spoil;
+        const char* message;
+    };
+    const std::vector<Case> cases = {
+        {"accessor past its view", [](tinygltf::Model& m) { m.accessors[0].count = 5; },
+         "past the end of its buffer view"},
+        {"huge count", [](tinygltf::Model& m) { m.accessors[0].count = size_t(1) << 40; },
+         "too many elements"},
+        {"view past its buffer", [](tinygltf::Model& m) { m.bufferViews[0].byteLength = 1 << 30; },
+         "past the end of its buffer"},
+        {"cyclic nodes", [](tinygltf::Model& m) { m.nodes[1].children = {0}; }, "cycle"},
+        {"index past vertices",
+         [](tinygltf::Model& m) {
+             uint16_t bad = 40;
+             auto& v = m.bufferViews[size_t(m.accessors[5].bufferView)];
+             std::memcpy(&m.buffers[0].data[v.byteOffset], &bad, 2);
+         },
+         "index is past its vertices"},
+        {"missing image",
+         [](tinygltf::Model& m) {
+             m.images[0].bufferView = -1;
+             m.images[0].uri = "nowhere.png";
+         },
+         "does not exist"},
+        {"missing material", [](tinygltf::Model& m) { m.meshes[0].primitives[0].material = 9; },
+         "material that does not exist"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        tinygltf::Model m = MakeModel();
+        c.spoil(m);
+        const std::string path = dir + "/hostile.gltf";
+        ASSERT_TRUE(WriteModel(m, path, false));
+        std::string error;
+        EXPECT_FALSE(Import(path, &error));
+        EXPECT_NE(error.find(c.message), std::string::npos) << error;
+    }
+    qdxtest::WriteAll(dir + "/bad.gltf", "{\"asset\": {\"version\": \"2.0\"}, \"nodes\": [");
+    std::string error;
+    EXPECT_FALSE(Import(dir + "/bad.gltf", &error));
+    EXPECT_NE(error.find("Not a valid glTF file"), std::string::npos) << error;
+    qdxtest::WriteAll(dir + "/short.glb", std::string("glTF\x02\0\0\0\xff\xff\0\0", 12));
+    EXPECT_FALSE(Import(dir + "/short.glb", &error));
+}
+
+TEST_F(GltfTest, NotesWhatIsNotCarried) {
+    tinygltf::Model m = MakeModel();
+    m.meshes[0].primitives[1].attributes["TANGENT"] =
+        m.meshes[0].primitives[1].attributes["NORMAL"];
+    m.accessors[size_t(m.meshes[0].primitives[1].attributes["NORMAL"])].type = TINYGLTF_TYPE_VEC3;
+    m.cameras.emplace_back();
+    m.cameras[0].type = "perspective";
+    m.cameras[0].perspective.yfov = 1;
+    m.cameras[0].perspective.znear = 0.1;
+    ASSERT_TRUE(WriteModel(m, dir + "/notes.gltf", false));
+    QdxScene* scene = Import(dir + "/notes.gltf");
+    ASSERT_TRUE(scene);
+    std::string all;
+    for (const std::string& note : QdxGetConversionNotes(scene))
+        all += note + "\n";
+    EXPECT_NE(all.find("TANGENT is not carried"), std::string::npos) << all;
+    EXPECT_NE(all.find("Cameras"), std::string::npos) << all;
+}
+
+// Every file the writer makes passes the glTF validator without errors.
+TEST_F(GltfTest, WrittenFilesPassTheValidator) {
+    if (std::system("node --version > /dev/null 2>&1") != 0)
+        GTEST_SKIP() << "node is not installed";
+    const std::string script = QDX_VALIDATE_GLTF;
+    if (std::system(("node " + script + " > /dev/null 2>&1").c_str()) == 3 * 256)
+        GTEST_SKIP()
+            << "the gltf-validator package is not installed (scripts/setup.sh installs it)";
+    ASSERT_TRUE(WriteModel(MakeModel(), dir + "/in.glb", true));
+    QdxScene* scene = Import(dir + "/in.glb");
+    ASSERT_TRUE(scene);
+    ASSERT_TRUE(Export(scene, dir + "/out.glb"));
+    ASSERT_TRUE(Export(scene, dir + "/out.gltf"));
+    QdxScene* everything = QdxScene::Create(manager, "");
+    qdxtest::BuildEverythingScene(everything);
+    ASSERT_TRUE(Export(everything, dir + "/everything.glb"));
+    const std::string command = "node " + script + " " + dir + "/out.glb " + dir + "/out.gltf " +
+                                dir + "/everything.glb > " + dir + "/report.txt 2>&1";
+    const int rc = std::system(command.c_str());
+    EXPECT_EQ(rc, 0) << qdxtest::ReadAll(dir + "/report.txt");
+}
+
+} // namespace
