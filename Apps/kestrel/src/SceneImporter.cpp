@@ -9,6 +9,7 @@
 #include <fstream>
 #include <system_error>
 
+#include <kestrel/ksConstraintManager.h>
 #include <kestrel/osg/SceneFileHandler.h>
 
 #include "OutputCapture.h"
@@ -131,6 +132,10 @@ ImportResult SceneImporter::import(const std::string& file) const {
     }
     r.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (!r.root) r.error = h.getLastError();
+    // The scene as the host shows it: aim constraints turn cameras and lights
+    // towards their targets before anything is printed, drawn or written.
+    else
+        ksConstraintManager::the().evaluate(r.root);
 
     // The loader names each texture it cannot find or load on a line of its
     // own output.

