@@ -11,6 +11,7 @@
 #include <kestrel/ksAnimManager.h>
 #include <kestrel/ksNodeUtils.h>
 #include <kestrel/ksSceneDataManager.h>
+#include <kestrel/osg/UberLight.h>
 
 #include "TestKit.h"
 #include "ksQdxWriter.h"
@@ -83,16 +84,40 @@ protected:
              osg::Vec3f(cb->getRepeat()[0], cb->getRepeat()[1], cb->getOffset()[0]), "placement");
     }
 
+    // Geometry made of points and lines only: the writer has no faces to
+    // write for it.
+    static bool isLineGeometry(const osg::NodePtr& n) {
+        auto g = osg::GeometryPtr::dcast(n->getCore());
+        if (!g || !g->getTypes() || g->getTypes()->empty()) return false;
+        for (osg::UInt32 i = 0; i < g->getTypes()->size(); ++i)
+            if (g->getTypes()->getComponent(i, 0) > double(osg::PrimLineStrip)) return false;
+        return true;
+    }
+
     void compareTrees(const osg::NodePtr& a, const osg::NodePtr& b) {
         SCOPED_TRACE(a->getName());
         EXPECT_EQ(a->getName(), b->getName());
         EXPECT_EQ(a->getTraversalMask() == ~0u, b->getTraversalMask() == ~0u);
-        ASSERT_STREQ(a->getCore()->getTypeName(), b->getCore()->getTypeName());
+        const std::string typeA = a->getCore()->getTypeName();
+        // What the file cannot carry comes back as a plain transform: joints
+        // (written as plain nodes) and line geometry (not written).
+        const bool dropped = typeA == "Joint" || isLineGeometry(a);
+        ASSERT_EQ(dropped ? std::string("Transform3D") : typeA, b->getCore()->getTypeName());
         osg::Matrix wa = a->getWorldMatrix(), wb = b->getWorldMatrix();
-        for (const osg::Vec3f& p : {osg::Vec3f(0, 0, 0), osg::Vec3f(100, 0, 0),
-                                    osg::Vec3f(0, 100, 0), osg::Vec3f(0, 0, 100)})
-            near(wa.multPnt(p), wb.multPnt(p), "world");
-        if (osg::GeometryPtr::dcast(a->getCore())) {
+        if (osg::UberLightPtr::dcast(a->getCore())) {
+            // An area light's size goes through the unit factor on import
+            // only, so a light keeps its place and its direction.
+            near(wa.multPnt(osg::Vec3f(0, 0, 0)), wb.multPnt(osg::Vec3f(0, 0, 0)), "world");
+            osg::Vec3f da = wa.multVec(osg::Vec3f(0, 0, -1)), db = wb.multVec(osg::Vec3f(0, 0, -1));
+            da.normalize();
+            db.normalize();
+            near(da, db, "direction");
+        } else if (!dropped) {
+            for (const osg::Vec3f& p : {osg::Vec3f(0, 0, 0), osg::Vec3f(100, 0, 0),
+                                        osg::Vec3f(0, 100, 0), osg::Vec3f(0, 0, 100)})
+                near(wa.multPnt(p), wb.multPnt(p), "world");
+        }
+        if (!dropped && osg::GeometryPtr::dcast(a->getCore())) {
             ++geometries;
             compareGeometry(a, b);
             compareMaterial(a, b);
