@@ -68,8 +68,7 @@ TEST(AppImport, FreshSampleShowsSurfacesLinesSkinsAndCaches) {
     const fs::path dir =
         fs::temp_directory_path() / ("kestrel-sample-" + std::to_string(::getpid()));
     fs::create_directories(dir);
-    ASSERT_EQ(std::system(("'" QDX_SAMPLE_GENERATOR "' '" + dir.string() + "' >/dev/null").c_str()),
-              0);
+    ASSERT_TRUE(generateSample(dir.string()));
     AppRun r = run("import '" + (dir / "showroom.qdx").string() + "'");
     fs::remove_all(dir);
     ASSERT_EQ(r.code, 0) << r.err;

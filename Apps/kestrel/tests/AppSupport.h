@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -37,3 +38,11 @@ inline AppRun runApp(const std::string& command, const std::string& prefix = "")
     r.err = ss.str();
     return r;
 }
+
+#ifdef QDX_SAMPLE_GENERATOR
+// Writes the sample scene with its textures and caches into dir, so that a
+// test sees what the generator makes today; true on success.
+inline bool generateSample(const std::string& dir) {
+    return std::system(("'" QDX_SAMPLE_GENERATOR "' '" + dir + "' >/dev/null").c_str()) == 0;
+}
+#endif
