@@ -130,7 +130,10 @@ void SetValue(detail::Value& value, Bytes& in) {
             else if constexpr (std::is_same_v<T, int>)
                 v = in.Int();
             else if constexpr (std::is_same_v<T, long long>)
-                v = static_cast<long long>(in.Int()) * (in.Bit() ? 1 : 4611686018427387LL);
+                // Huge values on purpose: the product wraps (unsigned, so
+                // the harness itself has no overflow).
+                v = static_cast<long long>(static_cast<unsigned long long>(in.Int()) *
+                                           (in.Bit() ? 1ULL : 4611686018427387ULL));
             else if constexpr (std::is_same_v<T, float>)
                 v = static_cast<float>(in.Double());
             else if constexpr (std::is_same_v<T, double>)
