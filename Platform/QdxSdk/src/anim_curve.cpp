@@ -215,6 +215,12 @@ bool QdxAnimCurve::GetTimeInterval(QdxTimeSpan& span) const {
 }
 
 namespace {
+// A weight below the threshold gives a degenerate handle; the key's other
+// side stands in for it (tested once: the stand-in is used as it is).
+double UsableWeight(double own, double otherSide) {
+    return own < QdxAnimCurveDef::sMinUsableWeight ? otherSide : own;
+}
+
 // Parameter s in [0, 1] with X(s) = u for the normalised Bezier abscissa
 // X(s) = 3a s(1-s)^2 + 3b s^2(1-s) + s^3 (monotonic for a, b in [0, 1]).
 double SolveAbscissa(double a, double b, double u) {
@@ -273,8 +279,8 @@ double QdxAnimCurve::EvaluateInside(long long t, int* lastIndex) const {
     default:
         break;
     }
-    double wr = std::clamp(weight[2 * k + 1], 0.0, 1.0);
-    double wl = std::clamp(weight[2 * (k + 1)], 0.0, 1.0);
+    double wr = std::clamp(UsableWeight(weight[2 * k + 1], weight[2 * k]), 0.0, 1.0);
+    double wl = std::clamp(UsableWeight(weight[2 * (k + 1)], weight[2 * (k + 1) + 1]), 0.0, 1.0);
     double dr = deriv[2 * k + 1], dl = deriv[2 * (k + 1)];
     double y1 = v0 + dr * wr * dt, y2 = v1 - dl * wl * dt;
     if (v0 == v1 && y1 == v0 && y2 == v1) return v0; // flat: exact, whatever the rounding
