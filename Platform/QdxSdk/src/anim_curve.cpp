@@ -1,6 +1,7 @@
 // Animation curves: keys and evaluation.
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "impl.h"
 #include "qdxsdk/anim.h"
@@ -113,6 +114,25 @@ bool QdxAnimCurve::KeyRemove(int first, int last) {
     cut(times, 1), cut(values, 1), cut(interp, 1), cut(cmode, 1), cut(tmode, 1), cut(deriv, 2),
         cut(weight, 2);
     return true;
+}
+
+int QdxAnimCurve::KeyRemoveMarked(const std::vector<char>& remove) {
+    QDX_CURVE_ARRAYS
+    size_t n = static_cast<size_t>(KeyGetCount());
+    size_t out = 0;
+    for (size_t i = 0; i < n; ++i) {
+        if (i < remove.size() && remove[i]) continue;
+        if (out != i) {
+            times[out] = times[i], values[out] = values[i], interp[out] = interp[i];
+            cmode[out] = cmode[i], tmode[out] = tmode[i];
+            deriv[2 * out] = deriv[2 * i], deriv[2 * out + 1] = deriv[2 * i + 1];
+            weight[2 * out] = weight[2 * i], weight[2 * out + 1] = weight[2 * i + 1];
+        }
+        ++out;
+    }
+    times.resize(out), values.resize(out), interp.resize(out), cmode.resize(out), tmode.resize(out),
+        deriv.resize(2 * out), weight.resize(2 * out);
+    return static_cast<int>(n - out);
 }
 
 void QdxAnimCurve::KeyAppend(const long long* t, const double* v, int count,

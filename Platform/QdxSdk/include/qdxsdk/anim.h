@@ -13,6 +13,8 @@
 // post-extrapolation apply (constant by default: the end key's value).
 #pragma once
 
+#include <vector>
+
 #include "qdxsdk/object.h"
 #include "qdxsdk/time.h"
 
@@ -125,6 +127,9 @@ public:
                 double leftWeight = sDefaultWeight);
     bool KeyRemove(int index);
     bool KeyRemove(int startIndex, int endIndex);
+    // Removes every key whose entry in remove is non-zero, in one pass
+    // (entries past the end keep their keys); returns how many went.
+    int KeyRemoveMarked(const std::vector<char>& remove);
     // Keys in bulk (appends; times must stay increasing).
     void KeyAppend(const long long* times, const double* values, int count,
                    EInterpolationType interpolation);
