@@ -424,3 +424,113 @@ TEST_F(Animation, QuaternionInterpolationFollowsTheShortestArc) {
     QdxVector4 end = node->EvaluateLocalRotation(Sec(1), S);
     EXPECT_NEAR(end[0], 90.0, 1e-9);
 }
+
+namespace {
+void Linear(QdxAnimCurve* c, std::initializer_list<std::pair<double, double>> keys) {
+    for (auto [t, v] : keys) {
+        QdxTime at;
+        at.SetSecondDouble(t);
+        c->KeySet(c->KeyAdd(at), at, v, QdxAnimCurveDef::eInterpolationLinear);
+    }
+}
+
+double MaxDifference(const QdxAMatrix& a, const QdxAMatrix& b) {
+    double d = 0;
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            d = std::max(d, std::fabs(a.m[i][j] - b.m[i][j]));
+    return d;
+}
+} // namespace
+
+TEST_F(Animation, PivotConversionKeepsEveryLayerOfEveryStack) {
+    // Pivots, offsets and a pre-rotation under animated rotation: a bake is
+    // needed. A second, additive layer and a second stack must survive.
+    node->SetRotationActive(true);
+    node->SetPreRotation(QdxNode::eSourcePivot, QdxVector4(10, 0, 30));
+    node->SetRotationPivot(QdxNode::eSourcePivot, QdxVector4(1, 2, 0));
+    node->SetScalingPivot(QdxNode::eSourcePivot, QdxVector4(0, -1, 3));
+    node->SetRotationOffset(QdxNode::eSourcePivot, QdxVector4(0.5, 0, 0));
+    QdxAnimLayer* l2 = QdxAnimLayer::Create(scene, "L2");
+    stack->AddMember(l2);
+    Linear(node->LclRotation.GetCurve(base, "Z", true), {{0, 0}, {2, 180}});
+    Linear(node->LclTranslation.GetCurve(base, "X", true), {{0, 0}, {1, 5}});
+    Linear(node->LclScaling.GetCurve(base, "Y", true), {{0, 1}, {2, 3}});
+    QdxAnimCurve* extra = node->LclTranslation.GetCurve(l2, "Y", true);
+    Linear(extra, {{0.5, 0}, {1.5, 2}});
+    QdxAnimStack* take2 = QdxAnimStack::Create(scene, "take2");
+    QdxAnimLayer* take2base = QdxAnimLayer::Create(scene, "take2base");
+    take2->AddMember(take2base);
+    Linear(node->LclRotation.GetCurve(take2base, "X", true), {{0, -40}, {1, 40}});
+
+    auto worldAt = [&](QdxAnimStack* s, double seconds) {
+        scene->SetCurrentAnimationStack(s);
+        return node->EvaluateGlobalTransform(Sec(seconds));
+    };
+    std::vector<QdxAMatrix> before[2];
+    for (int f = 0; f <= 48; ++f) {
+        before[0].push_back(worldAt(stack, f / 24.0));
+        before[1].push_back(worldAt(take2, f / 24.0));
+    }
+    scene->SetCurrentAnimationStack(stack);
+    scene->GetRootNode()->ConvertPivotAnimationRecursive(nullptr, QdxNode::eDestinationPivot, 24.0,
+                                                         false);
+    EXPECT_EQ(node->GetPreRotation(QdxNode::eSourcePivot), QdxVector4(0, 0, 0));
+    for (int f = 0; f <= 48; ++f) {
+        EXPECT_LT(MaxDifference(worldAt(stack, f / 24.0), before[0][static_cast<size_t>(f)]), 1e-9)
+            << "frame " << f;
+        EXPECT_LT(MaxDifference(worldAt(take2, f / 24.0), before[1][static_cast<size_t>(f)]), 1e-9)
+            << "take2 frame " << f;
+    }
+    // The additive layer is untouched, not folded into the base.
+    ASSERT_EQ(node->LclTranslation.GetCurve(l2, "Y", false), extra);
+    EXPECT_EQ(extra->KeyGetCount(), 2);
+    EXPECT_EQ(stack->GetLayerCount(), 2);
+}
+
+TEST_F(Animation, PivotConversionShiftsWithoutBakingWhenTheOffsetIsConstant) {
+    // A rotation offset and pivot equal to the scaling pivot with static
+    // rotation and scaling: translation moves by a constant, keys stay keys.
+    node->SetRotationOffset(QdxNode::eSourcePivot, QdxVector4(3, 0, -1));
+    node->SetRotationPivot(QdxNode::eSourcePivot, QdxVector4(1, 1, 1));
+    node->SetScalingPivot(QdxNode::eSourcePivot, QdxVector4(1, 1, 1));
+    node->LclRotation.Set(QdxDouble3(0, 45, 0));
+    QdxAnimLayer* over = QdxAnimLayer::Create(scene, "over");
+    over->BlendMode.Set(QdxAnimLayer::eBlendOverride);
+    over->Weight.Set(50.0);
+    stack->AddMember(over);
+    QdxAnimCurve* x = node->LclTranslation.GetCurve(base, "X", true);
+    x->KeySet(x->KeyAdd(Sec(0)), Sec(0), 0.0, QdxAnimCurveDef::eInterpolationCubic,
+              QdxAnimCurveDef::eTangentUser, 7.0, 7.0);
+    x->KeySet(x->KeyAdd(Sec(1)), Sec(1), 4.0, QdxAnimCurveDef::eInterpolationCubic,
+              QdxAnimCurveDef::eTangentUser, -3.0, -3.0);
+    Linear(node->LclTranslation.GetCurve(over, "Z", true), {{0, 1}, {1, -1}});
+    std::vector<QdxAMatrix> before;
+    for (int i = -10; i <= 50; ++i)
+        before.push_back(node->EvaluateGlobalTransform(Sec(i / 37.0)));
+    scene->GetRootNode()->ConvertPivotAnimationRecursive(nullptr, QdxNode::eDestinationPivot, 24.0,
+                                                         false);
+    EXPECT_EQ(x->KeyGetCount(), 2);
+    for (int i = -10; i <= 50; ++i)
+        EXPECT_LT(MaxDifference(node->EvaluateGlobalTransform(Sec(i / 37.0)),
+                                before[static_cast<size_t>(i + 10)]),
+                  1e-12)
+            << "at " << i / 37.0;
+}
+
+TEST_F(Animation, PivotConversionBakeIsBoundedByTheAnimatedSpan) {
+    node->SetRotationActive(true);
+    node->SetPostRotation(QdxNode::eSourcePivot, QdxVector4(0, 20, 0));
+    // A year of animation at 24 frames per second would be 750 million
+    // frames.
+    Linear(node->LclRotation.GetCurve(base, "X", true), {{0, 0}, {365.0 * 86400, 90}});
+    scene->GetRootNode()->ConvertPivotAnimationRecursive(nullptr, QdxNode::eDestinationPivot, 24.0,
+                                                         false);
+    QdxAnimCurve* c = node->LclRotation.GetCurve(base, "X", false);
+    ASSERT_NE(c, nullptr);
+    EXPECT_LE(c->KeyGetCount(), 300000);
+    EXPECT_GE(c->KeyGetCount(), 2);
+    std::vector<std::string> notes = QdxGetConversionNotes(scene);
+    ASSERT_EQ(notes.size(), 1u);
+    EXPECT_NE(notes[0].find("coarser"), std::string::npos);
+}
