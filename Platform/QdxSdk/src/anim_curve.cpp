@@ -1,6 +1,7 @@
 // Animation curves: keys and evaluation.
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "impl.h"
 #include "qdxsdk/anim.h"
@@ -115,6 +116,25 @@ bool QdxAnimCurve::KeyRemove(int first, int last) {
     return true;
 }
 
+int QdxAnimCurve::KeyRemoveMarked(const std::vector<char>& remove) {
+    QDX_CURVE_ARRAYS
+    size_t n = static_cast<size_t>(KeyGetCount());
+    size_t out = 0;
+    for (size_t i = 0; i < n; ++i) {
+        if (i < remove.size() && remove[i]) continue;
+        if (out != i) {
+            times[out] = times[i], values[out] = values[i], interp[out] = interp[i];
+            cmode[out] = cmode[i], tmode[out] = tmode[i];
+            deriv[2 * out] = deriv[2 * i], deriv[2 * out + 1] = deriv[2 * i + 1];
+            weight[2 * out] = weight[2 * i], weight[2 * out + 1] = weight[2 * i + 1];
+        }
+        ++out;
+    }
+    times.resize(out), values.resize(out), interp.resize(out), cmode.resize(out), tmode.resize(out),
+        deriv.resize(2 * out), weight.resize(2 * out);
+    return static_cast<int>(n - out);
+}
+
 void QdxAnimCurve::KeyAppend(const long long* t, const double* v, int count,
                              EInterpolationType interpolation) {
     QDX_CURVE_ARRAYS
@@ -215,6 +235,12 @@ bool QdxAnimCurve::GetTimeInterval(QdxTimeSpan& span) const {
 }
 
 namespace {
+// A weight below the threshold gives a degenerate handle; the key's other
+// side stands in for it (tested once: the stand-in is used as it is).
+double UsableWeight(double own, double otherSide) {
+    return own < QdxAnimCurveDef::sMinUsableWeight ? otherSide : own;
+}
+
 // Parameter s in [0, 1] with X(s) = u for the normalised Bezier abscissa
 // X(s) = 3a s(1-s)^2 + 3b s^2(1-s) + s^3 (monotonic for a, b in [0, 1]).
 double SolveAbscissa(double a, double b, double u) {
@@ -273,8 +299,8 @@ double QdxAnimCurve::EvaluateInside(long long t, int* lastIndex) const {
     default:
         break;
     }
-    double wr = std::clamp(weight[2 * k + 1], 0.0, 1.0);
-    double wl = std::clamp(weight[2 * (k + 1)], 0.0, 1.0);
+    double wr = std::clamp(UsableWeight(weight[2 * k + 1], weight[2 * k]), 0.0, 1.0);
+    double wl = std::clamp(UsableWeight(weight[2 * (k + 1)], weight[2 * (k + 1) + 1]), 0.0, 1.0);
     double dr = deriv[2 * k + 1], dl = deriv[2 * (k + 1)];
     double y1 = v0 + dr * wr * dt, y2 = v1 - dl * wl * dt;
     if (v0 == v1 && y1 == v0 && y2 == v1) return v0; // flat: exact, whatever the rounding

@@ -4,10 +4,13 @@
 #include <algorithm>
 #include <cmath>
 #include <set>
+#include <string>
 #include <vector>
 
+#include "format_gltf.h"
 #include "node_walk.h"
 #include "qdxsdk/anim.h"
+#include "qdxsdk/conversion_notes.h"
 #include "qdxsdk/geometry.h"
 #include "qdxsdk/node.h"
 #include "qdxsdk/scene.h"
@@ -93,12 +96,14 @@ void BakeGeometry(QdxNode* n, const QdxAMatrix& change) {
     }
 }
 
-// Layers of the stack that animate prop, with their curve nodes.
-std::vector<QdxAnimCurveNode*> CurveNodesIn(QdxProperty prop, QdxAnimStack* stack) {
-    std::vector<QdxAnimCurveNode*> out;
+// The most samples one node's bake may take per stack: beyond it the bake
+// period grows so that a long span cannot take unbounded memory.
+constexpr size_t kMaxBakeSamples = 200000;
+
+bool Animates(QdxProperty prop, QdxAnimStack* stack) {
     for (int l = 0; stack && l < stack->GetLayerCount(); ++l)
-        if (QdxAnimCurveNode* cn = prop.GetCurveNode(stack->GetLayer(l), false)) out.push_back(cn);
-    return out;
+        if (prop.IsAnimated(stack->GetLayer(l))) return true;
+    return false;
 }
 
 void KeyTimes(QdxAnimCurveNode* cn, std::set<long long>& times) {
@@ -110,11 +115,164 @@ void KeyTimes(QdxAnimCurveNode* cn, std::set<long long>& times) {
         }
 }
 
+// Whether layer l of stack contributes, by the rules of property evaluation.
+bool LayerActive(QdxAnimStack* stack, int l) {
+    bool anySolo = false;
+    for (int k = 0; k < stack->GetLayerCount(); ++k)
+        anySolo |= stack->GetLayer(k)->Solo.Get();
+    QdxAnimLayer* layer = stack->GetLayer(l);
+    return !layer->Mute.Get() && !(anySolo && l > 0 && !layer->Solo.Get());
+}
+
+// Adds k to what the layers that set the value (the base layer and
+// overriding layers) give for prop; additive layers stay as they are, so
+// the stack's result moves by k exactly.
+void ShiftTranslation(QdxProperty prop, QdxAnimStack* stack, const QdxVector4& k) {
+    for (int l = 0; stack && l < stack->GetLayerCount(); ++l) {
+        QdxAnimLayer* layer = stack->GetLayer(l);
+        if (l > 0 && layer->BlendMode.Get() == QdxAnimLayer::eBlendAdditive) continue;
+        QdxAnimCurveNode* cn = prop.GetCurveNode(layer, false);
+        for (unsigned int c = 0; cn && c < 3 && c < cn->GetChannelsCount(); ++c) {
+            cn->SetChannelValue(c, cn->GetChannelValue(c, 0.0) + k[static_cast<int>(c)]);
+            for (int i = 0; i < cn->GetCurveCount(c); ++i) {
+                QdxAnimCurve* cv = cn->GetCurve(c, static_cast<unsigned int>(i));
+                for (int key = 0; key < cv->KeyGetCount(); ++key)
+                    cv->KeySetValue(key, cv->KeyGetValue(key) + k[static_cast<int>(c)]);
+            }
+        }
+    }
+}
+
+// How the value of the base layer reaches the stack's result for one
+// channel at one time: result = alpha * base + (terms without the base).
+// Overriding layers above scale it by (1 - weight); additive scaling layers
+// multiply it by their value ^ weight; other additive layers only add.
+double BaseFactor(QdxProperty prop, QdxAnimStack* stack, unsigned int c, QdxTime t,
+                  bool multiplicative) {
+    double alpha = 1.0;
+    for (int l = 1; l < stack->GetLayerCount(); ++l) {
+        if (!LayerActive(stack, l)) continue;
+        QdxAnimLayer* layer = stack->GetLayer(l);
+        QdxAnimCurveNode* cn = prop.GetCurveNode(layer, false);
+        if (!cn || c >= cn->GetChannelsCount()) continue;
+        double w = layer->Weight.Get() / 100.0;
+        if (layer->BlendMode.Get() != QdxAnimLayer::eBlendAdditive) {
+            alpha *= 1.0 - w;
+        } else if (multiplicative) {
+            QdxAnimCurve* cv = cn->GetCurve(c);
+            double lv = cv && cv->KeyGetCount() > 0 ? cv->Evaluate(t) : cn->GetChannelValue(c, 1.0);
+            alpha *= std::pow(lv, w);
+        }
+    }
+    return alpha;
+}
+
+struct BakeResult {
+    bool capped = false, singular = false;
+};
+
+// Rewrites the base layer of stack so that, with every other layer
+// unchanged, the stack evaluates to the destination set's values at every
+// sample (every frame across the keys, and the keys themselves).
+BakeResult BakeStack(QdxNode* n, QdxAnimStack* stack, const SetValues& vf, const SetValues& vt,
+                     Set from, double fps, bool reduce, bool bakeRotation) {
+    BakeResult result;
+    QdxProperty props[3] = {n->LclTranslation, n->LclRotation, n->LclScaling};
+    std::set<long long> keyTimes;
+    for (int l = 0; l < stack->GetLayerCount(); ++l)
+        for (QdxProperty& p : props)
+            if (QdxAnimCurveNode* cn = p.GetCurveNode(stack->GetLayer(l), false))
+                KeyTimes(cn, keyTimes);
+    if (keyTimes.empty()) return result;
+    long long first = *keyTimes.begin(), last = *keyTimes.rbegin();
+    double period = QdxTime::kTicksPerSecond / (fps > 0 ? fps : 30.0);
+    double frames = (static_cast<double>(last) - static_cast<double>(first)) / period;
+    if (frames + static_cast<double>(keyTimes.size()) > static_cast<double>(kMaxBakeSamples)) {
+        result.capped = true;
+        period = (static_cast<double>(last) - static_cast<double>(first)) /
+                 static_cast<double>(kMaxBakeSamples / 2);
+        if (keyTimes.size() > kMaxBakeSamples / 2) {
+            // Too many keys as well: keep every so many of them.
+            std::set<long long> fewer;
+            size_t step = keyTimes.size() / (kMaxBakeSamples / 2) + 1, i = 0;
+            for (long long t : keyTimes)
+                if (i++ % step == 0) fewer.insert(t);
+            fewer.insert(last);
+            keyTimes.swap(fewer);
+        }
+    }
+    std::set<long long> samples = keyTimes;
+    long long f0 = static_cast<long long>(std::ceil(static_cast<double>(first) / period));
+    long long f1 = static_cast<long long>(std::floor(static_cast<double>(last) / period));
+    for (long long f = f0; f <= f1; ++f)
+        samples.insert(std::clamp(
+            static_cast<long long>(std::llround(static_cast<double>(f) * period)), first, last));
+    std::vector<long long> times(samples.begin(), samples.end());
+
+    QdxAnimLayer* base = stack->GetLayer(0);
+    double w0 = base->Weight.Get() / 100.0;
+    QdxScene* scene = n->GetScene();
+    QdxAnimStack* previous = scene ? scene->GetCurrentAnimationStack() : nullptr;
+    if (scene) scene->SetCurrentAnimationStack(stack);
+    // New base-layer values per property and channel. Scaling keeps its
+    // values, and rotation too when both sets rotate alike.
+    const int baked = bakeRotation ? 2 : 1;
+    std::vector<double> values[9];
+    QdxVector4 prevR;
+    for (size_t i = 0; i < times.size(); ++i) {
+        QdxTime t(times[i]);
+        QdxVector4 now[3] = {n->EvaluateLocalTranslation(t), n->EvaluateLocalRotation(t, from),
+                             n->EvaluateLocalScaling(t)};
+        QdxVector4 conv[3];
+        Solve(vf, vt, now[0], now[1], now[2], i ? &prevR : nullptr, conv[0], conv[1], conv[2]);
+        prevR = conv[1];
+        for (int p = 0; p < baked; ++p) {
+            QdxAnimCurveNode* cn = props[p].GetCurveNode(base, false);
+            QdxDouble3 stat = QdxPropertyT<QdxDouble3>(props[p]).Get();
+            for (unsigned int c = 0; c < 3; ++c) {
+                int ci = static_cast<int>(c);
+                QdxAnimCurve* cv = cn ? cn->GetCurve(c) : nullptr;
+                double lv = cv && cv->KeyGetCount() > 0
+                                ? cv->Evaluate(t)
+                                : (cn ? cn->GetChannelValue(c, stat[ci]) : stat[ci]);
+                double alpha = BaseFactor(props[p], stack, c, t, p == 2) * w0;
+                double delta = conv[p][ci] - now[p][ci];
+                if (std::fabs(alpha) < 1e-12) {
+                    if (delta != 0.0) result.singular = true;
+                    alpha = 1.0, delta = 0.0;
+                }
+                values[p * 3 + ci].push_back(lv + delta / alpha);
+            }
+        }
+    }
+    if (scene) scene->SetCurrentAnimationStack(previous);
+
+    QdxAnimCurveFilterConstantKeyReducer reducer;
+    reducer.SetKeepOneKey(true);
+    for (int p = 0; p < baked; ++p) {
+        QdxAnimCurveNode* cn = props[p].GetCurveNode(base, true);
+        for (unsigned int c = 0; cn && c < 3 && c < cn->GetChannelsCount(); ++c) {
+            QdxAnimCurve* cv = cn->GetCurve(c);
+            if (!cv) cv = cn->CreateCurve(n->GetName(), c);
+            cv->KeyClear();
+            cv->KeyAppend(times.data(), values[p * 3 + c].data(), static_cast<int>(times.size()),
+                          QdxAnimCurveDef::eInterpolationLinear);
+            if (reduce) reducer.Apply(*cv);
+        }
+    }
+    return result;
+}
+
 // Attributes already baked in this conversion: an instanced mesh is baked
 // once, with the first of its nodes' geometric transforms.
 using Baked = std::set<const QdxNodeAttribute*>;
 
-void ConvertNode(QdxNode* n, QdxAnimStack* stack, Set to, double fps, bool reduce, Baked& baked) {
+struct Report {
+    std::vector<std::string> notes;
+};
+
+void ConvertNode(QdxNode* n, const std::vector<QdxAnimStack*>& stacks, Set to, double fps,
+                 bool reduce, Baked& baked, Report& report) {
     Set from =
         to == QdxNode::eDestinationPivot ? QdxNode::eSourcePivot : QdxNode::eDestinationPivot;
     QdxAMatrix geoFrom = n->GetGeometricTransform(from), geoTo = n->GetGeometricTransform(to);
@@ -123,70 +281,55 @@ void ConvertNode(QdxNode* n, QdxAnimStack* stack, Set to, double fps, bool reduc
 
     if (!SameLocal(n, from, to)) {
         SetValues vf = ValuesOf(n, from), vt = ValuesOf(n, to);
-        QdxProperty props[3] = {n->LclTranslation, n->LclRotation, n->LclScaling};
-        std::set<long long> keyTimes;
-        std::vector<QdxAnimCurveNode*> nodes[3];
-        for (int p = 0; p < 3; ++p) {
-            nodes[p] = CurveNodesIn(props[p], stack);
-            for (QdxAnimCurveNode* cn : nodes[p])
-                KeyTimes(cn, keyTimes);
-        }
-        if (keyTimes.empty()) {
-            QdxVector4 t2, r2, s2;
-            QdxVector4 t = n->EvaluateLocalTranslation(),
-                       r = n->EvaluateLocalRotation(QdxTime(), from), s = n->EvaluateLocalScaling();
-            Solve(vf, vt, t, r, s, nullptr, t2, r2, s2);
-            n->LclTranslation.Set(QdxDouble3(t2[0], t2[1], t2[2]));
-            n->LclRotation.Set(QdxDouble3(r2[0], r2[1], r2[2]));
-            n->LclScaling.Set(QdxDouble3(s2[0], s2[1], s2[2]));
-        } else {
-            // Sample every frame across the keys, plus the keys themselves.
-            long long first = *keyTimes.begin(), last = *keyTimes.rbegin();
-            double period = QdxTime::kTicksPerSecond / (fps > 0 ? fps : 30.0);
-            std::set<long long> samples = keyTimes;
-            long long f0 = static_cast<long long>(std::ceil(static_cast<double>(first) / period));
-            long long f1 = static_cast<long long>(std::floor(static_cast<double>(last) / period));
-            for (long long f = f0; f <= f1 && samples.size() < 10000000; ++f)
-                samples.insert(
-                    static_cast<long long>(std::llround(static_cast<double>(f) * period)));
-            std::vector<long long> times(samples.begin(), samples.end());
-            std::vector<double> values[9];
-            QdxVector4 prevR;
-            for (size_t i = 0; i < times.size(); ++i) {
-                QdxTime t(times[i]);
-                QdxVector4 tt = n->EvaluateLocalTranslation(t),
-                           r = n->EvaluateLocalRotation(t, from), s = n->EvaluateLocalScaling(t),
-                           t2, r2, s2;
-                Solve(vf, vt, tt, r, s, i ? &prevR : nullptr, t2, r2, s2);
-                prevR = r2;
-                for (int k = 0; k < 3; ++k) {
-                    values[k].push_back(t2[k]);
-                    values[3 + k].push_back(r2[k]);
-                    values[6 + k].push_back(s2[k]);
-                }
-            }
-            QdxAnimLayer* base = stack->GetLayer(0);
-            QdxAnimCurveFilterConstantKeyReducer reducer;
-            reducer.SetKeepOneKey(true);
-            for (int p = 0; p < 3; ++p) {
-                for (QdxAnimCurveNode* cn : nodes[p])
-                    cn->Destroy(true);
-                QdxProperty prop = props[p];
-                QdxAnimCurveNode* cn = prop.GetCurveNode(base, true);
-                for (unsigned int c = 0; c < 3 && cn; ++c) {
-                    QdxAnimCurve* cv = cn->CreateCurve(n->GetName(), c);
-                    cv->KeyAppend(times.data(), values[p * 3 + c].data(),
-                                  static_cast<int>(times.size()),
-                                  QdxAnimCurveDef::eInterpolationLinear);
-                    if (reduce) reducer.Apply(*cv);
-                }
-                QdxDouble3 v(values[p * 3][0], values[p * 3 + 1][0], values[p * 3 + 2][0]);
-                prop.Set(v);
-                if (cn)
-                    for (unsigned int c = 0; c < 3; ++c)
-                        cn->SetChannelValue(c, v[static_cast<int>(c)]);
+        // t' = t + c0 + Rot * (c1 + S * c2), with Rot the node's own
+        // rotation; rotation and scaling keep their values when both sets
+        // rotate alike.
+        bool sameRotation = vf.pre == vt.pre && vf.post == vt.post && vf.order == vt.order;
+        QdxVector4 c1 = vt.rp - vf.rp + vf.soff - vt.soff + vf.sp - vt.sp;
+        QdxVector4 c2 = vt.sp - vf.sp;
+        bool zero1 = c1[0] == 0 && c1[1] == 0 && c1[2] == 0;
+        bool zero2 = c2[0] == 0 && c2[1] == 0 && c2[2] == 0;
+        bool animR = false, animS = false;
+        for (QdxAnimStack* st : stacks)
+            animR |= Animates(n->LclRotation, st), animS |= Animates(n->LclScaling, st);
+        bool constantShift = sameRotation && (zero1 || !animR) && (zero2 || (!animR && !animS));
+
+        // The values without animation first: they are what a stack that
+        // does not animate the node evaluates to.
+        QdxVector4 t = n->LclTranslation.Get(), r = n->LclRotation.Get(), sc = n->LclScaling.Get();
+        QdxVector4 t2, r2, s2;
+        Solve(vf, vt, t, r, sc, nullptr, t2, r2, s2);
+        if (sameRotation) r2 = r;
+        for (QdxAnimStack* st : stacks) {
+            if (constantShift) {
+                // The shift is the same at every time; with a stack that
+                // sets rotation or scaling values, take them from it.
+                QdxScene* scene = n->GetScene();
+                QdxAnimStack* previous = scene ? scene->GetCurrentAnimationStack() : nullptr;
+                if (scene) scene->SetCurrentAnimationStack(st);
+                QdxVector4 et = n->EvaluateLocalTranslation(),
+                           er = n->EvaluateLocalRotation(QdxTime(), from),
+                           es = n->EvaluateLocalScaling(), et2, er2, es2;
+                if (scene) scene->SetCurrentAnimationStack(previous);
+                Solve(vf, vt, et, er, es, nullptr, et2, er2, es2);
+                ShiftTranslation(n->LclTranslation, st, et2 - et);
+            } else {
+                BakeResult b = BakeStack(n, st, vf, vt, from, fps, reduce, !sameRotation);
+                if (b.capped)
+                    report.notes.push_back(std::string("Pivot conversion of node '") +
+                                           n->GetName() + "' in stack '" + st->GetName() +
+                                           "' was baked at a coarser period than one frame: its "
+                                           "animated span has too many frames");
+                if (b.singular)
+                    report.notes.push_back(std::string("Pivot conversion of node '") +
+                                           n->GetName() + "' in stack '" + st->GetName() +
+                                           "' left times where an overriding layer hides the "
+                                           "base layer unconverted");
             }
         }
+        n->LclTranslation.Set(QdxDouble3(t2[0], t2[1], t2[2]));
+        n->LclRotation.Set(QdxDouble3(r2[0], r2[1], r2[2]));
+        n->LclScaling.Set(QdxDouble3(s2[0], s2[1], s2[2]));
     }
     n->CopyPivotSet(to, from);
 }
@@ -196,15 +339,24 @@ void ConvertNode(QdxNode* n, QdxAnimStack* stack, Set to, double fps, bool reduc
 void QdxNode::ConvertPivotAnimationRecursive(QdxAnimStack* stack, EPivotSet convertTo,
                                              double frameRate, bool keyReduce) {
     QdxScene* scene = GetScene();
-    QdxAnimStack* previous = scene ? scene->GetCurrentAnimationStack() : nullptr;
-    if (!stack) stack = previous;
-    if (scene && stack) scene->SetCurrentAnimationStack(stack);
+    std::vector<QdxAnimStack*> stacks;
+    if (stack) {
+        stacks.push_back(stack);
+    } else if (scene) {
+        for (int i = 0; i < scene->GetSrcObjectCount<QdxAnimStack>(); ++i)
+            if (QdxAnimStack* s = scene->GetSrcObject<QdxAnimStack>(i)) stacks.push_back(s);
+    }
     Baked baked;
+    Report report;
     detail::VisitPreOrder(this, [&](QdxNode* n) {
-        ConvertNode(n, stack, convertTo, frameRate, keyReduce, baked);
+        ConvertNode(n, stacks, convertTo, frameRate, keyReduce, baked, report);
         return true;
     });
-    if (scene && stack) scene->SetCurrentAnimationStack(previous);
+    if (scene && !report.notes.empty()) {
+        std::vector<std::string> notes = QdxGetConversionNotes(scene);
+        notes.insert(notes.end(), report.notes.begin(), report.notes.end());
+        format::SetConversionNotes(scene, notes);
+    }
 }
 
 } // namespace qdxsdk

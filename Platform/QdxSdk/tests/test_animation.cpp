@@ -1,6 +1,7 @@
 // Curve evaluation, layer blending, curve filters and time.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <random>
 
@@ -141,8 +142,11 @@ TEST_F(Animation, ReducerRemovesOnlyRedundantKeys) {
                                      : QdxAnimCurveDef::eTangentAuto,
                       flat ? 0.0 : 1.0, flat ? 0.0 : -1.0);
         }
+        // A repeating side pins the span that repeats.
+        if (trial % 3 == 1) c->SetPostExtrapolation(QdxAnimCurveDef::eRepetition);
+        if (trial % 3 == 2) c->SetPreExtrapolation(QdxAnimCurveDef::eMirrorRepetition);
         std::vector<double> before;
-        for (int i = -20; i <= 500; ++i)
+        for (int i = -500; i <= 500; ++i)
             before.push_back(c->Evaluate(QdxTime(i * 141120000LL / 240)));
         int keys = c->KeyGetCount();
         QdxAnimCurveFilterConstantKeyReducer r;
@@ -151,9 +155,9 @@ TEST_F(Animation, ReducerRemovesOnlyRedundantKeys) {
         ASSERT_TRUE(r.Apply(*c));
         EXPECT_LE(c->KeyGetCount(), keys);
         EXPECT_GE(c->KeyGetCount(), 1);
-        for (int i = -20; i <= 500; ++i)
+        for (int i = -500; i <= 500; ++i)
             ASSERT_EQ(c->Evaluate(QdxTime(i * 141120000LL / 240)),
-                      before[static_cast<size_t>(i + 20)])
+                      before[static_cast<size_t>(i + 500)])
                 << "trial " << trial << " sample " << i;
     }
     // A flat run loses its inner keys; a peak stays.
@@ -165,6 +169,80 @@ TEST_F(Animation, ReducerRemovesOnlyRedundantKeys) {
     r.Apply(*c);
     ASSERT_EQ(c->KeyGetCount(), 3);
     EXPECT_EQ(c->KeyGetValue(1), 2.0);
+}
+
+TEST_F(Animation, ReducerIsLinearInTheKeyCount) {
+    // Long flat runs between changes: a key-by-key erase would move the
+    // tail once per removed key.
+    const int n = 400000;
+    std::vector<long long> times(n);
+    std::vector<double> values(n);
+    for (int i = 0; i < n; ++i) {
+        times[static_cast<size_t>(i)] = i * 141120000LL / 24;
+        values[static_cast<size_t>(i)] = (i / 1000) % 2;
+    }
+    QdxAnimCurve* c = QdxAnimCurve::Create(scene, "long");
+    c->KeyAppend(times.data(), values.data(), n, QdxAnimCurveDef::eInterpolationLinear);
+    QdxAnimCurveFilterConstantKeyReducer r;
+    auto start = std::chrono::steady_clock::now();
+    ASSERT_TRUE(r.Apply(*c));
+    double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    // The two ends of every run, except the outer ends that extrapolation holds.
+    EXPECT_EQ(c->KeyGetCount(), 2 * (n / 1000) - 2);
+    EXPECT_LT(seconds, 5.0);
+    EXPECT_EQ(c->Evaluate(QdxTime(times[1500])), 1.0);
+}
+
+TEST_F(Animation, ResampledStepsAndRampsDoNotOvershoot) {
+    QdxTime period;
+    period.SetSecondDouble(1.0 / 24);
+    QdxAnimCurveFilterResample r;
+    r.SetPeriodTime(period);
+    r.SetKeysOnFrame(true);
+    auto check = [&](QdxAnimCurve* c, double lo, double hi, bool increasing) {
+        ASSERT_TRUE(r.Apply(*c));
+        double prev = lo;
+        for (int i = 0; i <= 24 * 40; ++i) {
+            double v = c->Evaluate(Sec(i / 240.0));
+            EXPECT_GE(v, lo - 1e-12) << c->GetName() << " at " << i / 240.0;
+            EXPECT_LE(v, hi + 1e-12) << c->GetName() << " at " << i / 240.0;
+            if (increasing) {
+                EXPECT_GE(v, prev - 1e-12) << c->GetName() << " at " << i / 240.0;
+            }
+            prev = v;
+        }
+    };
+    // Steps, one of them exactly on a frame, one between frames.
+    QdxAnimCurve* steps = QdxAnimCurve::Create(scene, "steps");
+    double at[] = {0, 0.5, 0.77, 2};
+    double val[] = {0, 1, 3, 3};
+    for (int i = 0; i < 4; ++i)
+        steps->KeySet(steps->KeyAdd(Sec(at[i])), Sec(at[i]), val[i],
+                      QdxAnimCurveDef::eInterpolationConstant);
+    check(steps, 0, 3, true);
+    // A steep cubic ramp into a plateau: the derivative of the original is
+    // large next to the flat part.
+    QdxAnimCurve* ramp = QdxAnimCurve::Create(scene, "ramp");
+    ramp->KeySet(ramp->KeyAdd(Sec(0)), Sec(0), 0, QdxAnimCurveDef::eInterpolationLinear);
+    ramp->KeySet(ramp->KeyAdd(Sec(0.03)), Sec(0.03), 10, QdxAnimCurveDef::eInterpolationLinear);
+    ramp->KeySet(ramp->KeyAdd(Sec(3)), Sec(3), 10, QdxAnimCurveDef::eInterpolationLinear);
+    check(ramp, 0, 10, true);
+    // A smooth hump keeps its shape: extrema of the data are left alone.
+    QdxAnimCurve* hump = QdxAnimCurve::Create(scene, "hump");
+    for (double t : {0.0, 1.0, 2.0})
+        hump->KeySet(hump->KeyAdd(Sec(t)), Sec(t), t == 1.0 ? 1.0 : 0.0,
+                     QdxAnimCurveDef::eInterpolationCubic, QdxAnimCurveDef::eTangentUser,
+                     t == 0.0 ? 2.0 : (t == 2.0 ? -2.0 : 0.0), t == 2.0 ? -2.0 : 0.0);
+    QdxAnimCurve* copy = QdxAnimCurve::Create(scene, "copy");
+    for (int i = 0; i < 3; ++i) {
+        copy->KeySet(copy->KeyAdd(hump->KeyGetTime(i)), hump->KeyGetTime(i), hump->KeyGetValue(i),
+                     QdxAnimCurveDef::eInterpolationCubic, QdxAnimCurveDef::eTangentUser,
+                     hump->KeyGetRightDerivative(i), hump->KeyGetLeftDerivative(i));
+    }
+    ASSERT_TRUE(r.Apply(*hump));
+    for (int i = 0; i <= 480; ++i)
+        EXPECT_NEAR(hump->Evaluate(Sec(i / 240.0)), copy->Evaluate(Sec(i / 240.0)), 2e-4);
 }
 
 TEST_F(Animation, ResamplerPutsKeysOnFramesMatchingTheCurve) {
@@ -345,4 +423,114 @@ TEST_F(Animation, QuaternionInterpolationFollowsTheShortestArc) {
     // Keys themselves are unchanged.
     QdxVector4 end = node->EvaluateLocalRotation(Sec(1), S);
     EXPECT_NEAR(end[0], 90.0, 1e-9);
+}
+
+namespace {
+void Linear(QdxAnimCurve* c, std::initializer_list<std::pair<double, double>> keys) {
+    for (auto [t, v] : keys) {
+        QdxTime at;
+        at.SetSecondDouble(t);
+        c->KeySet(c->KeyAdd(at), at, v, QdxAnimCurveDef::eInterpolationLinear);
+    }
+}
+
+double MaxDifference(const QdxAMatrix& a, const QdxAMatrix& b) {
+    double d = 0;
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            d = std::max(d, std::fabs(a.m[i][j] - b.m[i][j]));
+    return d;
+}
+} // namespace
+
+TEST_F(Animation, PivotConversionKeepsEveryLayerOfEveryStack) {
+    // Pivots, offsets and a pre-rotation under animated rotation: a bake is
+    // needed. A second, additive layer and a second stack must survive.
+    node->SetRotationActive(true);
+    node->SetPreRotation(QdxNode::eSourcePivot, QdxVector4(10, 0, 30));
+    node->SetRotationPivot(QdxNode::eSourcePivot, QdxVector4(1, 2, 0));
+    node->SetScalingPivot(QdxNode::eSourcePivot, QdxVector4(0, -1, 3));
+    node->SetRotationOffset(QdxNode::eSourcePivot, QdxVector4(0.5, 0, 0));
+    QdxAnimLayer* l2 = QdxAnimLayer::Create(scene, "L2");
+    stack->AddMember(l2);
+    Linear(node->LclRotation.GetCurve(base, "Z", true), {{0, 0}, {2, 180}});
+    Linear(node->LclTranslation.GetCurve(base, "X", true), {{0, 0}, {1, 5}});
+    Linear(node->LclScaling.GetCurve(base, "Y", true), {{0, 1}, {2, 3}});
+    QdxAnimCurve* extra = node->LclTranslation.GetCurve(l2, "Y", true);
+    Linear(extra, {{0.5, 0}, {1.5, 2}});
+    QdxAnimStack* take2 = QdxAnimStack::Create(scene, "take2");
+    QdxAnimLayer* take2base = QdxAnimLayer::Create(scene, "take2base");
+    take2->AddMember(take2base);
+    Linear(node->LclRotation.GetCurve(take2base, "X", true), {{0, -40}, {1, 40}});
+
+    auto worldAt = [&](QdxAnimStack* s, double seconds) {
+        scene->SetCurrentAnimationStack(s);
+        return node->EvaluateGlobalTransform(Sec(seconds));
+    };
+    std::vector<QdxAMatrix> before[2];
+    for (int f = 0; f <= 48; ++f) {
+        before[0].push_back(worldAt(stack, f / 24.0));
+        before[1].push_back(worldAt(take2, f / 24.0));
+    }
+    scene->SetCurrentAnimationStack(stack);
+    scene->GetRootNode()->ConvertPivotAnimationRecursive(nullptr, QdxNode::eDestinationPivot, 24.0,
+                                                         false);
+    EXPECT_EQ(node->GetPreRotation(QdxNode::eSourcePivot), QdxVector4(0, 0, 0));
+    for (int f = 0; f <= 48; ++f) {
+        EXPECT_LT(MaxDifference(worldAt(stack, f / 24.0), before[0][static_cast<size_t>(f)]), 1e-9)
+            << "frame " << f;
+        EXPECT_LT(MaxDifference(worldAt(take2, f / 24.0), before[1][static_cast<size_t>(f)]), 1e-9)
+            << "take2 frame " << f;
+    }
+    // The additive layer is untouched, not folded into the base.
+    ASSERT_EQ(node->LclTranslation.GetCurve(l2, "Y", false), extra);
+    EXPECT_EQ(extra->KeyGetCount(), 2);
+    EXPECT_EQ(stack->GetLayerCount(), 2);
+}
+
+TEST_F(Animation, PivotConversionShiftsWithoutBakingWhenTheOffsetIsConstant) {
+    // A rotation offset and pivot equal to the scaling pivot with static
+    // rotation and scaling: translation moves by a constant, keys stay keys.
+    node->SetRotationOffset(QdxNode::eSourcePivot, QdxVector4(3, 0, -1));
+    node->SetRotationPivot(QdxNode::eSourcePivot, QdxVector4(1, 1, 1));
+    node->SetScalingPivot(QdxNode::eSourcePivot, QdxVector4(1, 1, 1));
+    node->LclRotation.Set(QdxDouble3(0, 45, 0));
+    QdxAnimLayer* over = QdxAnimLayer::Create(scene, "over");
+    over->BlendMode.Set(QdxAnimLayer::eBlendOverride);
+    over->Weight.Set(50.0);
+    stack->AddMember(over);
+    QdxAnimCurve* x = node->LclTranslation.GetCurve(base, "X", true);
+    x->KeySet(x->KeyAdd(Sec(0)), Sec(0), 0.0, QdxAnimCurveDef::eInterpolationCubic,
+              QdxAnimCurveDef::eTangentUser, 7.0, 7.0);
+    x->KeySet(x->KeyAdd(Sec(1)), Sec(1), 4.0, QdxAnimCurveDef::eInterpolationCubic,
+              QdxAnimCurveDef::eTangentUser, -3.0, -3.0);
+    Linear(node->LclTranslation.GetCurve(over, "Z", true), {{0, 1}, {1, -1}});
+    std::vector<QdxAMatrix> before;
+    for (int i = -10; i <= 50; ++i)
+        before.push_back(node->EvaluateGlobalTransform(Sec(i / 37.0)));
+    scene->GetRootNode()->ConvertPivotAnimationRecursive(nullptr, QdxNode::eDestinationPivot, 24.0,
+                                                         false);
+    EXPECT_EQ(x->KeyGetCount(), 2);
+    for (int i = -10; i <= 50; ++i)
+        EXPECT_LT(MaxDifference(node->EvaluateGlobalTransform(Sec(i / 37.0)),
+                                before[static_cast<size_t>(i + 10)]),
+                  1e-12)
+            << "at " << i / 37.0;
+}
+
+TEST_F(Animation, PivotConversionBakeIsBoundedByTheAnimatedSpan) {
+    node->SetRotationActive(true);
+    node->SetPostRotation(QdxNode::eSourcePivot, QdxVector4(0, 20, 0));
+    // A year of animation at 24 frames per second would be 750 million
+    // frames.
+    Linear(node->LclRotation.GetCurve(base, "X", true), {{0, 0}, {365.0 * 86400, 90}});
+    scene->GetRootNode()->ConvertPivotAnimationRecursive(nullptr, QdxNode::eDestinationPivot, 24.0,
+                                                         false);
+    QdxAnimCurve* c = node->LclRotation.GetCurve(base, "X", false);
+    ASSERT_NE(c, nullptr);
+    EXPECT_LE(c->KeyGetCount(), 300000);
+    EXPECT_GE(c->KeyGetCount(), 2);
+    std::vector<std::string> notes = QdxGetConversionNotes(scene);
+    ASSERT_EQ(notes.size(), 1u);
+    EXPECT_NE(notes[0].find("coarser"), std::string::npos);
 }

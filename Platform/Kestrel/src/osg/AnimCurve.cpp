@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cmath>
+#include <utility>
+
 #include <kestrel/osg/AnimCurve.h>
 
 #include <kestrel/osg/Animation.h>
@@ -59,11 +61,15 @@ double bez(double a, double b, double c, double d, double s) {
 } // namespace
 
 Real32 AnimCurve::evaluate(Real32 t) const {
-    if (_points.empty()) return 0.f;
+    return (evaluateDouble(t));
+}
+
+Real64 AnimCurve::evaluateDouble(Real64 t) const {
+    if (_points.empty()) return 0.0;
     if (t <= _points.front().point[0]) return _points.front().point[1];
     if (t >= _points.back().point[0]) return _points.back().point[1];
     auto it = std::upper_bound(_points.begin(), _points.end(), t,
-                               [](Real32 v, const CCPnt& p) { return v < p.point[0]; });
+                               [](Real64 v, const CCPnt& p) { return v < p.point[0]; });
     const CCPnt& q = *it;
     const CCPnt& p = *(it - 1);
     double t0 = p.point[0], t1 = q.point[0], v0 = p.point[1], v1 = q.point[1];
@@ -74,7 +80,7 @@ Real32 AnimCurve::evaluate(Real32 t) const {
     case Step:
         return p.point[1];
     case Linear:
-        return static_cast<Real32>(v0 + (v1 - v0) * s);
+        return (v0 + (v1 - v0) * s);
     case Smooth: {
         // Catmull-Rom slopes from the neighbours.
         std::size_t i = static_cast<std::size_t>(it - _points.begin()) - 1;
@@ -85,13 +91,23 @@ Real32 AnimCurve::evaluate(Real32 t) const {
         };
         double m0 = slope(i) * dt, m1 = slope(i + 1) * dt;
         double s2 = s * s, s3 = s2 * s;
-        return static_cast<Real32>((2 * s3 - 3 * s2 + 1) * v0 + (s3 - 2 * s2 + s) * m0 +
-                                   (-2 * s3 + 3 * s2) * v1 + (s3 - s2) * m1);
+        return ((2 * s3 - 3 * s2 + 1) * v0 + (s3 - 2 * s2 + s) * m0 + (-2 * s3 + 3 * s2) * v1 +
+                (s3 - s2) * m1);
     }
     default: {
-        // Bezier in (time, value): find the parameter whose time is t.
-        double x1 = t0 + p.outTangent[0], x2 = t1 + q.inTangent[0];
-        double y1 = v0 + p.outTangent[1], y2 = v1 + q.inTangent[1];
+        // Bezier in (time, value): find the parameter whose time is t. A
+        // handle reaching past the segment (or backwards) is shortened along
+        // its own direction, so time stays monotonic and the slope is kept.
+        auto handle = [dt](const Vec2f& tangent, double sign) {
+            double dx = sign * tangent[0], dy = tangent[1];
+            if (!(dx > 0)) return std::pair<double, double>(0.0, 0.0);
+            double k = dx > dt ? dt / dx : 1.0;
+            return std::pair<double, double>(sign * dx * k, dy * k);
+        };
+        auto [ox, oy] = handle(p.outTangent, 1.0);
+        auto [ix, iy] = handle(q.inTangent, -1.0);
+        double x1 = t0 + ox, x2 = t1 + ix;
+        double y1 = v0 + oy, y2 = v1 + iy;
         double lo = 0, hi = 1, u = s;
         for (int k = 0; k < 60; ++k) {
             u = 0.5 * (lo + hi);
@@ -100,7 +116,7 @@ Real32 AnimCurve::evaluate(Real32 t) const {
             else
                 hi = u;
         }
-        return static_cast<Real32>(bez(v0, y1, y2, v1, u));
+        return (bez(v0, y1, y2, v1, u));
     }
     }
 }

@@ -7,7 +7,13 @@
 //   P2 = P3 - wl1 * dt * (1, dl1), P3 = (t1, v1),   dt = t1 - t0,
 // where dr/dl are a key's right/left derivatives (value per second) and
 // wr/wl its right/left tangent weights (1/3 gives a plain Hermite segment).
+// A weight below sMinUsableWeight (0.001) is replaced by the same key's
+// weight on its other side; weights are then clamped to [0, 1], so the
+// segment's time stays monotonic. Outside the keys, pre- and
+// post-extrapolation apply (constant by default: the end key's value).
 #pragma once
+
+#include <vector>
 
 #include "qdxsdk/object.h"
 #include "qdxsdk/time.h"
@@ -100,6 +106,7 @@ public:
         eKeepSlope = 4
     };
     static constexpr double sDefaultWeight = 1.0 / 3.0;
+    static constexpr double sMinUsableWeight = 0.001;
 };
 
 class QdxAnimCurve : public QdxObject, public QdxAnimCurveDef {
@@ -120,6 +127,9 @@ public:
                 double leftWeight = sDefaultWeight);
     bool KeyRemove(int index);
     bool KeyRemove(int startIndex, int endIndex);
+    // Removes every key whose entry in remove is non-zero, in one pass
+    // (entries past the end keep their keys); returns how many went.
+    int KeyRemoveMarked(const std::vector<char>& remove);
     // Keys in bulk (appends; times must stay increasing).
     void KeyAppend(const long long* times, const double* values, int count,
                    EInterpolationType interpolation);

@@ -49,8 +49,13 @@ public:
     bool verify(bool sortByTime, bool removeDuplicates, bool sampled);
     bool isSampled() const { return _sampled; }
 
-    // Value at time t (seconds); holds the first/last value outside.
+    // Value at time t (seconds); holds the first/last value outside. The
+    // segment after a point follows the point's outType. A cubic handle
+    // longer than its segment, or pointing backwards in time, is shortened
+    // along its direction to the segment (or to nothing).
     Real32 evaluate(Real32 t) const;
+    // The same in double precision (the points themselves are float).
+    Real64 evaluateDouble(Real64 t) const;
 
 private:
     std::string _channel, _component;
