@@ -300,9 +300,16 @@ bool ksQdxWriter::write() {
     // The top node stands for the exported subtree: its children become the
     // file's top-level nodes, it is not written itself.
     if (top) {
+        // Detached from the last child down and attached in order, so a
+        // top level of many thousand nodes moves in linear time.
         QdxNode* root = d.scene->GetRootNode();
-        while (top->GetChildCount() > 0)
-            root->AddChild(top->GetChild(0));
+        std::vector<QdxNode*> children(static_cast<size_t>(top->GetChildCount()));
+        for (size_t i = 0; i < children.size(); ++i)
+            children[i] = top->GetChild(static_cast<int>(i));
+        for (auto it = children.rbegin(); it != children.rend(); ++it)
+            top->RemoveChild(*it);
+        for (QdxNode* child : children)
+            root->AddChild(child);
         _nodeMap.erase(d.node.get());
         top->Destroy();
     }

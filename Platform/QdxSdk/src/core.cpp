@@ -466,16 +466,29 @@ QdxProperty QdxObject::GetDstProperty(int index) const {
 
 bool QdxObject::ConnectSrcObject(QdxObject* object) {
     if (!object || object == this || IsConnectedSrcObject(object)) return false;
-    mSrc.push_back(object);
-    ++mSrcVersion;
+    AppendSrc(object);
     object->mDst.push_back({this, -1});
     return true;
 }
 
+void QdxObject::AppendSrc(QdxObject* object) {
+    mSrc.push_back(object);
+    // A query that was current stays current: the new source can only add a
+    // hit at the end, so building a tree while counting children is linear.
+    const bool current = mQueryVersion == mSrcVersion;
+    ++mSrcVersion;
+    if (current) {
+        if (mQueryCriteria.Matches(object)) mQueryHits.push_back(object);
+        mQueryVersion = mSrcVersion;
+    }
+}
+
 bool QdxObject::DisconnectSrcObject(QdxObject* object) {
-    auto it = std::find(mSrc.begin(), mSrc.end(), object);
-    if (it == mSrc.end()) return false;
-    mSrc.erase(it);
+    // Searched from the back: the links made last are the cheapest to undo,
+    // so a parent emptied from its last child down stays linear.
+    auto rit = std::find(mSrc.rbegin(), mSrc.rend(), object);
+    if (rit == mSrc.rend()) return false;
+    mSrc.erase(std::next(rit).base());
     ++mSrcVersion;
     object->RemoveDstLink(this, -1);
     return true;

@@ -230,8 +230,7 @@ bool QdxScene::AddMember(QdxObject* object) {
         old->DisconnectSrcObject(object);
     }
     // Not yet a member (GetScene found no link): append without searching.
-    mSrc.push_back(object);
-    ++mSrcVersion;
+    AppendSrc(object);
     object->mDst.push_back({this, -1});
     return true;
 }

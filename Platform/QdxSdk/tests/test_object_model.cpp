@@ -168,6 +168,44 @@ TEST_F(ObjectModel, ConnectionsAndCriteria) {
     EXPECT_EQ(mesh->GetAttributeType(), 4);
 }
 
+TEST_F(ObjectModel, TypedQueriesFollowEveryChangeOfTheSources) {
+    // The typed query keeps its hits across appends; removals, other classes
+    // and other criteria in between must never leave it stale.
+    QdxNode* parent = QdxNode::Create(scene, "parent");
+    std::vector<QdxNode*> expected;
+    std::mt19937 random(7);
+    const auto check = [&] {
+        ASSERT_EQ(parent->GetChildCount(), static_cast<int>(expected.size()));
+        for (size_t i = 0; i < expected.size(); ++i)
+            ASSERT_EQ(parent->GetChild(static_cast<int>(i)), expected[i]) << i;
+    };
+    for (int step = 0; step < 400; ++step) {
+        switch (random() % 5) {
+        case 0:
+        case 1: {
+            QdxNode* child = QdxNode::Create(scene, "c");
+            ASSERT_TRUE(parent->AddChild(child));
+            expected.push_back(child);
+            break;
+        }
+        case 2:
+            if (!expected.empty()) {
+                const size_t at = random() % expected.size();
+                ASSERT_EQ(parent->RemoveChild(expected[at]), expected[at]);
+                expected.erase(expected.begin() + static_cast<long>(at));
+            }
+            break;
+        case 3: // a source of another class, and a query with other criteria
+            parent->ConnectSrcObject(QdxSurfacePhong::Create(scene, "m"));
+            (void)parent->GetSrcObjectCount(QdxCriteria::ObjectType(QdxSurfaceMaterial::ClassId));
+            break;
+        default:
+            break;
+        }
+        check();
+    }
+}
+
 TEST_F(ObjectModel, PropertiesFlagsAndWalk) {
     QdxNode* n = QdxNode::Create(scene, "n");
     QdxProperty p = QdxProperty::Create(n, QdxColor3DT, "Tint");

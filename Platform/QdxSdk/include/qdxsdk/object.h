@@ -210,6 +210,7 @@ private:
     mutable QdxCriteria mQueryCriteria;
     mutable std::vector<QdxObject*> mQueryHits;
     const std::vector<QdxObject*>& Matches(const QdxCriteria& criteria) const;
+    void AppendSrc(QdxObject* object);
     std::vector<detail::DstLink> mDst;
 };
 
