@@ -31,6 +31,8 @@ QdxGlobalSettings::QdxGlobalSettings(QdxManager& m, const char* name) : QdxObjec
     CoordSystem = AddProperty(QdxIntDT, "CoordSystem", 0);
     UnitScaleFactor = AddProperty(QdxDoubleDT, "UnitScaleFactor", 1.0);
     OriginalUnitScaleFactor = AddProperty(QdxDoubleDT, "OriginalUnitScaleFactor", 1.0);
+    OriginalUpAxis = AddProperty(QdxIntDT, "OriginalUpAxis", 2);
+    OriginalUpAxisSign = AddProperty(QdxIntDT, "OriginalUpAxisSign", 1);
     TimeMode = AddProperty(QdxEnumDT, "TimeMode", static_cast<int>(QdxTime::eFrames30));
     CustomFrameRate = AddProperty(QdxDoubleDT, "CustomFrameRate", -1.0);
     TimeSpanStart = AddProperty(QdxTimeDT, "TimeSpanStart", 0LL);
@@ -58,7 +60,17 @@ QdxAxisSystem QdxGlobalSettings::GetAxisSystem() const {
                          UpAxisSign.Get() < 0 ? -1 : 1, FrontAxisSign.Get() < 0 ? -1 : 1);
 }
 
-void QdxGlobalSettings::SetOriginalUpAxis(const QdxAxisSystem&) {}
+void QdxGlobalSettings::SetOriginalUpAxis(const QdxAxisSystem& axis) {
+    int sign = 1;
+    OriginalUpAxis.Set(axis.GetUpVector(sign));
+    OriginalUpAxisSign.Set(sign);
+}
+
+int QdxGlobalSettings::GetOriginalUpAxis(int& sign) const {
+    const int up = OriginalUpAxis.Get();
+    sign = OriginalUpAxisSign.Get() < 0 ? -1 : 1;
+    return up >= 1 && up <= 3 ? up : 2;
+}
 
 void QdxGlobalSettings::SetSystemUnit(const QdxSystemUnit& unit) {
     UnitScaleFactor.Set(unit.GetScaleFactor() * unit.GetMultiplier());

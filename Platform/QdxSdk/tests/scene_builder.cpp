@@ -126,6 +126,7 @@ void BuildEverythingScene(QdxScene* scene) {
     gs.SetAxisSystem(QdxAxisSystem::ToveZUp);
     gs.SetSystemUnit(QdxSystemUnit::Inch);
     gs.SetOriginalSystemUnit(QdxSystemUnit::m);
+    gs.SetOriginalUpAxis(QdxAxisSystem::ToveZUp);
     gs.SetTimeMode(QdxTime::eFrames24);
     gs.SetTimelineDefaultTimeSpan(QdxTimeSpan(QdxTime(-10), QdxTime(QdxTime::kTicksPerSecond * 5)));
     QdxDocumentInfo* info = QdxDocumentInfo::Create(scene, "info");

@@ -99,7 +99,10 @@ class QdxGlobalSettings : public QdxObject {
 public:
     void SetAxisSystem(const QdxAxisSystem& axis);
     QdxAxisSystem GetAxisSystem() const;
+    // The up axis the scene was authored with, before any conversion (1 X,
+    // 2 Y, 3 Z, with its sign); recorded only, it turns nothing.
     void SetOriginalUpAxis(const QdxAxisSystem& axis);
+    int GetOriginalUpAxis(int& sign) const;
     void SetSystemUnit(const QdxSystemUnit& unit);
     QdxSystemUnit GetSystemUnit() const;
     void SetOriginalSystemUnit(const QdxSystemUnit& unit);
@@ -129,6 +132,7 @@ public:
 
     QdxPropertyT<int> UpAxis, UpAxisSign, FrontAxis, FrontAxisSign, CoordSystem;
     QdxPropertyT<double> UnitScaleFactor, OriginalUnitScaleFactor;
+    QdxPropertyT<int> OriginalUpAxis, OriginalUpAxisSign;
     QdxPropertyT<int> TimeMode;
     QdxPropertyT<double> CustomFrameRate;
     QdxPropertyT<QdxTime> TimeSpanStart, TimeSpanStop;
