@@ -58,14 +58,6 @@ bool writeAnimated(const std::string& path, QdxVector4& arm05, QdxVector4& hand0
     return ok;
 }
 
-const json* findNode(const json& tree, const std::string& name) {
-    if (tree.value("name", "") == name) return &tree;
-    if (tree.contains("children"))
-        for (const json& c : tree["children"])
-            if (const json* found = findNode(c, name)) return found;
-    return nullptr;
-}
-
 // Translation column of an evaluated matrix ("local" or "world").
 double at(const json& node, const char* matrix, int row) {
     return node["evaluated"][matrix][row][3].get<double>();
