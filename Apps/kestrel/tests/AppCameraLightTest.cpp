@@ -14,15 +14,6 @@ namespace {
 
 const std::string kPlugins = "--plugin-dir '" KESTREL_PLUGIN_DIR "' ";
 
-// The node named name anywhere below tree.
-const json* findNode(const json& tree, const std::string& name) {
-    if (tree.value("name", "") == name) return &tree;
-    if (tree.contains("children"))
-        for (const json& c : tree["children"])
-            if (const json* found = findNode(c, name)) return found;
-    return nullptr;
-}
-
 } // namespace
 
 TEST(AppCameraLight, ImportShowsCamerasLightsAndJoints) {

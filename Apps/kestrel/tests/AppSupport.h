@@ -9,6 +9,8 @@
 #include <sstream>
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 #include "TestUtil.h"
 
 struct AppRun {
@@ -46,3 +48,13 @@ inline bool generateSample(const std::string& dir) {
     return std::system(("'" QDX_SAMPLE_GENERATOR "' '" + dir + "' >/dev/null").c_str()) == 0;
 }
 #endif
+
+// The node named name anywhere below tree (a description printed by
+// `kestrel import --json`), or null.
+inline const nlohmann::json* findNode(const nlohmann::json& tree, const std::string& name) {
+    if (tree.value("name", "") == name) return &tree;
+    if (tree.contains("children"))
+        for (const nlohmann::json& c : tree["children"])
+            if (const nlohmann::json* found = findNode(c, name)) return found;
+    return nullptr;
+}
