@@ -20,9 +20,10 @@
 #include <kestrel/osg/UberLight.h>
 #include <kestrel/osg/UberMaterial.h>
 
+#include "AnimationView.h"
 #include "CameraLightView.h"
-#include "MetadataView.h"
 #include "DeformableReport.h"
+#include "MetadataView.h"
 #include "SceneWalk.h"
 
 using namespace osg;
@@ -161,17 +162,7 @@ json describeNode(const NodePtr& node) {
     if (UberLightPtr::dcast(core)) j["light"] = describeLight(node);
     if (UberCameraPtr::dcast(core)) j["camera"] = describeCamera(node);
     if (json metadata = describeMetadata(node); !metadata.is_null()) j["metadata"] = metadata;
-    if (auto a = ksAnimManager::the().getAnimAttachment(node)) {
-        std::vector<AnimCurvePtr> curves;
-        a->getRoot()->collectCurves(curves);
-        UInt32 keyed = 0, keys = 0;
-        for (const auto& c : curves)
-            if (c->size() > 0) {
-                ++keyed;
-                keys += c->size();
-            }
-        j["animation"] = {{"curves", keyed}, {"keys", keys}};
-    }
+    if (json animation = describeAnimation(node); !animation.is_null()) j["animation"] = animation;
     return j;
 }
 
@@ -242,9 +233,8 @@ void printNode(std::ostream& os, const json& n, const std::string& indent) {
     }
     if (n.contains("light")) printLight(os, n["light"], in);
     if (n.contains("camera")) printCamera(os, n["camera"], in);
-    if (n.contains("animation"))
-        os << in << "animation: " << n["animation"]["curves"] << " curves, "
-           << n["animation"]["keys"] << " keys\n";
+    if (n.contains("animation")) printAnimation(os, n["animation"], in);
+    if (n.contains("evaluated")) printEvaluated(os, n["evaluated"], in);
     if (n.contains("metadata")) printMetadata(os, in, n["metadata"]);
 }
 

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -20,11 +21,13 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <kestrel/ksAnimManager.h>
 #include <kestrel/ksFile.h>
 #include <kestrel/ksLog.h>
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/osg/SceneFileHandler.h>
 
+#include "AnimationView.h"
 #include "ConversionLosses.h"
 #include "ExitCode.h"
 #include "JsonText.h"
@@ -213,8 +216,16 @@ ImportResult importOne(const std::string& file, const Settings& s, const Message
     return r;
 }
 
-int runImport(const std::vector<std::string>& files, bool asJson, bool stats, const Settings& s,
-              const Messages& msg) {
+// When to evaluate the animation before showing every node's local and world
+// transform: a frame counts at the host's rate after the file was read.
+struct ImportTime {
+    enum Kind { None, Seconds, Frame } kind = None;
+    double value = 0;
+    double seconds() const { return kind == Frame ? value / ksAnimManager::the().fps() : value; }
+};
+
+int runImport(const std::vector<std::string>& files, bool asJson, bool stats, const ImportTime& at,
+              const Settings& s, const Messages& msg) {
     const ksSceneData* scene = ksSceneDataManager::getSceneData(0);
     json all = json::array();
     bool failed = false;
@@ -224,13 +235,21 @@ int runImport(const std::vector<std::string>& files, bool asJson, bool stats, co
             failed = true;
             continue;
         }
+        const bool evaluated = at.kind != ImportTime::None;
+        const double seconds = at.seconds();
+        if (evaluated) evaluateSceneAt(r.root, seconds);
+        auto tree = [&] {
+            json t = describeTree(r.root);
+            if (evaluated) addEvaluatedTransforms(t, r.root, seconds);
+            return t;
+        };
         json result;
         if (asJson && stats) {
-            result["tree"] = describeTree(r.root);
+            result["tree"] = tree();
             result["statistics"] =
                 describeStatistics(r, scene->getLengthUnit(), scene->getUpAxis());
         } else if (asJson) {
-            result = describeTree(r.root);
+            result = tree();
         }
         if (asJson) {
             if (files.size() == 1)
@@ -244,7 +263,7 @@ int runImport(const std::vector<std::string>& files, bool asJson, bool stats, co
             printStatistics(std::cout,
                             describeStatistics(r, scene->getLengthUnit(), scene->getUpAxis()));
         else
-            printTree(std::cout, describeTree(r.root));
+            printTree(std::cout, tree());
     }
     if (asJson && files.size() > 1) JsonText::write(std::cout, all);
     return failed ? ExitCode::Failure : ExitCode::Success;
@@ -419,6 +438,15 @@ int run(int argc, char** argv) {
                      "time) instead of the tree; with --json both");
     import->add_option("--import-options", importOptions,
                        "Import option string for FILE's suffix, e.g. flush_transforms");
+    double importTime = 0;
+    long long importFrame = 0;
+    auto* timeOption = import->add_option(
+        "--time", importTime,
+        "Evaluate the animation at SECONDS (then the constraints) and show each node's local "
+        "and world transform (\"at\" lines; \"evaluated\" in JSON)");
+    auto* frameOption = import->add_option("--frame", importFrame,
+                                           "As --time, at frame N of the host's frame rate");
+    timeOption->excludes(frameOption);
     import->footer(
         "Each import runs in the scene file's folder, so textures stored with relative paths "
         "are found beside the scene.\n" +
@@ -495,7 +523,14 @@ int run(int argc, char** argv) {
         std::vector<std::string> files = expandPatterns(importFiles);
         for (const auto& f : files)
             if (!importOptions.empty()) setOptionsForFile(f, importOptions, true);
-        return runImport(files, asJson, stats, s, msg);
+        if (*timeOption && !std::isfinite(importTime)) {
+            msg.error("--time needs a finite number of seconds");
+            return ExitCode::Usage;
+        }
+        ImportTime at;
+        if (*timeOption) at = {ImportTime::Seconds, importTime};
+        if (*frameOption) at = {ImportTime::Frame, static_cast<double>(importFrame)};
+        return runImport(files, asJson, stats, at, s, msg);
     }
 
     if (*convert) {
