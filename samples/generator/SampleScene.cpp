@@ -381,6 +381,77 @@ void addCachedGrids(QdxScene* scene, QdxNode* root) {
 
 } // namespace
 
+// Keys of one curve: (seconds, value) pairs, all of one interpolation.
+void addKeys(QdxAnimCurve* curve, const std::vector<std::pair<double, double>>& keys,
+             QdxAnimCurveDef::EInterpolationType type) {
+    if (!curve) return;
+    for (const auto& [seconds, value] : keys) {
+        QdxTime time;
+        time.SetSecondDouble(seconds);
+        curve->KeySet(curve->KeyAdd(time), time, value, type);
+    }
+}
+
+// A showroom clip: the turntable turns once, the car drives onto it with
+// eased (weighted cubic) keys, the shot camera zooms and shifts its film,
+// the spot light widens, the hidden helper blinks; a second layer adds a
+// bounce to the car and a second take turns the turntable back.
+void addAnimation(QdxScene* scene) {
+    using Def = QdxAnimCurveDef;
+    QdxNode* root = scene->GetRootNode();
+    QdxNode* turntable = root->FindChild("Turntable", true);
+    QdxNode* car = root->FindChild("Car", true);
+    QdxNode* camera = root->FindChild("ShotCamera", true);
+    QdxNode* spot = root->FindChild("Spot", true);
+    QdxNode* helper = root->FindChild("HiddenHelper", true);
+    if (!turntable || !car || !camera || !spot || !helper) return;
+
+    QdxAnimStack* show = QdxAnimStack::Create(scene, "Show");
+    QdxAnimLayer* base = QdxAnimLayer::Create(scene, "BaseLayer");
+    QdxAnimLayer* bounce = QdxAnimLayer::Create(scene, "Bounce");
+    bounce->BlendMode.Set(QdxAnimLayer::eBlendAdditive);
+    bounce->Weight.Set(50.0);
+    show->AddMember(base);
+    show->AddMember(bounce);
+
+    addKeys(turntable->LclRotation.GetCurve(base, "Y", true), {{0, 0}, {4, 360}},
+            Def::eInterpolationLinear);
+
+    QdxAnimCurve* drive = car->LclTranslation.GetCurve(base, "X", true);
+    addKeys(drive, {{0, -300}, {2, 0}, {4, 0}}, Def::eInterpolationCubic);
+    // Slow in and out: flat ends, long weighted handles.
+    drive->KeySet(0, drive->KeyGetTime(0), -300, Def::eInterpolationCubic, Def::eTangentUser, 0, 0,
+                  0.6, 0.6);
+    drive->KeySet(1, drive->KeyGetTime(1), 0, Def::eInterpolationCubic, Def::eTangentUser, 0, 0,
+                  0.5, 0.5);
+    addKeys(car->LclTranslation.GetCurve(bounce, "Y", true), {{0, 0}, {1, 10}, {2, 0}},
+            Def::eInterpolationCubic);
+
+    auto* lens = camera->GetCamera();
+    addKeys(lens->FocalLength.GetCurve(base, nullptr, true), {{0, 35}, {4, 85}},
+            Def::eInterpolationLinear);
+    addKeys(lens->FilmOffsetX.GetCurve(base, nullptr, true), {{0, 0}, {4, 0.1}},
+            Def::eInterpolationLinear);
+    addKeys(lens->FilmOffsetY.GetCurve(base, nullptr, true), {{0, 0}, {4, -0.05}},
+            Def::eInterpolationLinear);
+
+    auto* light = spot->GetLight();
+    addKeys(light->InnerAngle.GetCurve(base, nullptr, true), {{0, 30}, {4, 50}},
+            Def::eInterpolationLinear);
+    addKeys(light->OuterAngle.GetCurve(base, nullptr, true), {{0, 45}, {4, 70}},
+            Def::eInterpolationCubic);
+
+    addKeys(helper->Visibility.GetCurve(base, nullptr, true), {{0, 0}, {1, 1}, {3, 0}},
+            Def::eInterpolationConstant);
+
+    QdxAnimStack* back = QdxAnimStack::Create(scene, "TurnBack");
+    QdxAnimLayer* backLayer = QdxAnimLayer::Create(scene, "BaseLayer");
+    back->AddMember(backLayer);
+    addKeys(turntable->LclRotation.GetCurve(backLayer, "Y", true), {{0, 360}, {2, 0}},
+            Def::eInterpolationLinear);
+    scene->SetCurrentAnimationStack(show);
+}
+
 void buildShowroom(QdxScene* scene, const std::string& textureDir) {
     QdxGlobalSettings& globals = scene->GetGlobalSettings();
     globals.SetAxisSystem(QdxAxisSystem::ToveYUp);
@@ -577,6 +648,7 @@ void buildShowroom(QdxScene* scene, const std::string& textureDir) {
     addUserProperties(root, bodyNode, paint);
     addSurfacesLinesAndSkin(scene, root);
     addCachedGrids(scene, root);
+    addAnimation(scene);
 }
 
 } // namespace samples

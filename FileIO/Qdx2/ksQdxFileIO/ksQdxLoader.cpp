@@ -1806,6 +1806,18 @@ void ksQdxLoader::convertAnimations(QdxNode* node, const osg::NodePtr& target) {
         }
         const std::string name = std::string(node->GetName()) + "_" + layer->GetName();
         osg::AnimNodePtr block = ksAnimManager::the()->createBlock(getAnimAttachment(target), name);
+        if (block) {
+            // The layer's blending, for the host to combine the blocks as
+            // the file's layers combine.
+            const int mode = layer->BlendMode.Get();
+            block->setBlendMode(mode == QdxAnimLayer::eBlendOverride
+                                    ? osg::AnimNode::BlendMode::Override
+                                : mode == QdxAnimLayer::eBlendOverridePassthrough
+                                    ? osg::AnimNode::BlendMode::OverridePassthrough
+                                    : osg::AnimNode::BlendMode::Additive);
+            block->setWeight(layer->Weight.Get());
+            block->changed(osg::AnimNode::BlendModeFieldMask | osg::AnimNode::WeightFieldMask);
+        }
         if (!firstBlock) firstBlock = block;
     }
 

@@ -152,6 +152,8 @@ TEST_F(AnimationTest, KeysBecomePointsWithScaledTangentsAndTheirCodes) {
 TEST_F(AnimationTest, EveryLayerOfEveryTakeKeepsABlockButTheFirstLayer) {
     Imported r = import(writeScene("layers.qdx", [](QdxScene* s) {
         std::vector<QdxAnimLayer*> layers = addStack(s, "Take1", {"BaseLayer", "L2"});
+        layers[1]->BlendMode.Set(QdxAnimLayer::eBlendOverride);
+        layers[1]->Weight.Set(40.0);
         layers.push_back(addStack(s, "Take2", {"Other"})[0]);
         QdxNode* n = addNode(s, "Cube");
         for (size_t i = 0; i < layers.size(); ++i) {
@@ -171,6 +173,10 @@ TEST_F(AnimationTest, EveryLayerOfEveryTakeKeepsABlockButTheFirstLayer) {
     EXPECT_FLOAT_EQ(base->getControlPoints()[1].point[1], 10.f);
     EXPECT_FLOAT_EQ(second->getControlPoints()[1].point[1], 20.f);
     EXPECT_FLOAT_EQ(take2->getControlPoints()[1].point[1], 30.f);
+    // A block blends as its layer does.
+    const osg::AnimNodePtr l2 = second->getParent();
+    EXPECT_EQ(l2->getBlendMode(), osg::AnimNode::BlendMode::Override);
+    EXPECT_DOUBLE_EQ(l2->getWeight(), 40.0);
 }
 
 TEST_F(AnimationTest, CameraChannelsChangeUnitsAndTheVerticalOffsetSign) {

@@ -12,6 +12,7 @@
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/ksUberCameraPool.h>
 
+#include "RandomTransform.h"
 #include "TestKit.h"
 
 using namespace qdxtest;
@@ -77,9 +78,6 @@ public:
     }
 
 private:
-    double u(double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(_rng); }
-    QdxVector4 v(double lo, double hi) { return QdxVector4(u(lo, hi), u(lo, hi), u(lo, hi)); }
-
     QdxNode* pick(QdxNode* not_) {
         QdxNode* n = not_;
         while (n == not_)
@@ -92,21 +90,10 @@ private:
     // and scaling pivots would carry along, so leaves keep theirs at the
     // origin.
     void transform(QdxNode* n, bool pivots) {
-        const auto S = QdxNode::eSourcePivot;
-        n->SetRotationActive(true);
-        n->LclTranslation.Set(QdxDouble3(u(-10, 10), u(-10, 10), u(-10, 10)));
-        n->LclRotation.Set(QdxDouble3(u(-180, 180), u(-80, 80), u(-180, 180)));
-        const double scale = u(0.5, 2);
-        n->LclScaling.Set(QdxDouble3(scale, scale, scale));
-        n->SetRotationOffset(S, v(-2, 2));
-        if (pivots) {
-            n->SetRotationPivot(S, v(-2, 2));
-            n->SetScalingPivot(S, v(-2, 2));
-            n->SetScalingOffset(S, v(-2, 2));
-        }
-        n->SetPreRotation(S, v(-90, 90));
-        n->SetPostRotation(S, v(-90, 90));
-        n->SetRotationOrder(S, static_cast<EQdxRotationOrder>(_rng() % 6));
+        RandomTransform::Options options;
+        options.pivots = pivots;
+        options.uniformScale = true;
+        _random.apply(n, options);
     }
 
     QdxNode* leaf(QdxNode* parent) {
@@ -148,6 +135,7 @@ private:
     }
 
     std::mt19937 _rng;
+    RandomTransform _random{_rng};
     QdxScene* _scene = nullptr;
     std::vector<QdxNode*> _cameras, _leaves;
     int _count = 0;

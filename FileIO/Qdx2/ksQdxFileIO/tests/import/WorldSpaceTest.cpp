@@ -8,6 +8,7 @@
 #include <kestrel/ksNodeUtils.h>
 #include <kestrel/ksSceneDataManager.h>
 
+#include "RandomTransform.h"
 #include "TestKit.h"
 
 using namespace qdxtest;
@@ -110,28 +111,13 @@ private:
         unsigned seed;
     };
 
-    double u(double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(_rng); }
-    QdxVector4 v(double lo, double hi) { return QdxVector4(u(lo, hi), u(lo, hi), u(lo, hi)); }
-    QdxDouble3 d3(double lo, double hi) { return QdxDouble3(u(lo, hi), u(lo, hi), u(lo, hi)); }
+    double u(double lo, double hi) { return _random.u(lo, hi); }
+    QdxVector4 v(double lo, double hi) { return _random.v(lo, hi); }
 
     // Random local transform values; equal seeds give equal values.
     void applyTransform(QdxNode* n, unsigned seed) {
-        const std::mt19937 saved = _rng;
-        _rng.seed(seed);
-        const auto S = QdxNode::eSourcePivot;
-        n->SetRotationActive(true);
-        n->SetTransformationInheritType(eInheritRSrs);
-        n->LclTranslation.Set(d3(-10, 10));
-        n->LclRotation.Set(QdxDouble3(u(-180, 180), u(-80, 80), u(-180, 180)));
-        n->LclScaling.Set(d3(0.5, 2));
-        n->SetRotationPivot(S, v(-2, 2));
-        n->SetRotationOffset(S, v(-2, 2));
-        n->SetScalingPivot(S, v(-2, 2));
-        n->SetScalingOffset(S, v(-2, 2));
-        n->SetPreRotation(S, v(-90, 90));
-        n->SetPostRotation(S, v(-90, 90));
-        n->SetRotationOrder(S, static_cast<EQdxRotationOrder>(_rng() % 6));
-        _rng = saved;
+        std::mt19937 rng(seed);
+        RandomTransform(rng).apply(n);
     }
 
     QdxMesh* makeMesh() {
@@ -188,6 +174,7 @@ private:
     }
 
     std::mt19937 _rng;
+    RandomTransform _random{_rng};
     QdxScene* _scene = nullptr;
     std::vector<Shared> _shared;
     int _count = 0;
