@@ -146,10 +146,10 @@ TEST(AnimEvaluator, WritesCurveValuesIntoTheScene) {
     AnimCurvePtr ty = m.findChannelCurve("translation", "Y", a);
     ty->addPoint(Pnt2f(0, 0), Vec2f(), Vec2f(), 1, 1, true, false);
     ty->addPoint(Pnt2f(1, 8), Vec2f(), Vec2f(), 1, 1, true, false);
+    m.createBlock(a, "take"); // curves in blocks are applied too (added to the rest value 0)
     AnimCurvePtr vis = m.findChannelCurve("visible", "", a);
     vis->addPoint(Pnt2f(0, 1), Vec2f(), Vec2f(), 0, 0, true, false);
     vis->addPoint(Pnt2f(1, 0), Vec2f(), Vec2f(), 0, 0, true, false);
-    m.createBlock(a, "take"); // curves in blocks are applied too
 
     auto& e = ksAnimEvaluator::the();
     e.updateSceneAnimParentMap(root);
@@ -160,6 +160,100 @@ TEST(AnimEvaluator, WritesCurveValuesIntoTheScene) {
     EXPECT_EQ(node->getTraversalMask(), 0xFFFFFFFFu);
     e.evaluate(1.f);
     EXPECT_EQ(node->getTraversalMask(), 0u);
+}
+
+namespace {
+// A key held from time 0 (one point is a constant curve).
+void constant(const AnimCurvePtr& c, float v) {
+    c->clear();
+    c->addPoint(Pnt2f(0, v), Vec2f(), Vec2f(), 1, 1, true, false);
+}
+AnimCurvePtr curveIn(const AnimNodePtr& parent, const char* channel, const char* component) {
+    AnimCurvePtr c = AnimCurve::create();
+    c->setChannel(channel, component);
+    parent->addChild(c);
+    return c;
+}
+void ramp(const AnimCurvePtr& c, float v0, float v1) {
+    c->clear();
+    c->addPoint(Pnt2f(0, v0), Vec2f(), Vec2f(), 1, 1, true, false);
+    c->addPoint(Pnt2f(1, v1), Vec2f(), Vec2f(), 1, 1, true, false);
+}
+} // namespace
+
+TEST(AnimEvaluator, BlocksCombineAsLayersOverTheRestValues) {
+    auto& e = ksAnimEvaluator::the();
+    auto root = nodeWith(Group::create());
+    auto t3d = Transform3D::create();
+    t3d->setTranslation(Vec3f(1, 2, 3));
+    t3d->setScale(Vec3f(1, 2, 1));
+    auto node = nodeWith(t3d);
+    root->addChild(node);
+    AnimAttachmentPtr a = ksAnimManager::the().createAnimAttachment(node);
+    AnimNodePtr add = ksAnimManager::the().createBlock(a, "add");
+    EXPECT_EQ(add->getBlendMode(), AnimNode::BlendMode::Additive);
+    EXPECT_EQ(add->getWeight(), 100.0);
+    add->setWeight(50);
+    AnimNodePtr over = ksAnimManager::the().createBlock(a, "over");
+    over->setBlendMode(AnimNode::BlendMode::Override);
+    over->setWeight(25);
+
+    // Base (ungrouped, after the blocks in child order on purpose): X ramps
+    // 0 -> 10, scale Y is 2; Y and Z keep their rest values.
+    ramp(curveIn(a->getRoot(), "translation", "X"), 0, 10);
+    constant(curveIn(a->getRoot(), "scale", "Y"), 2);
+    // Additive at 50%: X += 0.5 * 4, Y += 0.5 * 6, scale Y *= 3 ^ 0.5.
+    constant(curveIn(add, "translation", "X"), 4);
+    constant(curveIn(add, "translation", "Y"), 6);
+    constant(curveIn(add, "scale", "Y"), 3);
+    // Override at 25% on X; its curve on Z has no points and counts as absent.
+    constant(curveIn(over, "translation", "X"), 100);
+    curveIn(over, "translation", "Z");
+
+    e.updateSceneAnimParentMap(root);
+    auto expectAt = [&](double t) {
+        double x = 10 * t + 0.5 * 4;
+        x += (100 - x) * 0.25;
+        double y = 2 + 0.5 * 6, sy = 2 * std::sqrt(3.0);
+        double v = 0;
+        ASSERT_TRUE(e.evaluateChannel(node, "translation", "X", t, v));
+        EXPECT_NEAR(v, x, 1e-9);
+        ASSERT_TRUE(e.evaluateChannel(node, "scale", "Y", t, v));
+        EXPECT_NEAR(v, sy, 1e-9);
+        e.evaluate(t);
+        EXPECT_NEAR(t3d->getTranslation()[0], x, 1e-5);
+        EXPECT_NEAR(t3d->getTranslation()[1], y, 1e-5);
+        EXPECT_FLOAT_EQ(t3d->getTranslation()[2], 3.f);
+        EXPECT_NEAR(t3d->getScale()[1], sy, 1e-5);
+        EXPECT_FLOAT_EQ(t3d->getScale()[0], 1.f);
+    };
+    // Evaluating again, backwards in time, or after a new update starts from
+    // the same rest values.
+    expectAt(0.5);
+    expectAt(0.5);
+    expectAt(0.0);
+    e.updateSceneAnimParentMap(root);
+    expectAt(1.0);
+    double rest = 0;
+    ASSERT_TRUE(e.getRestValue(node, "translation", "Y", rest));
+    EXPECT_EQ(rest, 2.0);
+    EXPECT_FALSE(e.evaluateChannel(node, "focalLength", "", 0, rest));
+
+    // Override passes through by its weight: at 100% it replaces the value.
+    over->setBlendMode(AnimNode::BlendMode::OverridePassthrough);
+    over->setWeight(100);
+    over->setWeight(std::nan("")); // ignored
+    double v = 0;
+    ASSERT_TRUE(e.evaluateChannel(node, "translation", "X", 0.3, v));
+    EXPECT_DOUBLE_EQ(v, 100.0);
+
+    // Copies keep the blend settings of their blocks.
+    auto copy = FCPtr<AnimAttachment>::dcast(a->clone());
+    const auto& blocks = copy->getRoot()->getChildren();
+    ASSERT_EQ(blocks.size(), a->getRoot()->getChildren().size());
+    EXPECT_EQ(blocks[1]->getName(), "over");
+    EXPECT_EQ(blocks[1]->getBlendMode(), AnimNode::BlendMode::OverridePassthrough);
+    EXPECT_EQ(blocks[1]->getWeight(), 100.0);
 }
 
 TEST(TimeShapeCache, ReturnsTheSampleAtOrBeforeATime) {

@@ -8,7 +8,8 @@ namespace osg {
 
 KS_FIELD_CONTAINER_IMPL(AnimNode)
 
-AnimNode::AnimNode(const AnimNode& o) : FieldContainer(o) {}
+AnimNode::AnimNode(const AnimNode& o)
+    : FieldContainer(o), _blendMode(o._blendMode), _weight(o._weight) {}
 
 AnimNode::~AnimNode() {
     for (auto& c : _children)
@@ -49,6 +50,17 @@ void AnimNode::collectCurves(std::vector<AnimCurvePtr>& out) const {
         if (auto curve = AnimCurvePtr::dcast(c)) out.push_back(curve);
         c->collectCurves(out);
     }
+}
+
+void AnimNode::setBlendMode(BlendMode mode) {
+    _blendMode = mode;
+    changed(BlendModeFieldMask);
+}
+
+void AnimNode::setWeight(Real64 percent) {
+    if (!std::isfinite(percent)) return;
+    _weight = percent;
+    changed(WeightFieldMask);
 }
 
 } // namespace osg
