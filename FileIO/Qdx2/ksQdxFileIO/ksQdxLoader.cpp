@@ -568,6 +568,12 @@ struct ksQdxLoader::Data {
         clusterLinks;
     // Cameras aimed at other nodes, linked once the whole tree exists.
     std::vector<CameraTarget> cameraTargets;
+    // Animation: the layers of every stack in order, the keyable channels
+    // of the node being converted (filled by its first curve), and the
+    // number of attachments made here.
+    std::vector<QdxAnimLayer*> animLayers;
+    std::vector<ksAnimManager::ksOSGChannelData> keyableChannels;
+    int attachmentCount = 0;
     bool flush_transforms = false;
     bool importJoints = true;
     bool reduce_keyframes = true;
@@ -1682,12 +1688,15 @@ osg::NodePtr ksQdxLoader::convertLine(QdxNode* node) {
 // Animation, skins and vertex caches
 
 void ksQdxLoader::extractAnimations(QdxScene* scene) {
+    _d->animLayers.clear();
     if (!scene) return;
     const QdxCriteria stacks = QdxCriteria::ObjectType(QdxAnimStack::ClassId);
+    const QdxCriteria layers = QdxCriteria::ObjectType(QdxAnimLayer::ClassId);
     const int count = scene->GetSrcObjectCount(stacks);
     for (int i = 0; i < count; ++i) {
-        auto* stack = QdxCast<QdxAnimStack>(scene->GetSrcObject(stacks, i));
-        if (!stack) continue;
+        QdxObject* object = scene->GetSrcObject(stacks, i);
+        if (!object || !object->GetClassId().Is(QdxAnimStack::ClassId)) continue;
+        auto* stack = static_cast<QdxAnimStack*>(object);
         if (_d->reduce_keyframes) {
             QdxAnimCurveFilterConstantKeyReducer reducer;
             reducer.SetStartTime(QdxTime(QdxTime::kMinusInfinite));
@@ -1696,6 +1705,10 @@ void ksQdxLoader::extractAnimations(QdxScene* scene) {
             reducer.SetKeepOneKey(true);
             reducer.Apply(stack);
         }
+        const int layerCount = stack->GetSrcObjectCount(layers);
+        for (int k = 0; k < layerCount; ++k)
+            if (auto* layer = QdxCast<QdxAnimLayer>(stack->GetSrcObject(layers, k)))
+                _d->animLayers.push_back(layer);
     }
     // Bring every node onto the destination pivot set prepared by the
     // pre-pass, so that the host's transform reproduces it.
@@ -1704,7 +1717,252 @@ void ksQdxLoader::extractAnimations(QdxScene* scene) {
                                              _d->reduce_keyframes);
 }
 
-void ksQdxLoader::convertAnimations(QdxNode*, const osg::NodePtr&) {}
+namespace {
+
+// Light intensity in the host's units per unit of the file's intensity: the
+// host's attenuation law takes a different nominal factor per decay.
+double intensityFactor(const QdxLight* light, bool area) {
+    if (area) return 0.01;
+    switch (light->DecayType.Get()) {
+    case QdxLight::eNone:
+        return 0.0314159265358;
+    case QdxLight::eLinear:
+        return 0.000314159265358;
+    default:
+        return 3.14159265358e-06;
+    }
+}
+
+// The host channel of a curve prefix: transform prefixes by their last
+// letter, every other prefix is the channel's own name.
+std::string channelName(const std::string& prefix) {
+    if (prefix == "TransformT") return "translation";
+    if (prefix == "TransformR") return "eulerRotation";
+    if (prefix == "TransformS") return "scale";
+    return prefix;
+}
+
+} // namespace
+
+void ksQdxLoader::convertAnimations(QdxNode* node, const osg::NodePtr& target) {
+    if (!node || !target) return;
+    _d->keyableChannels.clear();
+    QdxCamera* camera = node->GetCamera();
+    QdxLight* light = node->GetLight();
+    bool area = false;
+    if (light) {
+        const int type = light->LightType.Get();
+        if (type == QdxLight::eVolume) {
+            std::printf("Volume lights are not supported\n");
+            return;
+        }
+        area = type == QdxLight::eArea;
+    }
+    const osg::Vec3f orientation = calculateRotationOrientation(node);
+    const std::vector<double> rotationOffsets{orientation[0], orientation[1], orientation[2]};
+    const double unit = _unitScaleFactor;
+
+    osg::AnimNodePtr firstBlock;
+    for (QdxAnimLayer* layer : _d->animLayers) {
+        const auto channel = [&](QdxProperty& property, const char* prefix, const char* components,
+                                 double scale, std::vector<double> offsets = {},
+                                 QdxAnimCurve* reference = nullptr) {
+            convertAnimationCurveNode(property.GetCurveNode(layer, false), target, prefix,
+                                      components, std::move(offsets), scale, reference);
+        };
+        channel(node->LclTranslation, "TransformT", "XYZ", unit);
+        channel(node->LclRotation, "TransformR", "XYZ", 1.0, rotationOffsets);
+        channel(node->LclScaling, "TransformS", "XYZ", area ? unit : 1.0);
+        channel(node->Visibility, "visible", "", 1.0);
+        if (camera) {
+            channel(camera->FocalLength, "focalLength", "", 1.0);
+            channel(camera->FieldOfView, "fov", "", 1.0);
+            channel(camera->NearPlane, "near", "", 1.0);
+            channel(camera->FarPlane, "far", "", 1.0);
+            channel(camera->FilmWidth, "sensorSize", "X", 25.4);
+            channel(camera->FilmHeight, "sensorSize", "Y", 25.4);
+            channel(camera->FilmRollValue, "roll", "", 1.0);
+            // Film offsets in inches become millimetres; the host's vertical
+            // offset points the other way.
+            channel(camera->FilmOffsetX, "principalPointOffset", "X", 25.4);
+            channel(camera->FilmOffsetY, "principalPointOffset", "Y", -25.4);
+            channel(camera->FocusDistance, "focusDistance", "", 1.0);
+        }
+        if (light) {
+            channel(light->Color, "diffuse", "RGBA", 1.0);
+            channel(light->Color, "glossy", "RGBA", 1.0);
+            channel(light->Intensity, "intensity", "", intensityFactor(light, area));
+            // The host's cone and penumbra are half angles; the penumbra is
+            // what the outer cone adds to the inner one.
+            channel(light->InnerAngle, "coneAngle", "", 0.5);
+            const double inner = light->InnerAngle.Get();
+            QdxAnimCurveNode* innerNode = light->InnerAngle.GetCurveNode(layer, false);
+            QdxAnimCurve* innerCurve =
+                innerNode && innerNode->IsAnimated() ? innerNode->GetCurve(0) : nullptr;
+            if (innerCurve)
+                channel(light->OuterAngle, "penumbraAngle", "", 0.5, {}, innerCurve);
+            else
+                channel(light->OuterAngle, "penumbraAngle", "", 0.5, {-inner});
+        }
+        const std::string name = std::string(node->GetName()) + "_" + layer->GetName();
+        osg::AnimNodePtr block = ksAnimManager::the()->createBlock(getAnimAttachment(target), name);
+        if (!firstBlock) firstBlock = block;
+    }
+
+    // The first layer is the base: its curves sit directly under the
+    // attachment's root, every further layer keeps its named block.
+    if (!firstBlock) return;
+    const osg::AnimNodePtr parent = firstBlock->getParent();
+    if (!parent) return;
+    while (firstBlock->getNChildren() > 0)
+        parent->addChild(firstBlock->getChild(0));
+    parent->subChild(firstBlock);
+    parent->changed(osg::AnimNode::ChildrenFieldMask);
+}
+
+osg::AnimAttachmentPtr ksQdxLoader::getAnimAttachment(const osg::NodePtr& node) {
+    if (osg::AnimAttachmentPtr existing = ksAnimManager::the()->getAnimAttachment(node))
+        return existing;
+    if (!node) return osg::AnimAttachmentPtr();
+    ++_d->attachmentCount;
+    osg::AnimAttachmentPtr attachment = osg::AnimAttachment::create();
+    node->addAttachment(attachment);
+    node->changed(osg::AttachmentContainer::AttachmentsFieldMask);
+    return attachment;
+}
+
+void ksQdxLoader::createChannelCurveNodes(std::vector<ksAnimManager::ksOSGChannelData> channels,
+                                          const osg::AnimAttachmentPtr& attachment) {
+    for (const ksAnimManager::ksOSGChannelData& channel : channels)
+        ksAnimManager::the()->createChannelCurveNode(channel, attachment);
+}
+
+void ksQdxLoader::convertAnimationCurveNode(QdxAnimCurveNode* curveNode, const osg::NodePtr& target,
+                                            const std::string& prefix,
+                                            const std::string& components,
+                                            std::vector<double> offsets, double scale,
+                                            QdxAnimCurve* reference) {
+    if (!curveNode) return;
+    double offset = 0.0;
+    const unsigned int channels = curveNode->GetChannelsCount();
+    for (unsigned int c = 0; c < channels; ++c) {
+        const std::string component = c < components.size() ? components.substr(c, 1) : "";
+        if (c < offsets.size()) offset = offsets[c];
+        const int curves = curveNode->GetCurveCount(c);
+        for (int k = 0; k < curves; ++k) {
+            QdxAnimCurve* curve = curveNode->GetCurve(c, static_cast<unsigned int>(k));
+            if (!curve || curve->KeyGetCount() < 1) continue;
+            convertCurve(curve, target, prefix, component, offset, scale, reference);
+        }
+    }
+}
+
+namespace {
+
+// A key's tangent weights, each side below the usable minimum taking the
+// other side's weight.
+std::pair<float, float> usableWeights(const QdxAnimCurve& curve, int key) {
+    const auto left = static_cast<float>(curve.KeyGetLeftTangentWeight(key));
+    const auto right = static_cast<float>(curve.KeyGetRightTangentWeight(key));
+    const auto minimum = static_cast<float>(QdxAnimCurveDef::sMinUsableWeight);
+    return {left < minimum ? right : left, right < minimum ? left : right};
+}
+
+} // namespace
+
+void ksQdxLoader::convertCurve(QdxAnimCurve* curve, const osg::NodePtr& target,
+                               const std::string& prefix, const std::string& component,
+                               double offset, double scale, QdxAnimCurve* reference) {
+    const osg::AnimAttachmentPtr attachment = getAnimAttachment(target);
+    if (_d->keyableChannels.empty()) {
+        ksAnimManager::the()->getKeyableChannels(target, _d->keyableChannels);
+        createChannelCurveNodes(_d->keyableChannels, attachment);
+    }
+    if (!curve || !attachment) return;
+
+    // Against a reference the difference is only known on frames.
+    const bool resampled = reference != nullptr;
+    if (resampled) {
+        QdxAnimCurveFilterResample resample;
+        QdxTime period;
+        period.SetSecondDouble(1.0 / ksAnimManager::the()->fps());
+        resample.SetKeysOnFrame(true);
+        resample.SetPeriodTime(period);
+        resample.SetIntelligentMode(false);
+        resample.Apply(*curve);
+    }
+    const osg::UInt32 cubic = resampled ? osg::AnimCurve::Sampled : osg::AnimCurve::Bezier;
+
+    const int n = curve->KeyGetCount();
+    if (n > 1000000)
+        ksLog::warning("QdxLoader convertCurve: Found animation curve with more than 1 million"
+                       "keyframes for channel %s of node %s. This can lead to long loading times"
+                       "and high memory consumption!",
+                       (prefix + component).c_str(), ksNodeUtils::getName(target).c_str());
+
+    const osg::AnimCurvePtr hostCurve =
+        ksAnimManager::the()->findChannelCurve(channelName(prefix), component, attachment);
+    if (!hostCurve) return;
+    hostCurve->reserve(static_cast<osg::UInt32>(std::max(n, 0)));
+    const auto seconds = [&](int key) {
+        return static_cast<float>(curve->KeyGetTime(key).GetSecondDouble());
+    };
+    const osg::Vec2f flat(0.f, 0.f);
+    for (int i = 0; i < n; ++i) {
+        const QdxTime time = curve->KeyGetTime(i);
+        const float t = seconds(i);
+        const double v = curve->KeyGetValue(i);
+        double value = reference ? v - reference->Evaluate(time) : v + offset;
+        value *= scale;
+        const osg::Pnt2f point(t, static_cast<float>(value));
+        switch (curve->KeyGetInterpolation(i)) {
+        case QdxAnimCurveDef::eInterpolationCubic: {
+            const auto [wl, wr] = usableWeights(*curve, i);
+            const auto dl = static_cast<float>(curve->KeyGetLeftDerivative(i));
+            const auto dr = static_cast<float>(curve->KeyGetRightDerivative(i));
+            // A tangent's value offset is the derivative times its time
+            // offset, scaled like the value; the offset does not enter.
+            const auto handle = [scale](float dt, float slope) {
+                return osg::Vec2f(dt, static_cast<float>(static_cast<double>(slope * dt) * scale));
+            };
+            osg::Vec2f in, out;
+            if (n == 1) {
+                in = out = flat;
+            } else if (i == 0) {
+                const float b = wr * (seconds(1) - t);
+                in = handle(-b, dr);
+                out = handle(b, dr);
+            } else if (i == n - 1) {
+                const float a = wl * (t - seconds(i - 1));
+                in = handle(-a, dl);
+                out = handle(a, dl);
+            } else {
+                in = handle(-wl * (t - seconds(i - 1)), dl);
+                out = handle(wr * (seconds(i + 1) - t), dr);
+            }
+            hostCurve->addPoint(point, in, out, cubic, cubic, true, false);
+            break;
+        }
+        case QdxAnimCurveDef::eInterpolationLinear:
+            hostCurve->addPoint(point, flat, flat, osg::AnimCurve::Linear, osg::AnimCurve::Linear,
+                                true, false);
+            break;
+        case QdxAnimCurveDef::eInterpolationConstant: {
+            // A constant-next key holds its own value like a standard one.
+            const QdxAnimCurveDef::EConstantMode mode = curve->KeyGetConstantMode(i);
+            if (mode == QdxAnimCurveDef::eConstantStandard ||
+                mode == QdxAnimCurveDef::eConstantNext)
+                hostCurve->addPoint(point, flat, flat, osg::AnimCurve::Step, osg::AnimCurve::Step,
+                                    true, false);
+            break;
+        }
+        default:
+            break;
+        }
+    }
+    hostCurve->verify(true, false, resampled);
+    hostCurve->changed(osg::AnimCurve::ControlPointsFieldMask);
+}
 
 void ksQdxLoader::preparePointCacheData(QdxScene* scene) {
     if (!scene) return;

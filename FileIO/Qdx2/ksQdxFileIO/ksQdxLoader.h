@@ -19,6 +19,8 @@
 #include <utility>
 #include <vector>
 
+#include <kestrel/ksAnimManager.h>
+#include <kestrel/osg/Animation.h>
 #include <kestrel/osg/Geometry.h>
 #include <kestrel/osg/Image.h>
 #include <kestrel/osg/Node.h>
@@ -27,6 +29,8 @@
 #include <kestrel/osg/Vector.h>
 
 namespace qdxsdk {
+class QdxAnimCurve;
+class QdxAnimCurveNode;
 class QdxNode;
 class QdxNurbsSurface;
 class QdxScene;
@@ -118,6 +122,21 @@ private:
     // Animation, skins and vertex caches.
     void extractAnimations(qdxsdk::QdxScene* scene);
     void convertAnimations(qdxsdk::QdxNode* node, const osg::NodePtr& target);
+    // The node's animation attachment, made and attached when it has none.
+    osg::AnimAttachmentPtr getAnimAttachment(const osg::NodePtr& node);
+    void createChannelCurveNodes(std::vector<ksAnimManager::ksOSGChannelData> channels,
+                                 const osg::AnimAttachmentPtr& attachment);
+    // Every curve of every channel of curveNode; channel c takes component
+    // c of components and offsets[c] (else the last offset taken).
+    void convertAnimationCurveNode(qdxsdk::QdxAnimCurveNode* curveNode, const osg::NodePtr& target,
+                                   const std::string& prefix, const std::string& components,
+                                   std::vector<double> offsets, double scale,
+                                   qdxsdk::QdxAnimCurve* reference);
+    // One curve onto the host curve of its channel: (value + offset) * scale,
+    // or (value - reference) * scale on frames when a reference is given.
+    void convertCurve(qdxsdk::QdxAnimCurve* curve, const osg::NodePtr& target,
+                      const std::string& prefix, const std::string& component, double offset,
+                      double scale, qdxsdk::QdxAnimCurve* reference);
     // Opens the first vertex cache of every geometry, a Tove cache first
     // converted to a point cache beside it at the scene's frame rate (read
     // directly when that cannot be written). Failures are logged; the
