@@ -1050,7 +1050,7 @@ bool findTarget(QdxNode* qdxNode, const std::string& channel, const std::string&
         if (channel == "fov") return set(camera->FieldOfView, 0, 1.0);
         if (channel == "near") return set(camera->NearPlane, 0, 1.0);
         if (channel == "far") return set(camera->FarPlane, 0, 1.0);
-        if (channel == "roll") return set(camera->Roll, 0, 1.0);
+        if (channel == "roll") return set(camera->FilmRollValue, 0, 1.0);
         if (channel == "focusDistance") return set(camera->FocusDistance, 0, 1.0);
         if (channel == "sensorSize" && (axis == 0 || axis == 1))
             return set(axis == 0 ? camera->FilmWidth : camera->FilmHeight, 0, 1.0 / kMmPerInch);
@@ -1147,28 +1147,34 @@ void writeKeys(const osg::AnimCurve& host, QdxAnimCurve* curve, const CurveTarge
         const osg::CCPnt& p = points[used[static_cast<std::size_t>(k)]];
         const QdxTime time(ticks[static_cast<std::size_t>(k)]);
         const double value = values[static_cast<std::size_t>(k)];
-        if (p.outType == osg::AnimCurve::Step) {
-            curve->KeySet(k, time, value, QdxAnimCurveDef::eInterpolationConstant);
-            continue;
-        }
-        if (p.outType == osg::AnimCurve::Linear) continue;
         const double dtPrev = k > 0 ? seconds(k) - seconds(k - 1) : 0.0;
         const double dtNext = k + 1 < n ? seconds(k + 1) - seconds(k) : 0.0;
+        const double slope = smoothSlope(points, used[static_cast<std::size_t>(k)]) * target.scale;
+        // The left side serves the segment before the key, whose kind the
+        // point before gives; the first key mirrors its own right side.
+        // Explicit handles serve sampled and Bezier segments, and every
+        // other code, which the host reads as Bezier too.
+        const osg::UInt32 before =
+            k > 0 ? points[used[static_cast<std::size_t>(k - 1)]].outType : p.outType;
         double wl = QdxAnimCurveDef::sDefaultWeight, wr = wl, dl = 0.0, dr = 0.0;
-        if (p.outType == osg::AnimCurve::Smooth) {
-            dl = dr = smoothSlope(points, used[static_cast<std::size_t>(k)]) * target.scale;
-        } else {
-            // Explicit handles (sampled or Bezier; the host reads every
-            // other code as Bezier too). An end point's missing side takes
-            // the mirror of the other one.
+        if (before == osg::AnimCurve::Smooth)
+            dl = slope;
+        else if (before != osg::AnimCurve::Step && before != osg::AnimCurve::Linear)
             std::tie(wl, dl) = handleToKey(-p.inTangent[0], -p.inTangent[1],
                                            k > 0 ? dtPrev : dtNext, target.scale);
+        auto interpolation = QdxAnimCurveDef::eInterpolationCubic;
+        if (p.outType == osg::AnimCurve::Step)
+            interpolation = QdxAnimCurveDef::eInterpolationConstant;
+        else if (p.outType == osg::AnimCurve::Linear)
+            interpolation = QdxAnimCurveDef::eInterpolationLinear;
+        else if (p.outType == osg::AnimCurve::Smooth)
+            dr = slope;
+        else
             std::tie(wr, dr) = handleToKey(p.outTangent[0], p.outTangent[1],
                                            k + 1 < n ? dtNext : dtPrev, target.scale);
-        }
         const auto mode =
             p.tangentsBroken ? QdxAnimCurveDef::eTangentBreak : QdxAnimCurveDef::eTangentUser;
-        curve->KeySet(k, time, value, QdxAnimCurveDef::eInterpolationCubic, mode, dr, dl, wr, wl);
+        curve->KeySet(k, time, value, interpolation, mode, dr, dl, wr, wl);
     }
     curve->KeyModifyEnd();
 }
@@ -1265,6 +1271,10 @@ QdxAnimLayer* ksQdxWriter::layerForBlock(const std::string& nodeName,
     getAnimLayer(d.scene, d.animStack, 0, true);
     layer = getAnimLayer(d.scene, d.animStack, d.animStack->GetLayerCount(), true);
     layer->SetName(name.c_str());
+    // The first block of a layer gives its blending; both count the same way
+    // (additive, override, override passthrough; weight in percent).
+    layer->BlendMode.Set(static_cast<int>(block->getBlendMode()));
+    layer->Weight.Set(block->getWeight());
     return layer;
 }
 

@@ -195,6 +195,13 @@ TEST_F(AnimationExport, BlocksBecomeLayersThatAddOnlyWhatTheyAnimate) {
         addKey(x, 10, 5.f, osg::AnimCurve::Linear);
         anim.createBlock(anim.getAnimAttachment(n), ksNodeUtils::getName(n) + "_Wobble");
     }
+    // An override block at half weight on the cube's rotation.
+    osg::AnimCurvePtr rx = hostCurve(cube, "eulerRotation", "X");
+    addKey(rx, 0, 40.f, osg::AnimCurve::Linear);
+    addKey(rx, 10, 80.f, osg::AnimCurve::Linear);
+    osg::AnimNodePtr over = anim.createBlock(anim.getAnimAttachment(cube), "Cube_Over");
+    over->setBlendMode(osg::AnimNode::BlendMode::Override);
+    over->setWeight(50.0);
     // The base layer's curve of the cube, ungrouped.
     osg::AnimCurvePtr base = hostCurve(cube, "translation", "X");
     addKey(base, 0, 100.f, osg::AnimCurve::Linear);
@@ -207,9 +214,13 @@ TEST_F(AnimationExport, BlocksBecomeLayersThatAddOnlyWhatTheyAnimate) {
     ASSERT_TRUE(b.ok);
     QdxAnimStack* stack = b.scene->GetCurrentAnimationStack();
     ASSERT_NE(stack, nullptr);
-    ASSERT_EQ(stack->GetLayerCount(), 2);
+    ASSERT_EQ(stack->GetLayerCount(), 3);
     EXPECT_STREQ(stack->GetLayer(0)->GetName(), "Layer0");
     EXPECT_STREQ(stack->GetLayer(1)->GetName(), "Wobble");
+    EXPECT_EQ(stack->GetLayer(1)->BlendMode.Get(), QdxAnimLayer::eBlendAdditive);
+    EXPECT_STREQ(stack->GetLayer(2)->GetName(), "Over");
+    EXPECT_EQ(stack->GetLayer(2)->BlendMode.Get(), QdxAnimLayer::eBlendOverride);
+    EXPECT_DOUBLE_EQ(stack->GetLayer(2)->Weight.Get(), 50.0);
     // Both nodes' blocks share the one layer; only the cube is in the base.
     EXPECT_NE(b["Cube"]->LclTranslation.GetCurveNode(stack->GetLayer(0)), nullptr);
     EXPECT_EQ(b["Ball"]->LclTranslation.GetCurveNode(stack->GetLayer(0)), nullptr);
@@ -221,6 +232,7 @@ TEST_F(AnimationExport, BlocksBecomeLayersThatAddOnlyWhatTheyAnimate) {
         expectRelNear(fileValue(b["Cube"]->LclTranslation, 1, f), 8.0, "cube y");
         expectRelNear(fileValue(b["Cube"]->LclTranslation, 2, f), 9.0, "cube z");
         expectRelNear(fileValue(b["Ball"]->LclTranslation, 0, f), 0.5 * f, "ball x");
+        expectRelNear(fileValue(b["Cube"]->LclRotation, 0, f), 0.5 * (40.0 + 4.0 * f), "cube rx");
     }
 }
 
