@@ -57,6 +57,12 @@ struct ksQdxWriter::Data {
     std::map<const osg::Material*, QdxSurfaceMaterial*> materialMap;
     // One SDK attribute per shared node core.
     std::map<const osg::NodeCore*, QdxNodeAttribute*> attributeMap;
+    // Animation: the one stack written, its layers by name ("" the base
+    // layer) and the time span of the keys written.
+    QdxAnimStack* animStack = nullptr;
+    std::map<std::string, QdxAnimLayer*> animLayers;
+    long long animStart = 0, animStop = 0;
+    bool animAny = false;
 };
 
 namespace {
@@ -315,6 +321,7 @@ bool ksQdxWriter::write() {
     }
 
     updateCameraTargets();
+    finishAnimations();
 
     std::printf("Save QDX Scene, format: %d version: %s\n", chosenFormat, chosenVersion.c_str());
     std::fflush(stdout);
@@ -348,6 +355,8 @@ bool ksQdxWriter::write() {
     d.manager = nullptr;
     d.materialMap.clear();
     d.attributeMap.clear();
+    d.animStack = nullptr;
+    d.animLayers.clear();
     _nodeMap.clear();
     _targetMap.clear();
     return result;
@@ -428,6 +437,7 @@ QdxNode* ksQdxWriter::convertNodeOnly(const osg::NodePtr& node) {
     if (!qdxNode) qdxNode = QdxNode::Create(_d->scene, name.c_str());
 
     qdxNode->SetVisibility(node->getTraversalMask() == 0xFFFFFFFFu);
+    convertAnimations(qdxNode, node);
     return qdxNode;
 }
 
@@ -981,4 +991,393 @@ QdxTexture* ksQdxWriter::convertTexture(const osg::ImagePtr& image,
         texture->SetRotation(0.0, 0.0, static_cast<float>(settings->getRotate()));
     }
     return texture;
+}
+
+// ---------------------------------------------------------------------------
+// Animation
+
+namespace {
+
+// Where one host curve goes in the file: file value = host value * scale +
+// offset, or, for a spot light's outer angle, 2 * (penumbra + cone) with the
+// cone taken from coneCurve when the layer animates it, else coneValue.
+struct CurveTarget {
+    QdxProperty property;
+    unsigned int channel = 0;
+    double scale = 1.0;
+    double offset = 0.0;
+    bool outerAngle = false;
+};
+
+int componentIndex(const std::string& component) {
+    if (component == "X" || component == "R") return 0;
+    if (component == "Y" || component == "G") return 1;
+    if (component == "Z" || component == "B") return 2;
+    return -1;
+}
+
+// The light's intensity on the host per unit of the file's intensity, by
+// the light's type and decay as they were written.
+double intensityFactor(const QdxLight* light) {
+    if (light->LightType.Get() == QdxLight::eArea) return 0.01;
+    switch (light->DecayType.Get()) {
+    case QdxLight::eNone:
+        return 0.0314159265358;
+    case QdxLight::eLinear:
+        return 0.000314159265358;
+    default:
+        return 3.14159265358e-06;
+    }
+}
+
+// Maps a host channel and component onto a property of the node or of its
+// camera or light; false for channels the file has no place for.
+bool findTarget(QdxNode* qdxNode, const std::string& channel, const std::string& component,
+                double unitScale, const osg::Vec3f& orientation, CurveTarget& out) {
+    const int axis = componentIndex(component);
+    auto set = [&](QdxProperty property, int index, double scale, double offset = 0.0) {
+        if (index < 0) return false;
+        out.property = property;
+        out.channel = static_cast<unsigned int>(index);
+        out.scale = scale;
+        out.offset = offset;
+        return true;
+    };
+    QdxLight* light = qdxNode->GetLight();
+    if (channel == "translation") return set(qdxNode->LclTranslation, axis, unitScale);
+    if (channel == "eulerRotation")
+        return axis >= 0 && set(qdxNode->LclRotation, axis, 1.0, -double(orientation[axis]));
+    if (channel == "scale") {
+        const bool area = light && light->LightType.Get() == QdxLight::eArea;
+        return set(qdxNode->LclScaling, axis, area ? unitScale : 1.0);
+    }
+    if (channel == "visible") return set(qdxNode->Visibility, 0, 1.0);
+    if (QdxCamera* camera = qdxNode->GetCamera()) {
+        if (channel == "focalLength") return set(camera->FocalLength, 0, 1.0);
+        if (channel == "fov") return set(camera->FieldOfView, 0, 1.0);
+        if (channel == "near") return set(camera->NearPlane, 0, 1.0);
+        if (channel == "far") return set(camera->FarPlane, 0, 1.0);
+        if (channel == "roll") return set(camera->FilmRollValue, 0, 1.0);
+        if (channel == "focusDistance") return set(camera->FocusDistance, 0, 1.0);
+        if (channel == "sensorSize" && (axis == 0 || axis == 1))
+            return set(axis == 0 ? camera->FilmWidth : camera->FilmHeight, 0, 1.0 / kMmPerInch);
+        // The vertical film offset runs the other way in the file.
+        if (channel == "principalPointOffset" && (axis == 0 || axis == 1))
+            return set(axis == 0 ? camera->FilmOffsetX : camera->FilmOffsetY, 0,
+                       (axis == 0 ? 1.0 : -1.0) / kMmPerInch);
+        return false;
+    }
+    if (light) {
+        // One colour feeds both of the host's light colours.
+        if (channel == "diffuse" || channel == "glossy")
+            return axis >= 0 && set(light->Color, axis, 1.0);
+        if (channel == "intensity") return set(light->Intensity, 0, 1.0 / intensityFactor(light));
+        // The host's angles are half the file's.
+        if (channel == "coneAngle") return set(light->InnerAngle, 0, 2.0);
+        if (channel == "penumbraAngle" && set(light->OuterAngle, 0, 2.0)) {
+            out.outerAngle = true;
+            return true;
+        }
+    }
+    return false;
+}
+
+// The value a channel of a layer's new curve node holds where it has no
+// curve: nothing added for an additive layer, the property's own value
+// otherwise.
+double neutralValue(const QdxProperty& property, unsigned int channel, bool additive) {
+    if (!additive) {
+        double v[4] = {0, 0, 0, 0};
+        property.EvaluateDoubles(QdxTime(), v, 4);
+        return channel < 4 ? v[channel] : 0.0;
+    }
+    return property.GetName() == QdxString("Lcl Scaling") ? 1.0 : 0.0;
+}
+
+constexpr double kSmallestWeight = QdxAnimCurveDef::sMinUsableWeight;
+
+// Weight and derivative of a host handle (time offset, value offset) over
+// a segment of dt seconds; a handle of no length in time keeps its point.
+std::pair<double, double> handleToKey(double dx, double dy, double dt, double scale) {
+    if (!(dx > 0.0) || !(dt > 0.0)) return {kSmallestWeight, 0.0};
+    // Longer than its segment: the host shortens it along its direction,
+    // which is the full weight at the same slope.
+    const double weight = std::clamp(dx / dt, kSmallestWeight, 1.0);
+    return {weight, dy / dx * scale};
+}
+
+// Catmull-Rom slope of the host's smooth points, in value per second.
+double smoothSlope(const std::vector<osg::CCPnt>& p, std::size_t k) {
+    const std::size_t a = k > 0 ? k - 1 : k, b = k + 1 < p.size() ? k + 1 : k;
+    const double ta = p[a].point[0], tb = p[b].point[0];
+    return tb > ta ? (double(p[b].point[1]) - double(p[a].point[1])) / (tb - ta) : 0.0;
+}
+
+// Writes the host curve's points as keys of curve. Times snap to the frame
+// they stand for when the host's single precision moved them off it.
+void writeKeys(const osg::AnimCurve& host, QdxAnimCurve* curve, const CurveTarget& target,
+               double fps, long long periodTicks) {
+    const std::vector<osg::CCPnt>& points = host.getControlPoints();
+    std::vector<std::size_t> used;
+    std::vector<long long> ticks;
+    used.reserve(points.size());
+    ticks.reserve(points.size());
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const double t = points[i].point[0];
+        if (!std::isfinite(t) || !std::isfinite(points[i].point[1])) continue;
+        const double frames = t * fps;
+        const double frame = std::nearbyint(frames);
+        long long tick;
+        if (std::fabs(frames - frame) < 1e-3 && std::fabs(frame) < 1e12) {
+            tick = static_cast<long long>(frame) * periodTicks;
+        } else {
+            QdxTime q;
+            q.SetSecondDouble(t);
+            tick = q.Get();
+        }
+        // Times must increase; a point at the time of the one before is
+        // dropped as the host does.
+        if (!ticks.empty() && tick <= ticks.back()) continue;
+        used.push_back(i);
+        ticks.push_back(tick);
+    }
+    const int n = static_cast<int>(used.size());
+    std::vector<double> values(used.size());
+    for (std::size_t k = 0; k < used.size(); ++k)
+        values[k] = double(points[used[k]].point[1]) * target.scale + target.offset;
+    curve->KeyModifyBegin();
+    curve->KeyAppend(ticks.data(), values.data(), n, QdxAnimCurveDef::eInterpolationLinear);
+    auto seconds = [&](int k) {
+        return double(ticks[static_cast<std::size_t>(k)]) / double(QdxTime::kTicksPerSecond);
+    };
+    for (int k = 0; k < n; ++k) {
+        const osg::CCPnt& p = points[used[static_cast<std::size_t>(k)]];
+        const QdxTime time(ticks[static_cast<std::size_t>(k)]);
+        const double value = values[static_cast<std::size_t>(k)];
+        const double dtPrev = k > 0 ? seconds(k) - seconds(k - 1) : 0.0;
+        const double dtNext = k + 1 < n ? seconds(k + 1) - seconds(k) : 0.0;
+        const double slope = smoothSlope(points, used[static_cast<std::size_t>(k)]) * target.scale;
+        // The left side serves the segment before the key, whose kind the
+        // point before gives; the first key mirrors its own right side.
+        // Explicit handles serve sampled and Bezier segments, and every
+        // other code, which the host reads as Bezier too.
+        const osg::UInt32 before =
+            k > 0 ? points[used[static_cast<std::size_t>(k - 1)]].outType : p.outType;
+        double wl = QdxAnimCurveDef::sDefaultWeight, wr = wl, dl = 0.0, dr = 0.0;
+        if (before == osg::AnimCurve::Smooth)
+            dl = slope;
+        else if (before != osg::AnimCurve::Step && before != osg::AnimCurve::Linear)
+            std::tie(wl, dl) = handleToKey(-p.inTangent[0], -p.inTangent[1],
+                                           k > 0 ? dtPrev : dtNext, target.scale);
+        auto interpolation = QdxAnimCurveDef::eInterpolationCubic;
+        if (p.outType == osg::AnimCurve::Step)
+            interpolation = QdxAnimCurveDef::eInterpolationConstant;
+        else if (p.outType == osg::AnimCurve::Linear)
+            interpolation = QdxAnimCurveDef::eInterpolationLinear;
+        else if (p.outType == osg::AnimCurve::Smooth)
+            dr = slope;
+        else
+            std::tie(wr, dr) = handleToKey(p.outTangent[0], p.outTangent[1],
+                                           k + 1 < n ? dtNext : dtPrev, target.scale);
+        const auto mode =
+            p.tangentsBroken ? QdxAnimCurveDef::eTangentBreak : QdxAnimCurveDef::eTangentUser;
+        curve->KeySet(k, time, value, interpolation, mode, dr, dl, wr, wl);
+    }
+    curve->KeyModifyEnd();
+}
+
+// A spot light's outer angle, 2 * (penumbra + cone), keyed on every frame
+// from the first to the last point of either curve (a cone without curve
+// stands still at coneValue).
+void writeOuterAngle(const osg::AnimCurve& penumbra, const osg::AnimCurve* cone, double coneValue,
+                     QdxAnimCurve* curve, double fps, long long periodTicks) {
+    const auto& p = penumbra.getControlPoints();
+    double from = p.front().point[0], to = p.back().point[0];
+    if (cone && cone->size() > 0) {
+        from = std::min(from, double(cone->getControlPoints().front().point[0]));
+        to = std::max(to, double(cone->getControlPoints().back().point[0]));
+    }
+    if (!std::isfinite(from) || !std::isfinite(to)) return;
+    const double first = std::ceil(from * fps - 1e-3), last = std::floor(to * fps + 1e-3);
+    // A curve spanning more frames than a host could ever play is not
+    // sampled frame by frame.
+    if (last - first > 1e8) return;
+    std::vector<long long> ticks;
+    std::vector<double> values;
+    for (double f = first; f <= last; f += 1.0) {
+        const double t = f / fps;
+        const double c = cone && cone->size() > 0 ? cone->evaluateDouble(t) : coneValue;
+        ticks.push_back(static_cast<long long>(f) * periodTicks);
+        values.push_back(2.0 * (penumbra.evaluateDouble(t) + c));
+    }
+    curve->KeyAppend(ticks.data(), values.data(), static_cast<int>(ticks.size()),
+                     QdxAnimCurveDef::eInterpolationLinear);
+}
+
+} // namespace
+
+QdxAnimStack* ksQdxWriter::createAnimStack(QdxScene* scene) {
+    const int count = scene->GetSrcObjectCount(QdxCriteria::ObjectType(QdxAnimStack::ClassId));
+    return QdxAnimStack::Create(scene, ("AnimStack" + std::to_string(count)).c_str());
+}
+
+QdxAnimLayer* ksQdxWriter::createAnimLayer(QdxScene* scene, QdxAnimStack* stack) {
+    QdxAnimLayer* layer =
+        QdxAnimLayer::Create(scene, ("Layer" + std::to_string(stack->GetLayerCount())).c_str());
+    stack->AddMember(layer);
+    return layer;
+}
+
+QdxAnimStack* ksQdxWriter::getAnimStack(QdxScene* scene, int index, bool create) {
+    if (!scene || index < 0) return nullptr;
+    const QdxCriteria stacks = QdxCriteria::ObjectType(QdxAnimStack::ClassId);
+    const int count = scene->GetSrcObjectCount(stacks);
+    if (index < count) return QdxCast<QdxAnimStack>(scene->GetSrcObject(stacks, index));
+    if (!create) return nullptr;
+    QdxAnimStack* stack = nullptr;
+    for (int i = 0; i < index + 1 - count; ++i)
+        stack = createAnimStack(scene);
+    return stack;
+}
+
+QdxAnimLayer* ksQdxWriter::getAnimLayer(QdxScene* scene, QdxAnimStack* stack, int index,
+                                        bool create) {
+    if (!scene || !stack || index < 0) return nullptr;
+    const int count = stack->GetLayerCount();
+    if (index < count) return stack->GetLayer(index);
+    if (!create) return nullptr;
+    QdxAnimLayer* layer = nullptr;
+    for (int i = 0; i < index + 1 - count; ++i)
+        layer = createAnimLayer(scene, stack);
+    return layer;
+}
+
+QdxAnimLayer* ksQdxWriter::layerForBlock(const std::string& nodeName,
+                                         const osg::AnimNodePtr& block) {
+    Data& d = *_d;
+    if (!d.animStack) {
+        d.animStack = getAnimStack(d.scene, 0, true);
+        d.scene->SetCurrentAnimationStack(d.animStack);
+    }
+    // A block made on import is named after its node and its layer.
+    std::string name;
+    if (block) {
+        name = block->getName();
+        const std::string prefix = nodeName + "_";
+        if (name.size() > prefix.size() && name.compare(0, prefix.size(), prefix) == 0)
+            name.erase(0, prefix.size());
+        if (name.empty()) name = "_";
+    }
+    QdxAnimLayer*& layer = d.animLayers[name];
+    if (layer) return layer;
+    if (!block) {
+        layer = getAnimLayer(d.scene, d.animStack, 0, true);
+        return layer;
+    }
+    // The base layer is always the first.
+    getAnimLayer(d.scene, d.animStack, 0, true);
+    layer = getAnimLayer(d.scene, d.animStack, d.animStack->GetLayerCount(), true);
+    layer->SetName(name.c_str());
+    // The first block of a layer gives its blending; both count the same way
+    // (additive, override, override passthrough; weight in percent).
+    layer->BlendMode.Set(static_cast<int>(block->getBlendMode()));
+    layer->Weight.Set(block->getWeight());
+    return layer;
+}
+
+void ksQdxWriter::convertAnimations(QdxNode* qdxNode, const osg::NodePtr& node) {
+    if (!qdxNode || !node) return;
+    osg::AnimAttachmentPtr attachment = ksAnimManager::the().getAnimAttachment(node);
+    if (!attachment || !attachment->getRoot()) return;
+    Data& d = *_d;
+    const double fps = ksAnimManager::the().fps();
+    QdxTime period;
+    period.SetSecondDouble(1.0 / fps);
+    const long long periodTicks = std::max(1LL, period.Get());
+    period.Set(periodTicks);
+    osg::Vec3f orientation;
+    if (osg::Transform3DPtr t3d = ksNodeUtils::getTransform3D(node))
+        orientation = t3d->getEulerRotationOrientation();
+    const std::string nodeName = ksNodeUtils::getName(node);
+
+    // The ungrouped curves, then every block with the curves in it.
+    std::vector<std::pair<osg::AnimNodePtr, std::vector<osg::AnimCurvePtr>>> groups(1);
+    for (const osg::AnimNodePtr& child : attachment->getRoot()->getChildren()) {
+        if (!child) continue;
+        if (osg::AnimCurvePtr curve = osg::AnimCurvePtr::dcast(child)) {
+            groups.front().second.push_back(curve);
+        } else {
+            groups.emplace_back(child, std::vector<osg::AnimCurvePtr>());
+            child->collectCurves(groups.back().second);
+        }
+    }
+
+    for (const auto& [block, curves] : groups) {
+        auto animated = [&](const std::string& channel, const std::string& component) {
+            for (const osg::AnimCurvePtr& c : curves)
+                if (c && c->size() > 0 && c->getChannel() == channel &&
+                    c->getComponent() == component)
+                    return c;
+            return osg::AnimCurvePtr();
+        };
+        QdxAnimLayer* layer = nullptr;
+        for (const osg::AnimCurvePtr& host : curves) {
+            if (!host || host->size() == 0) continue;
+            // The diffuse colour speaks for both light colours.
+            if (host->getChannel() == "glossy" && animated("diffuse", host->getComponent()))
+                continue;
+            CurveTarget target;
+            if (!findTarget(qdxNode, host->getChannel(), host->getComponent(), d.unitScaleFactor,
+                            orientation, target))
+                continue;
+            if (!layer) layer = layerForBlock(nodeName, block);
+            if (!layer) return;
+            const bool additive =
+                layer != d.animStack->GetLayer(0) &&
+                layer->BlendMode.Get() == static_cast<int>(QdxAnimLayer::eBlendAdditive);
+            QdxAnimCurveNode* curveNode = target.property.GetCurveNode(layer, false);
+            if (!curveNode) {
+                curveNode = target.property.GetCurveNode(layer, true);
+                if (!curveNode) continue;
+                for (unsigned int c = 0; c < curveNode->GetChannelsCount(); ++c)
+                    curveNode->SetChannelValue(c, neutralValue(target.property, c, additive));
+            }
+            // A light shared by several nodes takes the first node's curves.
+            if (target.channel >= curveNode->GetChannelsCount() ||
+                curveNode->GetCurveCount(target.channel) > 0)
+                continue;
+            QdxAnimCurve* curve = curveNode->CreateCurve(curveNode->GetName(), target.channel);
+            if (!curve) continue;
+            if (target.outerAngle) {
+                // An additive layer adds to the cone below it only what it
+                // animates itself.
+                osg::AnimCurvePtr cone = animated("coneAngle", "");
+                const double coneValue = additive ? 0.0 : ksLights::getConeAngle(node);
+                writeOuterAngle(*host, cone.get(), coneValue, curve, fps, periodTicks);
+            } else {
+                writeKeys(*host, curve, target, fps, periodTicks);
+            }
+            QdxAnimCurveFilterResample resample;
+            resample.SetKeysOnFrame(true);
+            resample.SetPeriodTime(period);
+            resample.SetIntelligentMode(true);
+            resample.Apply(*curve);
+            QdxTimeSpan span;
+            if (curve->GetTimeInterval(span)) {
+                d.animStart = d.animAny ? std::min(d.animStart, span.GetStart().Get())
+                                        : span.GetStart().Get();
+                d.animStop =
+                    d.animAny ? std::max(d.animStop, span.GetStop().Get()) : span.GetStop().Get();
+                d.animAny = true;
+            }
+        }
+    }
+}
+
+void ksQdxWriter::finishAnimations() {
+    Data& d = *_d;
+    if (!d.animStack || !d.animAny) return;
+    const QdxTimeSpan span(QdxTime(d.animStart), QdxTime(d.animStop));
+    d.animStack->SetLocalTimeSpan(span);
+    d.animStack->SetReferenceTimeSpan(span);
 }

@@ -19,6 +19,7 @@
 #include <string>
 #include <utility>
 
+#include <kestrel/osg/AnimNode.h>
 #include <kestrel/osg/Geometry.h>
 #include <kestrel/osg/Node.h>
 #include <kestrel/osg/Surface.h>
@@ -33,6 +34,9 @@ class QdxLight;
 class QdxMesh;
 class QdxNurbsSurface;
 class QdxTexture;
+class QdxScene;
+class QdxAnimStack;
+class QdxAnimLayer;
 } // namespace qdxsdk
 
 class ksQdxWriter {
@@ -90,6 +94,26 @@ private:
     void convertMaterial(qdxsdk::QdxNode* qdxNode, const osg::NodePtr& node);
     qdxsdk::QdxTexture* convertTexture(const osg::ImagePtr& image,
                                        const osg::ColorComponentSettingsPtr& settings);
+
+    // Animation. convertAnimations writes the curves of node's animation
+    // attachment onto qdxNode and its attribute: the ungrouped curves into
+    // the base layer, each block into the layer its name gives.
+    void convertAnimations(qdxsdk::QdxNode* qdxNode, const osg::NodePtr& node);
+    // Gives the stack the time span of every key written.
+    void finishAnimations();
+    // The stack (layer) at index; when it does not exist and create is set,
+    // stacks (layers) are appended until it does, else null.
+    static qdxsdk::QdxAnimStack* getAnimStack(qdxsdk::QdxScene* scene, int index, bool create);
+    static qdxsdk::QdxAnimLayer* getAnimLayer(qdxsdk::QdxScene* scene, qdxsdk::QdxAnimStack* stack,
+                                              int index, bool create);
+    // A new stack "AnimStack<n>" (layer "Layer<n>"), n the number there
+    // were before.
+    static qdxsdk::QdxAnimStack* createAnimStack(qdxsdk::QdxScene* scene);
+    static qdxsdk::QdxAnimLayer* createAnimLayer(qdxsdk::QdxScene* scene,
+                                                 qdxsdk::QdxAnimStack* stack);
+    // The layer that the curves of block go to (the base layer for a null
+    // block), made on first use.
+    qdxsdk::QdxAnimLayer* layerForBlock(const std::string& nodeName, const osg::AnimNodePtr& block);
 
     std::unique_ptr<Data> _d;
     // Scene-graph node to the SDK node made for it.
