@@ -325,12 +325,16 @@ constexpr int Base64Digit(uint8_t c) {
     return -1;
 }
 
+// Each character's six bits already shifted to their place in a group of
+// four; characters outside the alphabet carry kBase64Bad instead.
+constexpr uint32_t kBase64Bad = 1u << 24;
 struct Base64Table {
-    uint8_t digit[256];
-    constexpr Base64Table() : digit() {
+    uint32_t shifted[4][256];
+    constexpr Base64Table() : shifted() {
         for (int c = 0; c < 256; ++c) {
-            int d = Base64Digit(static_cast<uint8_t>(c));
-            digit[c] = d < 0 ? 0xff : static_cast<uint8_t>(d);
+            const int d = Base64Digit(static_cast<uint8_t>(c));
+            for (int k = 0; k < 4; ++k)
+                shifted[k][c] = d < 0 ? kBase64Bad : static_cast<uint32_t>(d) << (18 - 6 * k);
         }
     }
 };
@@ -708,57 +712,69 @@ private:
     void Base64(FlatArray& a, uint64_t count) {
         const size_t at = mC.At();
         if (mC.Peek() != '"') mC.Fail("array '" + a.name + "' has bad base64 data");
-        std::string_view s;
-        std::string unescaped;
-        const bool plain = mC.PlainString(s);
-        if (!plain) {
+        const TextCursor::Mark start = mC.Here();
+        const std::string_view raw = mC.RawString();
+        Base64Fault fault = DecodeBase64(a, count, raw, at + 1);
+        if (!fault.why) return;
+        if (std::memchr(raw.data(), '\\', raw.size())) {
+            // Escapes are never written but are valid text: decode the string
+            // they stand for (a fault is then placed at the string's start).
+            mC.Seek(start);
+            std::string unescaped;
             mC.String(unescaped);
-            s = unescaped;
+            fault = DecodeBase64(a, count, unescaped, std::string_view::npos);
+            if (!fault.why) return;
+            fault.pos = 0;
         }
-        // Where character i stands in the text (only the string's start when
-        // it had escapes).
-        auto badAt = [&](size_t i) {
-            mC.FailAt(plain ? at + 1 + i : at, "array '" + a.name + "' has a bad base64 character");
-        };
+        mC.FailAt(at + 1 + fault.pos, "array '" + a.name + "' " + fault.why);
+    }
+
+    struct Base64Fault {
+        const char* why = nullptr; // null: decoded
+        size_t pos = 0;            // offset in the string
+    };
+    // Decodes s into count elements of the array; textAt is where s starts in
+    // the text (npos when it is a copy), so that read input can be released.
+    Base64Fault DecodeBase64(FlatArray& a, uint64_t count, std::string_view s, size_t textAt) {
         const size_t elem = detail::ArrayElementSize(a.kind);
         // Four characters hold three bytes; the last group may be padded.
         if (count > s.size() || s.size() % 4 || s.size() / 4 * 3 < count * elem ||
             s.size() / 4 * 3 > count * elem + 2)
-            mC.FailAt(at, "array '" + a.name + "' has base64 data of the wrong length");
+            return {"has base64 data of the wrong length", 0};
         const size_t bytes = static_cast<size_t>(count) * elem;
         uint8_t* out = static_cast<uint8_t*>(a.owned.Resize(static_cast<size_t>(count)));
         const uint8_t* in = reinterpret_cast<const uint8_t*>(s.data());
         const size_t quads = s.size() / 4;
-        const uint8_t* digit = kBase64Table.digit;
+        const auto& t = kBase64Table.shifted;
         size_t q = 0;
+        // All groups but the last: three bytes each, stored as four with the
+        // fourth overwritten by the next group (the last group's bytes follow,
+        // so the store stays inside the array).
         while (q + 1 < quads) {
-            // Full groups, a step at a time so consumed input can be released.
             const size_t stop = std::min(quads - 1, q + (kReleaseStep / 4));
             for (; q < stop; ++q) {
                 const uint8_t* p = in + 4 * q;
-                const uint32_t d0 = digit[p[0]], d1 = digit[p[1]], d2 = digit[p[2]],
-                               d3 = digit[p[3]];
-                if ((d0 | d1 | d2 | d3) & 0xc0) badAt(4 * q);
-                const uint32_t v = d0 << 18 | d1 << 12 | d2 << 6 | d3;
-                uint8_t* o = out + 3 * q;
-                o[0] = static_cast<uint8_t>(v >> 16);
-                o[1] = static_cast<uint8_t>(v >> 8);
-                o[2] = static_cast<uint8_t>(v);
+                const uint32_t v = t[0][p[0]] | t[1][p[1]] | t[2][p[2]] | t[3][p[3]];
+                if (v & kBase64Bad) return {"has a bad base64 character", 4 * q};
+                const uint8_t b[4] = {static_cast<uint8_t>(v >> 16), static_cast<uint8_t>(v >> 8),
+                                      static_cast<uint8_t>(v), 0};
+                std::memcpy(out + 3 * q, b, 4);
             }
-            if (plain) Release(at + 1 + 4 * q);
+            if (textAt != std::string_view::npos) Release(textAt + 4 * q);
         }
         if (quads > 0) {
             // The last group: '=' may pad its third and fourth characters.
             uint32_t v = 0;
             for (size_t k = 0; k < 4; ++k) {
                 const uint8_t ch = in[4 * q + k];
-                const uint32_t d = ch == '=' && k >= 2 ? 0 : digit[ch];
-                if (d & 0xc0) badAt(4 * q + k);
-                v = v << 6 | d;
+                const uint32_t d = ch == '=' && k >= 2 ? 0 : t[k][ch];
+                if (d & kBase64Bad) return {"has a bad base64 character", 4 * q + k};
+                v |= d;
             }
             for (size_t k = 0, o = 3 * q; k < 3 && o < bytes; ++k, ++o)
                 out[o] = static_cast<uint8_t>(v >> (16 - 8 * k));
         }
+        return {};
     }
 
     void Connections(FlatDocument& doc) {

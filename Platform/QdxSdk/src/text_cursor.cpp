@@ -171,6 +171,16 @@ bool TextCursor::PlainString(std::string_view& out) {
     return true;
 }
 
+std::string_view TextCursor::RawString() {
+    if (Peek() != '"') Fail("expected a string");
+    const size_t begin = mPos + 1;
+    const void* quote = std::memchr(mData + begin, '"', mSize - begin);
+    if (!quote) Fail("a string is not closed");
+    const size_t end = static_cast<size_t>(static_cast<const uint8_t*>(quote) - mData);
+    mPos = end + 1;
+    return {reinterpret_cast<const char*>(mData + begin), end - begin};
+}
+
 void TextCursor::String(std::string& out) {
     std::string_view plain;
     if (PlainString(plain))

@@ -66,6 +66,9 @@ public:
     // A string without escapes as a view into the text; false (nothing
     // consumed) when it has escapes, so the caller falls back to String.
     bool PlainString(std::string_view& out);
+    // The bytes up to the next '"' as they stand, unchecked (escapes not
+    // resolved), for a reader that checks every byte itself.
+    std::string_view RawString();
     // Consumes the literal when it comes next.
     bool TakeLiteral(std::string_view word);
     // An integer token (no fraction or exponent) within [lo, hi].
