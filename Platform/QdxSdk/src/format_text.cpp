@@ -505,6 +505,15 @@ private:
     void ExpectList(const char* what) {
         if (mC.Peek() != '[') mC.Fail(std::string("'") + what + "' is not a list");
     }
+    // A list member: its items, each read in place by read.
+    template <class T, class F> void ListOf(const char* what, std::vector<T>& out, const F& read) {
+        ExpectList(what);
+        out.clear();
+        if (mC.BeginList()) do {
+                out.emplace_back();
+                read(out.back());
+            } while (mC.NextItem());
+    }
     // Hands the pages of the input read so far back to the system.
     void Release(size_t upTo) {
         if (upTo > mReleased && upTo - mReleased >= kReleaseStep) {
@@ -514,14 +523,11 @@ private:
     }
 
     void Objects(FlatDocument& doc) {
-        ExpectList("objects");
-        doc.objects.clear();
-        if (mC.BeginList()) do {
-                doc.objects.emplace_back();
-                Object(doc.objects.back());
-                if (mProgress)
-                    mProgress(static_cast<double>(mC.Pos()) / static_cast<double>(mC.Size()));
-            } while (mC.NextItem());
+        ListOf("objects", doc.objects, [&](FlatObject& o) {
+            Object(o);
+            if (mProgress)
+                mProgress(static_cast<double>(mC.Pos()) / static_cast<double>(mC.Size()));
+        });
     }
 
     void Object(FlatObject& f) {
@@ -537,20 +543,10 @@ private:
                     f.name = ReadString(mC);
                     name = true;
                 } else if (key == "properties") {
-                    ExpectList("properties");
-                    f.properties.clear();
-                    if (mC.BeginList()) do {
-                            f.properties.emplace_back();
-                            Property(f.properties.back());
-                        } while (mC.NextItem());
+                    ListOf("properties", f.properties, [&](FlatProperty& p) { Property(p); });
                     properties = true;
                 } else if (key == "arrays") {
-                    ExpectList("arrays");
-                    f.arrays.clear();
-                    if (mC.BeginList()) do {
-                            f.arrays.emplace_back();
-                            Array(f.arrays.back());
-                        } while (mC.NextItem());
+                    ListOf("arrays", f.arrays, [&](FlatArray& a) { Array(a); });
                     arrays = true;
                 } else {
                     mC.Skip();
@@ -581,11 +577,7 @@ private:
                     fp.flags = static_cast<uint32_t>(mC.Integer(0, UINT32_MAX));
                     flags = true;
                 } else if (key == "enum") {
-                    ExpectList("enum");
-                    fp.enumItems.clear();
-                    if (mC.BeginList()) do
-                            fp.enumItems.push_back(ReadString(mC));
-                        while (mC.NextItem());
+                    ListOf("enum", fp.enumItems, [&](std::string& e) { e = ReadString(mC); });
                 } else if (key == "value") {
                     // Read once the type is known, which may come later.
                     mC.Peek();
