@@ -332,7 +332,8 @@ double TextCursor::Number() {
         Fail("a malformed number");
     }
     mPos = end;
-    return v;
+    // "-0" is the integer zero; only "-0.0" stands for negative zero.
+    return integral && v == 0 ? 0.0 : v;
 }
 
 void TextCursor::Skip() {

@@ -140,6 +140,7 @@ TEST(TextReader, MalformedNumbersAreRefusedWhereTheyStand) {
     ASSERT_TRUE(Read(F64("1E+2,-1.5e-3,0e0,-0,1e-400,5e-324", 6), doc));
     const std::vector<double>& v = doc.objects[0].arrays[0].owned.f64;
     EXPECT_EQ(v, (std::vector<double>{100, -1.5e-3, 0, 0, 0, 5e-324}));
+    EXPECT_FALSE(std::signbit(v[3])) << "-0 is the integer zero";
 }
 
 TEST(TextReader, CountsMustMatchTheData) {
