@@ -95,6 +95,12 @@ private:
     size_t mSize = 0;
     void* mMap = nullptr;
 };
+// Hands back the whole pages of [data, data + size) when they lie in an open
+// MappedFile: a reader calls it on input it is done with, to keep its peak
+// memory low. Touching those bytes again reads them from the file once more.
+// Memory that is not a mapped file is left alone.
+void ReleaseMappedBytes(const uint8_t* data, size_t size);
+
 // Writes through a temporary file beside path, renamed into place at the end.
 bool WriteFileAtomically(const std::string& path, const std::function<bool(const Sink&)>& body,
                          QdxStatus& status);

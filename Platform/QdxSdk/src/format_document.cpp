@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <mutex>
 #include <set>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -228,8 +229,34 @@ bool ReadFileBytes(const std::string& path, std::vector<uint8_t>& bytes, QdxStat
     return ok;
 }
 
+namespace {
+// The open mappings, so that only their pages are ever handed back: on other
+// memory the same call would discard the contents.
+std::mutex gMappedLock;
+std::vector<std::pair<uintptr_t, size_t>> gMapped;
+} // namespace
+
 MappedFile::~MappedFile() {
-    if (mMap) ::munmap(mMap, mSize);
+    if (!mMap) return;
+    {
+        std::lock_guard<std::mutex> lock(gMappedLock);
+        std::erase(gMapped, std::pair{reinterpret_cast<uintptr_t>(mMap), mSize});
+    }
+    ::munmap(mMap, mSize);
+}
+
+void ReleaseMappedBytes(const uint8_t* data, size_t size) {
+    static const uintptr_t page = static_cast<uintptr_t>(::sysconf(_SC_PAGESIZE));
+    const uintptr_t from = (reinterpret_cast<uintptr_t>(data) + page - 1) / page * page;
+    const uintptr_t to = (reinterpret_cast<uintptr_t>(data) + size) / page * page;
+    if (to <= from) return;
+    std::lock_guard<std::mutex> lock(gMappedLock);
+    for (const auto& [start, length] : gMapped)
+        if (start <= from && to <= start + length) {
+            // A private read-only file mapping: dropped pages read back from the file.
+            ::madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED);
+            return;
+        }
 }
 
 bool MappedFile::Open(const std::string& path, QdxStatus& status) {
@@ -248,6 +275,8 @@ bool MappedFile::Open(const std::string& path, QdxStatus& status) {
             mData = static_cast<const uint8_t*>(p);
             mSize = static_cast<size_t>(st.st_size);
             ::madvise(p, mSize, MADV_SEQUENTIAL);
+            std::lock_guard<std::mutex> lock(gMappedLock);
+            gMapped.emplace_back(reinterpret_cast<uintptr_t>(p), mSize);
         }
     }
     ::close(fd);
