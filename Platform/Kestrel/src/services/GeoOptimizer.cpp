@@ -43,6 +43,7 @@ UInt32 ksGeoOptimizer::mergeVertices(const GeometryPtr& g) {
     columns.reserve(props.size());
     for (const auto& p : props)
         columns.push_back({static_cast<const unsigned char*>(p->getData()), p->getElementSize()});
+    // Element sizes are whole 4-byte components; any rest is hashed bytewise.
     auto hashOf = [&columns](UInt32 i) {
         std::uint64_t h = 0x9E3779B97F4A7C15ull;
         for (const Column& c : columns) {
@@ -52,12 +53,21 @@ UInt32 ksGeoOptimizer::mergeVertices(const GeometryPtr& g) {
                 std::uint64_t w;
                 std::memcpy(&w, at + b, 8);
                 h = (h ^ w) * 0xBF58476D1CE4E5B9ull;
-                h ^= h >> 31;
+                h ^= h >> 29;
+            }
+            if (b + 4 <= c.size) {
+                std::uint32_t w;
+                std::memcpy(&w, at + b, 4);
+                h = (h ^ w) * 0xBF58476D1CE4E5B9ull;
+                h ^= h >> 29;
+                b += 4;
             }
             for (; b < c.size; ++b)
                 h = (h ^ at[b]) * 0x94D049BB133111EBull;
         }
-        return h ^ (h >> 29);
+        h ^= h >> 31;
+        h *= 0x94D049BB133111EBull;
+        return h ^ (h >> 32);
     };
     auto same = [&columns](UInt32 a, UInt32 b) {
         for (const Column& c : columns)
@@ -66,29 +76,35 @@ UInt32 ksGeoOptimizer::mergeVertices(const GeometryPtr& g) {
                 return false;
         return true;
     };
+    // Open addressing over vertex numbers. A slot holds a vertex and 32 bits
+    // of its hash, so most probes that miss never touch the vertex data.
     std::size_t cap = 16;
     while (cap < std::size_t(n) * 2)
         cap <<= 1;
-    std::vector<UInt32> table(cap, 0xFFFFFFFFu);
+    constexpr std::uint64_t empty = ~std::uint64_t(0);
+    std::vector<std::uint64_t> table(cap, empty);
     std::vector<UInt32> remap(n);
     UInt32 next = 0;
     for (UInt32 i = 0; i < n; ++i) {
-        std::size_t slot = hashOf(i) & (cap - 1);
+        const std::uint64_t h = hashOf(i);
+        const std::uint64_t tag = h & 0xFFFFFFFF00000000ull;
+        std::size_t slot = h & (cap - 1);
         while (true) {
-            UInt32 v = table[slot];
-            if (v == 0xFFFFFFFFu) {
-                table[slot] = i;
+            const std::uint64_t entry = table[slot];
+            if (entry == empty) {
+                table[slot] = tag | i;
                 remap[i] = next++;
                 break;
             }
-            if (same(v, i)) {
+            const auto v = static_cast<UInt32>(entry);
+            if ((entry & 0xFFFFFFFF00000000ull) == tag && same(v, i)) {
                 remap[i] = remap[v];
                 break;
             }
             slot = (slot + 1) & (cap - 1);
         }
     }
-    table = std::vector<UInt32>();
+    table = std::vector<std::uint64_t>();
     if (next == n) return 0;
 
     for (const auto& p : props) {
