@@ -25,7 +25,9 @@ namespace {
 constexpr uint8_t kMagic[8] = {0x89, 'Q', 'D', 'X', '\r', '\n', 0x1a, '\n'};
 constexpr size_t kCompressMin = 4096;
 constexpr uint64_t kMaxRatio = 1000;
-constexpr int kZstdLevel = 3;
+// The fastest regular level: on mesh arrays of doubles it writes about 12%
+// more bytes than level 3 in 60% of the time.
+constexpr int kZstdLevel = 1;
 enum Codec : uint8_t { kRaw = 0, kDeflate = 1, kZstd = 2 };
 
 bool Fail(QdxStatus& status, const std::string& text) {
