@@ -239,11 +239,12 @@ osg::GeometryPtr GeometryParts::assemble() const {
 // polygon primitives, positions (scaled; zero for an invalid control
 // point), one normal per corner as the SDK finds it (zero where the mesh
 // has none), colours by control point when asked and present, the UV sets,
-// and one index over all of them. Every produced vertex is recorded under
-// its control point; corners, when given, receive (polygon, corner).
+// and one index over all of them. When given, vertices records every
+// produced vertex under its control point and corners receives (polygon,
+// corner).
 osg::GeometryPtr buildCornerGeometry(const CornerSource& source, const std::vector<int>& polygons,
                                      double scale, bool withColors,
-                                     ksQdxLoader::ControlPointMap& vertices,
+                                     ksQdxLoader::ControlPointMap* vertices,
                                      ksQdxLoader::CornerList* corners) {
     const QdxMesh* mesh = source.mesh;
     const QdxVector4* points = mesh->GetControlPoints();
@@ -251,6 +252,7 @@ osg::GeometryPtr buildCornerGeometry(const CornerSource& source, const std::vect
     const QdxLayer* layer = mesh->GetLayer(0);
     const QdxLayerElementVertexColor* colorElement =
         withColors && layer ? layer->GetVertexColors() : nullptr;
+    const QdxLayerElementNormal* normalElement = mesh->GetElementNormal();
 
     osg::UInt32 cornerCount = 0;
     for (int p : polygons)
@@ -263,6 +265,7 @@ osg::GeometryPtr buildCornerGeometry(const CornerSource& source, const std::vect
     positions->reserve(cornerCount);
     normals->reserve(cornerCount);
     if (colorElement) colors->reserve(cornerCount);
+    if (corners) corners->reserve(corners->size() + cornerCount);
     std::vector<osg::GeoTexCoords2fPtr> uvs;
     for (const CornerUVs& table : source.uvs) {
         uvs.push_back(osg::GeoTexCoords2f::create());
@@ -276,11 +279,11 @@ osg::GeometryPtr buildCornerGeometry(const CornerSource& source, const std::vect
         types->push_back(osg::PrimPolygon);
         for (int c = 0; c < size; ++c) {
             const int cp = mesh->GetPolygonVertex(p, c);
-            vertices.emplace(cp, static_cast<int>(vertex));
+            if (vertices) vertices->emplace(cp, static_cast<int>(vertex));
             positions->push_back(cp >= 0 && cp < pointCount ? toVec3f(points[cp], scale)
                                                             : osg::Pnt3f(0.f, 0.f, 0.f));
             QdxVector4 normal(0.0, 0.0, 0.0, 0.0);
-            mesh->GetPolygonVertexNormal(p, c, normal);
+            if (normalElement) normalElement->GetPolygonVertexValue(*mesh, p, c, normal);
             normals->push_back(toVec3f(normal));
             if (corners) corners->emplace_back(p, c);
             if (colorElement) {
@@ -364,20 +367,36 @@ osg::GeometryPtr buildControlPointGeometry(QdxMesh* mesh, const UVSlots& slots, 
             out[i] = osg::Vec2f(static_cast<float>(d[2 * i]), static_cast<float>(d[2 * i + 1]));
         slotted.emplace_back(uvs, slot);
     }
+    // The mesh's checks on reading keep every polygon's corners inside the
+    // corner array, so the corners are read from it directly.
+    const int* cornerPoints = mesh->GetPolygonVertices();
+    const int cornerCount = mesh->GetPolygonVertexCount();
+    const bool indexed = lastMapping == QdxLayerElement::eByControlPoint &&
+                         (lastReference == QdxLayerElement::eIndexToDirect ||
+                          lastReference == QdxLayerElement::eDirect);
+    const QdxLayerElementUV* diffuse = layer ? layer->GetUVs(kDiffuseUV) : nullptr;
+    if (indexed) indices->reserve(static_cast<osg::UInt32>(std::max(cornerCount, 0)));
+    if (corners) corners->reserve(static_cast<std::size_t>(std::max(cornerCount, 0)));
+    auto& typeField = types->editField();
+    auto& lengthField = lengths->editField();
+    auto& indexField = indices->editField();
     for (int p = 0; p < polygonCount; ++p) {
-        const int size = mesh->GetPolygonSize(p);
-        lengths->push_back(static_cast<osg::UInt32>(size));
-        types->push_back(osg::PrimPolygon);
-        for (int c = 0; c < size; ++c) {
-            if (lastMapping == QdxLayerElement::eByControlPoint) {
-                if (lastReference == QdxLayerElement::eIndexToDirect)
-                    indices->push_back(
-                        static_cast<osg::UInt32>(mesh->GetTextureUVIndex(p, c, kDiffuseUV)));
-                else if (lastReference == QdxLayerElement::eDirect)
-                    indices->push_back(static_cast<osg::UInt32>(mesh->GetPolygonVertex(p, c)));
+        const int size = std::max(mesh->GetPolygonSize(p), 0);
+        const int start = mesh->GetPolygonVertexIndex(p);
+        lengthField.push_back(static_cast<osg::UInt32>(size));
+        typeField.push_back(osg::PrimPolygon);
+        if (indexed)
+            for (int c = 0; c < size && start + c < cornerCount; ++c) {
+                const int cp = cornerPoints[start + c];
+                if (lastReference == QdxLayerElement::eDirect)
+                    indexField.push_back(static_cast<osg::UInt32>(cp));
+                else
+                    indexField.push_back(static_cast<osg::UInt32>(
+                        diffuse ? diffuse->GetCornerIndex(p, start + c, cp) : -1));
             }
-            if (corners) corners->emplace_back(p, c);
-        }
+        if (corners)
+            for (int c = 0; c < size; ++c)
+                corners->emplace_back(p, c);
     }
     return parts.assemble();
 }
@@ -1079,10 +1098,13 @@ osg::NodePtr ksQdxLoader::convertMultiMeshSort(QdxNode* node) {
     const CornerSource source = readCornerSource(mesh, assignUVSlots(names), reversed);
     QdxNode* owner = mesh->GetNode(0);
 
+    // Vertices by control point are only looked up for skin weights.
+    const bool withDeformers = mesh->GetDeformerCount() > 0;
     for (const auto& [material, polygons] : polygonsByMaterial) {
         ControlPointMap vertices;
         osg::GeometryPtr geometry =
-            buildCornerGeometry(source, polygons, _unitScaleFactor, false, vertices, nullptr);
+            buildCornerGeometry(source, polygons, _unitScaleFactor, false,
+                                withDeformers ? &vertices : nullptr, nullptr);
         geometry->setMaterial(convertMaterial(owner ? owner->GetMaterial(material) : nullptr));
 
         osg::NodePtr child = osg::Node::create();
@@ -1147,9 +1169,11 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
         for (int p = 0; p < polygonCount; ++p)
             all[static_cast<std::size_t>(p)] = p;
         const bool reversed = ksFile::getExtension(_d->fileName) == "abc";
-        geometry =
-            buildCornerGeometry(readCornerSource(mesh, slots, reversed), all, _unitScaleFactor,
-                                true, vertices, withDeformers ? &corners : nullptr);
+        // Vertices by control point and corners are only looked up for
+        // deformers (skin weights and vertex caches).
+        geometry = buildCornerGeometry(readCornerSource(mesh, slots, reversed), all,
+                                       _unitScaleFactor, true, withDeformers ? &vertices : nullptr,
+                                       withDeformers ? &corners : nullptr);
     }
     geometry->setMaterial(material);
 

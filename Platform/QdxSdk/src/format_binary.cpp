@@ -10,6 +10,8 @@
 
 #include <bit>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <unordered_map>
 
 #include "format_descriptor.h"
@@ -23,6 +25,9 @@ namespace {
 constexpr uint8_t kMagic[8] = {0x89, 'Q', 'D', 'X', '\r', '\n', 0x1a, '\n'};
 constexpr size_t kCompressMin = 4096;
 constexpr uint64_t kMaxRatio = 1000;
+// The fastest regular level: on mesh arrays of doubles it writes about 12%
+// more bytes than level 3 in 60% of the time.
+constexpr int kZstdLevel = 1;
 enum Codec : uint8_t { kRaw = 0, kDeflate = 1, kZstd = 2 };
 
 bool Fail(QdxStatus& status, const std::string& text) {
@@ -94,33 +99,64 @@ struct PreparedArray {
     std::vector<uint8_t> packed; // compressed bytes when codec != kRaw
 };
 
-PreparedArray Prepare(const detail::ArrayRec& a, int version) {
-    PreparedArray p;
-    size_t raw = a.Count() * detail::ArrayElementSize(a.kind);
-    if (version < 2 || raw < kCompressMin) return p;
-    const void* src = a.Data();
-    if (version == 2) {
-        libdeflate_compressor* c = libdeflate_alloc_compressor(4);
-        if (!c) return p;
-        p.packed.resize(libdeflate_deflate_compress_bound(c, raw));
-        size_t n = libdeflate_deflate_compress(c, src, raw, p.packed.data(), p.packed.size());
-        libdeflate_free_compressor(c);
-        p.packed.resize(n);
-        p.codec = n ? kDeflate : kRaw;
-    } else {
-        p.packed.resize(ZSTD_compressBound(raw));
-        size_t n = ZSTD_compress(p.packed.data(), p.packed.size(), src, raw, 3);
-        bool good = !ZSTD_isError(n);
-        p.packed.resize(good ? n : 0);
-        p.codec = good ? kZstd : kRaw;
+// Compresses arrays one after the other with one compression context and
+// one scratch buffer for the whole file: a fresh context per array costs its
+// tables again, and a result kept in a buffer of the worst-case size would
+// hold as much memory as the raw arrays.
+class ArrayPacker {
+public:
+    explicit ArrayPacker(int version) : mVersion(version) {}
+    ~ArrayPacker() {
+        if (mDeflate) libdeflate_free_compressor(mDeflate);
+        if (mZstd) ZSTD_freeCCtx(mZstd);
     }
-    // Keep compression only when it pays and stays within the readers' ratio limit.
-    if (p.codec != kRaw && (p.packed.size() > raw - raw / 8 || raw > p.packed.size() * kMaxRatio)) {
-        p.codec = kRaw;
-        p.packed.clear();
+    ArrayPacker(const ArrayPacker&) = delete;
+    ArrayPacker& operator=(const ArrayPacker&) = delete;
+
+    PreparedArray Prepare(const detail::ArrayRec& a) {
+        PreparedArray p;
+        size_t raw = a.Count() * detail::ArrayElementSize(a.kind);
+        if (mVersion < 2 || raw < kCompressMin) return p;
+        size_t n = mVersion == 2 ? Deflate(a.Data(), raw) : Zstd(a.Data(), raw);
+        // Keep compression only when it pays and stays within the readers' ratio limit.
+        if (n == 0 || n > raw - raw / 8 || raw > n * kMaxRatio) return p;
+        p.codec = mVersion == 2 ? kDeflate : kZstd;
+        p.packed.assign(mScratch.get(), mScratch.get() + n);
+        return p;
     }
-    return p;
-}
+
+private:
+    uint8_t* Scratch(size_t n) {
+        if (n > mScratchSize) {
+            mScratch.reset(new (std::nothrow) uint8_t[n]);
+            mScratchSize = mScratch ? n : 0;
+        }
+        return mScratch.get();
+    }
+    // Compressed size in the scratch buffer; 0 when the array stays raw.
+    size_t Deflate(const void* src, size_t raw) {
+        if (!mDeflate) mDeflate = libdeflate_alloc_compressor(4);
+        if (!mDeflate) return 0;
+        size_t bound = libdeflate_deflate_compress_bound(mDeflate, raw);
+        uint8_t* dst = Scratch(bound);
+        return dst ? libdeflate_deflate_compress(mDeflate, src, raw, dst, bound) : 0;
+    }
+    size_t Zstd(const void* src, size_t raw) {
+        if (!mZstd) mZstd = ZSTD_createCCtx();
+        if (!mZstd) return 0;
+        size_t bound = ZSTD_compressBound(raw);
+        uint8_t* dst = Scratch(bound);
+        if (!dst) return 0;
+        size_t n = ZSTD_compressCCtx(mZstd, dst, bound, src, raw, kZstdLevel);
+        return ZSTD_isError(n) ? 0 : n;
+    }
+
+    int mVersion;
+    libdeflate_compressor* mDeflate = nullptr;
+    ZSTD_CCtx* mZstd = nullptr;
+    std::unique_ptr<uint8_t[]> mScratch;
+    size_t mScratchSize = 0;
+};
 
 class ChunkWriter {
 public:
@@ -149,6 +185,7 @@ bool WriteBinary(const FlatDocument& doc, const Sink& sink, QdxStatus& status,
         return false;
     }
     StringTable strings;
+    ArrayPacker packer(version);
     // Object records without array data; arrays follow each object's record.
     std::vector<Buffer> heads(doc.objects.size());
     std::vector<std::vector<Buffer>> arrayHeads(doc.objects.size());
@@ -175,7 +212,7 @@ bool WriteBinary(const FlatDocument& doc, const Sink& sink, QdxStatus& status,
         objsLength += h.b.size();
         for (const FlatArray& a : o.arrays) {
             const detail::ArrayRec& rec = a.Get();
-            PreparedArray pa = Prepare(rec, version);
+            PreparedArray pa = packer.Prepare(rec);
             uint64_t raw = rec.Count() * detail::ArrayElementSize(rec.kind);
             uint64_t stored = pa.codec == kRaw ? raw : pa.packed.size();
             Buffer ah;

@@ -3,36 +3,52 @@
 
 namespace osg {
 
-namespace {
-UInt32 primType(const Geometry* g, UInt32 p) {
-    auto* t = dynamic_cast<const GeoPTypesUI8*>(g->getTypes().get());
-    return t && p < t->size() ? t->getField()[p] : 0xFFu;
-}
-UInt32 primLength(const Geometry* g, UInt32 p) {
-    auto* l = dynamic_cast<const GeoPLengthsUI32*>(g->getLengths().get());
-    if (l && p < l->size()) return l->getField()[p];
-    if (!g->getLengths() && p == 0) return g->getVertexCount(); // one primitive, all vertices
-    return 0;
-}
-UInt32 primCount(const Geometry* g) {
-    auto* t = g->getTypes().get();
-    return t ? t->size() : 0u;
-}
-} // namespace
-
 TriangleIterator::TriangleIterator(const Geometry* geo, bool atEnd) : _geo(geo), _atEnd(atEnd) {
     if (_atEnd || !_geo) {
         _atEnd = true;
         return;
     }
+    if (const GeoPTypes* t = _geo->getTypes().get()) {
+        _primCount = t->size();
+        if (auto* t8 = dynamic_cast<const GeoPTypesUI8*>(t)) {
+            _types = t8->getField().data();
+            _typeCount = t8->size();
+        }
+    }
+    if (const GeoPLengths* l = _geo->getLengths().get()) {
+        _hasLengths = true;
+        if (auto* l32 = dynamic_cast<const GeoPLengthsUI32*>(l)) {
+            _lengths = l32->getField().data();
+            _lengthCount = l32->size();
+        }
+    }
+    if (const GeoIndices* i = _geo->getIndices().get(); i && !i->empty()) {
+        _hasIndex = true;
+        if (auto* i32 = dynamic_cast<const GeoIndicesUI32*>(i)) {
+            _index = i32->getField().data();
+            _indexSize = i32->getField().size();
+        }
+        _stride = _geo->getIndexStride();
+        _positionSlot = _geo->findMappingIndex(MapPosition);
+    }
+    _total = _geo->getVertexCount();
     if (!setup()) nextPrimitive();
 }
 
+UInt32 TriangleIterator::primType(UInt32 p) const {
+    return p < _typeCount ? _types[p] : 0xFFu;
+}
+
+UInt32 TriangleIterator::primLength(UInt32 p) const {
+    if (p < _lengthCount) return _lengths[p];
+    if (!_hasLengths && p == 0) return _total; // one primitive, all vertices
+    return 0;
+}
+
 bool TriangleIterator::setup() {
-    UInt32 type = primType(_geo, _prim);
-    UInt32 len = primLength(_geo, _prim);
-    UInt32 total = _geo->getVertexCount();
-    if (_primStart + len > total) return false; // broken primitive: stop here
+    UInt32 type = primType(_prim);
+    UInt32 len = primLength(_prim);
+    if (_primStart + len > _total) return false; // broken primitive: stop here
     UInt32 s = _primStart, t = _tri;
     switch (type) {
     case PrimTriangles:
@@ -77,14 +93,12 @@ bool TriangleIterator::setup() {
 }
 
 void TriangleIterator::nextPrimitive() {
-    UInt32 n = primCount(_geo);
-    UInt32 total = _geo->getVertexCount();
     while (true) {
-        UInt32 len = primLength(_geo, _prim);
+        UInt32 len = primLength(_prim);
         _primStart += len;
         ++_prim;
         _tri = 0;
-        if (_prim >= n || _primStart > total) {
+        if (_prim >= _primCount || _primStart > _total) {
             _atEnd = true;
             return;
         }
@@ -105,11 +119,19 @@ bool TriangleIterator::operator==(const TriangleIterator& o) const {
     return _geo == o._geo && _prim == o._prim && _tri == o._tri;
 }
 
+UInt32 TriangleIterator::indexAt(UInt32 v, Int32 slot) const {
+    constexpr UInt32 bad = 0xFFFFFFFFu;
+    if (!_hasIndex) return v;
+    if (slot < 0 || !_index) return bad;
+    std::size_t at = std::size_t(v) * _stride + std::size_t(slot);
+    return at < _indexSize ? _index[at] : bad;
+}
 UInt32 TriangleIterator::getPropertyIndex(int k, UInt16 bit) const {
-    return _geo->getPropertyIndex(_v[k], bit);
+    return bit == MapPosition ? indexAt(_v[k], _positionSlot)
+                              : indexAt(_v[k], _hasIndex ? _geo->findMappingIndex(bit) : 0);
 }
 UInt32 TriangleIterator::getPositionIndex(int k) const {
-    return getPropertyIndex(k, MapPosition);
+    return indexAt(_v[k], _positionSlot);
 }
 UInt32 TriangleIterator::getNormalIndex(int k) const {
     return getPropertyIndex(k, MapNormal);

@@ -23,11 +23,8 @@ UInt32 ksGeoOptimizer::mergeVertices(const GeometryPtr& g) {
     for (UInt32 s = 0; s < Geometry::MaxTexSlots; ++s)
         if (g->getTexSlot(s)) props.push_back(g->getTexSlot(s));
     const UInt32 n = g->getPositions()->size();
-    std::size_t keySize = 0;
-    for (const auto& p : props) {
+    for (const auto& p : props)
         if (p->size() != n) return 0; // not one value per vertex
-        keySize += p->getElementSize();
-    }
     if (n < 2) return 0;
     auto idx = GeoIndicesUI32Ptr::dcast(g->getIndices());
     if (g->getIndices() && !idx) return 0;
@@ -35,43 +32,79 @@ UInt32 ksGeoOptimizer::mergeVertices(const GeometryPtr& g) {
         for (UInt32 v : idx->getField())
             if (v >= n) return 0; // broken index: leave it for verifyGeometry
 
-    // Vertex keys side by side; equal bytes mean an equal vertex.
-    std::string keys(keySize * n, '\0');
-    std::size_t off = 0;
-    for (const auto& p : props) {
-        const char* src = static_cast<const char*>(p->getData());
-        std::size_t es = p->getElementSize();
-        for (UInt32 i = 0; i < n; ++i)
-            std::memcpy(&keys[i * keySize + off], src + i * es, es);
-        off += es;
-    }
-    // Open addressing over vertex numbers: no allocation per vertex.
+    // A vertex is the bytes of its value in every property; equal bytes mean
+    // an equal vertex. Keys are hashed and compared in place, so the merge
+    // allocates only the table and the remap, never a copy of the vertices.
+    struct Column {
+        const unsigned char* data;
+        std::size_t size;
+    };
+    std::vector<Column> columns;
+    columns.reserve(props.size());
+    for (const auto& p : props)
+        columns.push_back({static_cast<const unsigned char*>(p->getData()), p->getElementSize()});
+    // Element sizes are whole 4-byte components; any rest is hashed bytewise.
+    auto hashOf = [&columns](UInt32 i) {
+        std::uint64_t h = 0x9E3779B97F4A7C15ull;
+        for (const Column& c : columns) {
+            const unsigned char* at = c.data + std::size_t(i) * c.size;
+            std::size_t b = 0;
+            for (; b + 8 <= c.size; b += 8) {
+                std::uint64_t w;
+                std::memcpy(&w, at + b, 8);
+                h = (h ^ w) * 0xBF58476D1CE4E5B9ull;
+                h ^= h >> 29;
+            }
+            if (b + 4 <= c.size) {
+                std::uint32_t w;
+                std::memcpy(&w, at + b, 4);
+                h = (h ^ w) * 0xBF58476D1CE4E5B9ull;
+                h ^= h >> 29;
+                b += 4;
+            }
+            for (; b < c.size; ++b)
+                h = (h ^ at[b]) * 0x94D049BB133111EBull;
+        }
+        h ^= h >> 31;
+        h *= 0x94D049BB133111EBull;
+        return h ^ (h >> 32);
+    };
+    auto same = [&columns](UInt32 a, UInt32 b) {
+        for (const Column& c : columns)
+            if (std::memcmp(c.data + std::size_t(a) * c.size, c.data + std::size_t(b) * c.size,
+                            c.size) != 0)
+                return false;
+        return true;
+    };
+    // Open addressing over vertex numbers. A slot holds a vertex and 32 bits
+    // of its hash, so most probes that miss never touch the vertex data.
     std::size_t cap = 16;
     while (cap < std::size_t(n) * 2)
         cap <<= 1;
-    std::vector<UInt32> table(cap, 0xFFFFFFFFu);
+    constexpr std::uint64_t empty = ~std::uint64_t(0);
+    std::vector<std::uint64_t> table(cap, empty);
     std::vector<UInt32> remap(n);
     UInt32 next = 0;
     for (UInt32 i = 0; i < n; ++i) {
-        const char* key = &keys[i * keySize];
-        std::uint64_t h = 1469598103934665603ull; // FNV-1a
-        for (std::size_t b = 0; b < keySize; ++b)
-            h = (h ^ UInt8(key[b])) * 1099511628211ull;
-        std::size_t slot = (h ^ (h >> 29)) & (cap - 1);
+        const std::uint64_t h = hashOf(i);
+        const std::uint64_t tag = h & 0xFFFFFFFF00000000ull;
+        std::size_t slot = h & (cap - 1);
         while (true) {
-            UInt32 v = table[slot];
-            if (v == 0xFFFFFFFFu) {
-                table[slot] = i;
+            const std::uint64_t entry = table[slot];
+            if (entry == empty) {
+                table[slot] = tag | i;
                 remap[i] = next++;
                 break;
             }
-            if (std::memcmp(&keys[v * keySize], key, keySize) == 0) {
+            const auto v = static_cast<UInt32>(entry);
+            if ((entry & 0xFFFFFFFF00000000ull) == tag && same(v, i)) {
                 remap[i] = remap[v];
                 break;
             }
             slot = (slot + 1) & (cap - 1);
         }
     }
+    table = std::vector<std::uint64_t>();
     if (next == n) return 0;
 
     for (const auto& p : props) {

@@ -1,4 +1,6 @@
 #pragma once
+#include <cstddef>
+
 #include <kestrel/osg/Vector.h>
 
 namespace osg {
@@ -30,6 +32,20 @@ public:
 private:
     bool setup(); // fills _v for the current (prim, tri); false when none
     void nextPrimitive();
+    UInt32 primType(UInt32 p) const;
+    UInt32 primLength(UInt32 p) const;
+    UInt32 indexAt(UInt32 v, Int32 slot) const;
+
+    // The geometry's arrays, looked up once when the walk starts: the walk
+    // reads them for every triangle and the geometry does not change under it.
+    const UInt8* _types = nullptr;
+    const UInt32* _lengths = nullptr;
+    const UInt32* _index = nullptr;
+    UInt32 _typeCount = 0, _primCount = 0, _lengthCount = 0, _total = 0;
+    std::size_t _indexSize = 0;
+    UInt32 _stride = 1;
+    Int32 _positionSlot = 0;
+    bool _hasLengths = false, _hasIndex = false;
 
     const Geometry* _geo = nullptr;
     bool _atEnd = true;
