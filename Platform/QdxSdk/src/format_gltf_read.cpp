@@ -15,6 +15,8 @@
 #include <set>
 
 #include "format_gltf.h"
+#include "format_gltf_attributes.h"
+#include "qdxsdk/attributes.h"
 #include "qdxsdk/geometry.h"
 #include "qdxsdk/material.h"
 #include "qdxsdk/mesh.h"
@@ -126,10 +128,9 @@ public:
 
     void NoteExtensions() const {
         for (const std::string& e : m.extensionsUsed)
-            mNotes.push_back("Extension " + e + " is not carried");
+            if (e != kGltfLightsExtension) mNotes.push_back("Extension " + e + " is not carried");
         if (!m.skins.empty()) mNotes.push_back("Skins are not carried yet");
         if (!m.animations.empty()) mNotes.push_back("Animations are not carried yet");
-        if (!m.cameras.empty()) mNotes.push_back("Cameras are not carried yet");
     }
 
 private:
@@ -508,6 +509,22 @@ bool SetTransform(QdxNode* node, const tinygltf::Node& g, std::vector<std::strin
     return true;
 }
 
+// Puts a camera or light on the node (or, when the node carries a mesh
+// already, on a child of its own) turned from glTF's axes onto the SDK's.
+void AttachTurned(QdxScene* scene, QdxNode* node, QdxNodeAttribute* attribute) {
+    if (!attribute) return;
+    QdxNode* holder = node;
+    if (node->GetNodeAttribute()) {
+        const std::string name = std::string(node->GetName()) + "_" + attribute->GetName();
+        holder = QdxNode::Create(scene, name.c_str());
+        holder->SetTransformationInheritType(eInheritRSrs);
+        node->AddChild(holder);
+    }
+    holder->SetNodeAttribute(attribute);
+    holder->SetGeometricRotation(QdxNode::eSourcePivot,
+                                 GltfAttributeTurn(attribute->GetAttributeType()));
+}
+
 bool DecodedGltf::Publish(QdxScene* target, QdxStatus& status) {
     QdxManager* manager = target->GetQdxManager();
     QdxScene* scene = QdxScene::Create(manager, "");
@@ -533,6 +550,9 @@ bool DecodedGltf::Publish(QdxScene* target, QdxStatus& status) {
     };
     std::vector<QdxMesh*> built(model.meshes.size(), nullptr);
     std::vector<QdxNode*> nodes(model.nodes.size(), nullptr);
+    std::vector<QdxCamera*> cameras(model.cameras.size(), nullptr);
+    std::vector<QdxLight*> lights(model.lights.size(), nullptr);
+    std::vector<char> lightTried(model.lights.size(), 0);
     // Parents before children: roots first, then breadth first.
     std::vector<std::pair<int, QdxNode*>> queue;
     for (int r : roots)
@@ -559,6 +579,27 @@ bool DecodedGltf::Publish(QdxScene* target, QdxStatus& status) {
             node->SetNodeAttribute(built[size_t(g.mesh)]);
             for (int m : d.materials)
                 node->AddMaterial(material(m));
+        }
+        int light = -1;
+        GltfNodeLight(model, g, light); // checked when read
+        if (g.camera >= 0) {
+            QdxCamera*& camera = cameras[size_t(g.camera)];
+            const std::string& cameraName = model.cameras[size_t(g.camera)].name;
+            if (!camera)
+                camera = MakeGltfCamera(
+                    scene, model.cameras[size_t(g.camera)],
+                    cameraName.empty() ? "camera" + std::to_string(g.camera) : cameraName, notes);
+            AttachTurned(scene, node, camera);
+        }
+        if (light >= 0) {
+            QdxLight*& made = lights[size_t(light)];
+            const std::string& lightName = model.lights[size_t(light)].name;
+            if (!made && !lightTried[size_t(light)])
+                made = MakeGltfLight(
+                    scene, model.lights[size_t(light)],
+                    lightName.empty() ? "light" + std::to_string(light) : lightName, notes);
+            lightTried[size_t(light)] = true;
+            AttachTurned(scene, node, made);
         }
         for (int child : g.children)
             queue.emplace_back(child, node);
@@ -592,6 +633,8 @@ bool CheckNodes(const tinygltf::Model& m, std::vector<int>& roots, std::vector<s
             n.skin >= int(m.skins.size()))
             return Fail(status, "Node " + std::to_string(i) +
                                     " names a mesh, camera or skin that does not exist");
+        if (int light = -1; !GltfNodeLight(m, n, light))
+            return Fail(status, "Node " + std::to_string(i) + " names a light that does not exist");
         if (n.matrix.size() != 0 && n.matrix.size() != 16)
             return Fail(status, "Node " + std::to_string(i) + " has a matrix without 16 numbers");
     }
@@ -734,7 +777,9 @@ std::unique_ptr<Decoded> ReadGltf(const ReadInput& input, QdxStatus& status,
     }
     if (progress) progress(0.2);
     std::vector<std::string>& notes = decoded->notes;
-    if (!CheckNodes(m, decoded->roots, notes, status) || !CheckMaterials(m, status)) return nullptr;
+    if (!CheckNodes(m, decoded->roots, notes, status) || !CheckMaterials(m, status) ||
+        !CheckGltfCamerasAndLights(m, status))
+        return nullptr;
     GltfReader reader(m, notes);
     reader.NoteExtensions();
     decoded->meshes.resize(m.meshes.size());

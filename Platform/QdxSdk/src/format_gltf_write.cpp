@@ -11,6 +11,8 @@
 #include <sstream>
 
 #include "format_gltf.h"
+#include "format_gltf_attributes.h"
+#include "qdxsdk/attributes.h"
 #include "qdxsdk/geometry.h"
 #include "qdxsdk/material.h"
 #include "qdxsdk/mesh.h"
@@ -59,6 +61,7 @@ public:
         QdxAMatrix scale;
         scale.SetS(QdxVector4(f, f, f));
         mConversion = scale * QdxAxisSystem::ToveYUp.GetConversionFrom(settings.GetAxisSystem());
+        mMetres = f;
         if (settings.GetAxisSystem().GetCoorSystem() != QdxAxisSystem::eRightHanded)
             mNotes.push_back("The scene is left-handed; its mirror image is written");
 
@@ -150,13 +153,76 @@ private:
         if (QdxMesh* mesh = node->GetMesh()) {
             g.mesh = AddMesh(node, mesh);
         } else if (QdxNodeAttribute* attribute = node->GetNodeAttribute()) {
-            mNotes.push_back("Node '" + g.name + "': its " + attribute->GetClassId().GetName() +
-                             " is not carried yet");
+            AddCameraOrLight(node, attribute, g);
         }
         for (int i = 0; i < node->GetChildCount(); ++i)
             g.children.push_back(AddNode(node->GetChild(i), world));
         mModel.nodes[size_t(index)] = std::move(g);
         return index;
+    }
+
+    // A camera or light on the glTF node, or on a child of its own when the
+    // node's geometric transform and the turn between the two attribute
+    // frames do not cancel.
+    void AddCameraOrLight(QdxNode* node, QdxNodeAttribute* attribute, tinygltf::Node& g) {
+        const QdxNodeAttribute::EType type = attribute->GetAttributeType();
+        const std::string name = g.name;
+        int camera = -1, light = -1;
+        if (auto* c = QdxCast<QdxCamera>(attribute)) {
+            if (auto found = mCameras.find(c); found != mCameras.end()) {
+                camera = found->second;
+            } else {
+                tinygltf::Camera out;
+                if (ToGltfCamera(c, mMetres, out, mNotes)) {
+                    mModel.cameras.push_back(out);
+                    camera = int(mModel.cameras.size() - 1);
+                }
+                mCameras[c] = camera;
+            }
+        } else if (auto* l = QdxCast<QdxLight>(attribute)) {
+            if (auto found = mLights.find(l); found != mLights.end()) {
+                light = found->second;
+            } else {
+                tinygltf::Light out;
+                if (ToGltfLight(l, out, mNotes)) {
+                    mModel.lights.push_back(out);
+                    light = int(mModel.lights.size() - 1);
+                }
+                mLights[l] = light;
+            }
+        } else {
+            mNotes.push_back("Node '" + name + "': its " + attribute->GetClassId().GetName() +
+                             " is not carried yet");
+            return;
+        }
+        if (camera < 0 && light < 0) return;
+        const QdxAMatrix offset =
+            node->GetGeometricTransform() *
+            QdxAMatrix(QdxVector4(0, 0, 0), GltfAttributeTurn(type), QdxVector4(1, 1, 1)).Inverse();
+        tinygltf::Node* holder = &g;
+        tinygltf::Node child;
+        if (!NearIdentity(offset)) {
+            child.name = name + (camera >= 0 ? "_camera" : "_light");
+            SetTransform(child, offset);
+            holder = &child;
+        }
+        holder->camera = camera;
+        if (light >= 0) {
+            tinygltf::Value::Object reference;
+            reference["light"] = tinygltf::Value(light);
+            holder->extensions[kGltfLightsExtension] = tinygltf::Value(std::move(reference));
+        }
+        if (holder == &child) {
+            g.children.push_back(int(mModel.nodes.size()));
+            mModel.nodes.push_back(std::move(child));
+        }
+    }
+
+    static bool NearIdentity(const QdxAMatrix& m) {
+        for (int i = 0; i < 4; ++i)
+            for (int j = 0; j < 4; ++j)
+                if (std::fabs(m.Get(i, j) - (i == j ? 1.0 : 0.0)) > 1e-12) return false;
+        return true;
     }
 
     void SetTransform(tinygltf::Node& g, const QdxAMatrix& local) {
@@ -437,6 +503,9 @@ private:
     std::map<std::pair<QdxMesh*, std::vector<int>>, int> mMeshes;
     std::map<QdxSurfaceMaterial*, int> mMaterials;
     std::map<QdxFileTexture*, int> mTextures;
+    std::map<QdxCamera*, int> mCameras;
+    std::map<QdxLight*, int> mLights;
+    double mMetres = 1.0; // one scene unit in metres
 };
 
 bool WriteGltf(QdxScene* scene, bool binary, const Sink& sink, QdxStatus& status,

@@ -6,7 +6,9 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <map>
 
 #include "qdxsdk/qdxsdk.h"
 #include "scene_builder.h"
@@ -225,6 +227,141 @@ void ExpectSameCorners(QdxScene* a, QdxScene* b) {
     }
 }
 
+// MakeModel plus cameras and lights: a perspective camera on a turned node,
+// an orthographic one, a camera on the mesh node, point, spot and
+// directional lights.
+tinygltf::Model MakeModelWithCamerasAndLights() {
+    tinygltf::Model m = MakeModel();
+    tinygltf::Camera persp;
+    persp.name = "persp";
+    persp.type = "perspective";
+    persp.perspective = {};
+    persp.perspective.yfov = 0.7;
+    persp.perspective.aspectRatio = 1.5;
+    persp.perspective.znear = 0.05;
+    persp.perspective.zfar = 250;
+    tinygltf::Camera ortho;
+    ortho.name = "ortho";
+    ortho.type = "orthographic";
+    ortho.orthographic.xmag = 4;
+    ortho.orthographic.ymag = 2;
+    ortho.orthographic.znear = 0;
+    ortho.orthographic.zfar = 100;
+    m.cameras = {persp, ortho};
+    tinygltf::Light point, spot, sun;
+    point.name = "point";
+    point.type = "point";
+    point.color = {1, 0.5, 0.25};
+    point.intensity = 30;
+    point.range = 12;
+    spot.name = "spot";
+    spot.type = "spot";
+    spot.intensity = 800;
+    spot.spot.innerConeAngle = 0.2;
+    spot.spot.outerConeAngle = 0.6;
+    sun.name = "sun";
+    sun.type = "directional";
+    sun.intensity = 3;
+    m.lights = {point, spot, sun};
+    m.extensionsUsed.push_back("KHR_lights_punctual");
+
+    auto add = [&](const char* name, std::vector<double> t, std::vector<double> r) {
+        tinygltf::Node n;
+        n.name = name;
+        n.translation = t;
+        n.rotation = r;
+        m.nodes.push_back(n);
+        m.scenes[0].nodes.push_back(int(m.nodes.size() - 1));
+        return &m.nodes.back();
+    };
+    auto light = [](int index) {
+        tinygltf::Value::Object o;
+        o["light"] = tinygltf::Value(index);
+        return tinygltf::Value(o);
+    };
+    const double h = std::sqrt(0.5);
+    add("cam", {0, 1, 5}, {0, std::sin(0.3), 0, std::cos(0.3)})->camera = 0;
+    add("top", {0, 10, 0}, {-h, 0, 0, h})->camera = 1;
+    add("bulb", {1, 2, 3}, {})->extensions["KHR_lights_punctual"] = light(0);
+    add("cone", {0, 4, 0}, {std::sin(0.2), 0, std::sin(0.2), std::cos(0.2) * std::sqrt(2.0)})
+        ->extensions["KHR_lights_punctual"] = light(1);
+    add("sunNode", {}, {0.1, 0.2, 0.3, std::sqrt(1 - 0.14)})->extensions["KHR_lights_punctual"] =
+        light(2);
+    m.nodes[0].camera = 0; // the mesh node carries a camera too
+    return m;
+}
+
+// Where each camera and light sits and looks, with its values, by node name.
+struct Attached {
+    QdxVector4 position, forward, up;
+    std::vector<double> values;
+    bool hasUp = true; // a point light's up axis means nothing
+};
+
+std::map<std::string, Attached> CamerasAndLights(QdxScene* scene) {
+    std::map<std::string, Attached> out;
+    for (int i = 0; i < scene->GetNodeCount(); ++i) {
+        QdxNode* node = scene->GetNode(i);
+        Attached a;
+        QdxNodeAttribute* attribute = nullptr;
+        if (QdxCamera* c = node->GetCamera()) {
+            attribute = c;
+            a.values = {double(c->GetProjectionType()),
+                        c->GetVerticalFieldOfView(),
+                        c->GetFilmAspectRatio(),
+                        c->GetNearPlane(),
+                        c->GetFarPlane(),
+                        c->OrthoZoom.Get()};
+        } else if (QdxLight* l = node->GetLight()) {
+            attribute = l;
+            a.hasUp = l->GetLightType() != QdxLight::ePoint;
+            const QdxDouble3 color = l->Color.Get();
+            a.values = {double(l->GetLightType()),
+                        double(l->GetDecayType()),
+                        l->Intensity.Get(),
+                        color[0],
+                        color[1],
+                        color[2]};
+            if (l->GetLightType() == QdxLight::eSpot)
+                a.values.insert(a.values.end(), {l->InnerAngle.Get(), l->OuterAngle.Get()});
+        }
+        if (!attribute) continue;
+        // Written holder nodes are named after their parent.
+        std::string name = node->GetName();
+        for (const char* suffix : {"_camera", "_light", "_persp"})
+            if (name.size() > std::strlen(suffix) &&
+                name.compare(name.size() - std::strlen(suffix), std::string::npos, suffix) == 0)
+                name.resize(name.size() - std::strlen(suffix));
+        const QdxNodeAttribute::WorldFrame f = attribute->EvaluateWorldFrame(node);
+        a.position = f.position;
+        a.forward = f.forward;
+        a.up = f.up;
+        out[name] = a;
+    }
+    return out;
+}
+
+void ExpectSameCamerasAndLights(QdxScene* a, QdxScene* b) {
+    const auto x = CamerasAndLights(a), y = CamerasAndLights(b);
+    ASSERT_EQ(x.size(), y.size());
+    for (const auto& [name, k] : x) {
+        SCOPED_TRACE(name);
+        auto found = y.find(name);
+        ASSERT_NE(found, y.end());
+        const Attached& o = found->second;
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_NEAR(o.position[i], k.position[i], 1e-5);
+            EXPECT_NEAR(o.forward[i], k.forward[i], 1e-6);
+            if (k.hasUp) {
+                EXPECT_NEAR(o.up[i], k.up[i], 1e-6);
+            }
+        }
+        ASSERT_EQ(o.values.size(), k.values.size());
+        for (size_t i = 0; i < k.values.size(); ++i)
+            EXPECT_NEAR(o.values[i], k.values[i], 1e-5 * (1 + std::fabs(k.values[i]))) << i;
+    }
+}
+
 class GltfTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -404,10 +541,23 @@ TEST_F(GltfTest, HostileFilesFailClearly) {
          "does not exist"},
         {"missing material", [](tinygltf::Model& m) { m.meshes[0].primitives[0].material = 9; },
          "material that does not exist"},
+        {"flat camera", [](tinygltf::Model& m) { m.cameras[0].perspective.yfov = 4; },
+         "field of view"},
+        {"camera planes", [](tinygltf::Model& m) { m.cameras[1].orthographic.zfar = -1; },
+         "near and far planes"},
+        {"missing light",
+         [](tinygltf::Model& m) {
+             m.nodes.back()
+                 .extensions["KHR_lights_punctual"]
+                 .Get<tinygltf::Value::Object>()["light"] = tinygltf::Value(7);
+         },
+         "light that does not exist"},
+        {"inverted cone", [](tinygltf::Model& m) { m.lights[1].spot.innerConeAngle = 0.9; },
+         "cone angles"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        tinygltf::Model m = MakeModel();
+        tinygltf::Model m = MakeModelWithCamerasAndLights();
         c.spoil(m);
         const std::string path = dir + "/hostile.gltf";
         ASSERT_TRUE(WriteModel(m, path, false));
@@ -428,10 +578,6 @@ TEST_F(GltfTest, NotesWhatIsNotCarried) {
     m.meshes[0].primitives[1].attributes["TANGENT"] =
         m.meshes[0].primitives[1].attributes["NORMAL"];
     m.accessors[size_t(m.meshes[0].primitives[1].attributes["NORMAL"])].type = TINYGLTF_TYPE_VEC3;
-    m.cameras.emplace_back();
-    m.cameras[0].type = "perspective";
-    m.cameras[0].perspective.yfov = 1;
-    m.cameras[0].perspective.znear = 0.1;
     ASSERT_TRUE(WriteModel(m, dir + "/notes.gltf", false));
     QdxScene* scene = Import(dir + "/notes.gltf");
     ASSERT_TRUE(scene);
@@ -439,7 +585,120 @@ TEST_F(GltfTest, NotesWhatIsNotCarried) {
     for (const std::string& note : QdxGetConversionNotes(scene))
         all += note + "\n";
     EXPECT_NE(all.find("TANGENT is not carried"), std::string::npos) << all;
-    EXPECT_NE(all.find("Cameras"), std::string::npos) << all;
+}
+
+TEST_F(GltfTest, CamerasAndLightsLookAlongGltfAxesAndKeepTheirValues) {
+    ASSERT_TRUE(WriteModel(MakeModelWithCamerasAndLights(), dir + "/cl.gltf", false));
+    QdxScene* scene = Import(dir + "/cl.gltf");
+    ASSERT_TRUE(scene);
+    EXPECT_TRUE(QdxGetConversionNotes(scene).empty()) << QdxGetConversionNotes(scene).front();
+    const auto all = CamerasAndLights(scene);
+    ASSERT_EQ(all.size(), 6u);
+    // Each looks along its node's -Z with +Y up.
+    for (const char* name : {"cam", "top", "cone", "sunNode", "parent"}) {
+        SCOPED_TRACE(name);
+        QdxNode* node = scene->GetRootNode()->FindChild(name);
+        ASSERT_TRUE(node);
+        const QdxAMatrix world = node->EvaluateGlobalTransform();
+        QdxVector4 forward = world.MultR(QdxVector4(0, 0, -1, 0)),
+                   up = world.MultR(QdxVector4(0, 1, 0, 0));
+        const double fl =
+            std::sqrt(forward[0] * forward[0] + forward[1] * forward[1] + forward[2] * forward[2]);
+        const double ul = std::sqrt(up[0] * up[0] + up[1] * up[1] + up[2] * up[2]);
+        const Attached& a = all.at(name);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_NEAR(a.forward[i], forward[i] / fl, 1e-9);
+            EXPECT_NEAR(a.up[i], up[i] / ul, 1e-9);
+            EXPECT_NEAR(a.position[i], world.GetT()[i], 1e-9);
+        }
+    }
+    // The top camera is turned to look straight down.
+    EXPECT_NEAR(all.at("top").forward[1], -1.0, 1e-9);
+    const double deg = 180.0 / 3.14159265358979323846;
+    const std::vector<double> persp = all.at("cam").values, ortho = all.at("top").values;
+    EXPECT_NEAR(persp[1], 0.7 * deg, 1e-9);
+    EXPECT_NEAR(persp[2], 1.5, 1e-12);
+    EXPECT_NEAR(persp[3], 0.05, 1e-12);
+    EXPECT_NEAR(persp[4], 250, 1e-12);
+    EXPECT_EQ(ortho[0], double(QdxCamera::eOrthogonal));
+    EXPECT_NEAR(ortho[2], 2.0, 1e-12) << "xmag / ymag";
+    EXPECT_NEAR(ortho[5] * 30, 4.0, 1e-12) << "the view is 2 * ymag high";
+    const std::vector<double> spot = all.at("cone").values;
+    EXPECT_EQ(spot[0], double(QdxLight::eSpot));
+    EXPECT_EQ(spot[1], double(QdxLight::eQuadratic));
+    EXPECT_NEAR(spot[2], 80000, 1e-9);
+    EXPECT_NEAR(spot[6], 0.4 * deg, 1e-9) << "full cone angles in degrees";
+    EXPECT_NEAR(spot[7], 1.2 * deg, 1e-9);
+    EXPECT_EQ(all.at("sunNode").values[1], double(QdxLight::eNone));
+    EXPECT_NEAR(all.at("bulb").values[4], 0.5, 1e-12);
+    EXPECT_NEAR(
+        scene->GetRootNode()->FindChild("bulb")->GetLight()->FindProperty("range").Get<double>(),
+        12, 0);
+    EXPECT_EQ(scene->GetRootNode()->FindChild("cam")->GetCamera(),
+              scene->GetRootNode()->FindChild("parent_persp")->GetCamera())
+        << "one camera, two nodes; the mesh node's camera sits on a child";
+
+    // glTF -> Qdx -> glTF keeps all of it.
+    for (const char* ext : {".glb", ".gltf"}) {
+        SCOPED_TRACE(ext);
+        ASSERT_TRUE(Export(scene, dir + "/cl.qdx"));
+        QdxScene* middle = Import(dir + "/cl.qdx");
+        ASSERT_TRUE(middle);
+        ASSERT_TRUE(Export(middle, dir + "/again" + std::string(ext)));
+        QdxScene* again = Import(dir + "/again" + std::string(ext));
+        ASSERT_TRUE(again);
+        ExpectSameCamerasAndLights(scene, again);
+        EXPECT_TRUE(QdxGetConversionNotes(again).empty());
+        EXPECT_NEAR(again->GetRootNode()
+                        ->FindChild("bulb")
+                        ->GetLight()
+                        ->FindProperty("range")
+                        .Get<double>(),
+                    12, 1e-12);
+    }
+}
+
+// A Z-up centimetre scene's camera and light keep their world frames in
+// metres (the writer adds the turn on a node of their own).
+TEST_F(GltfTest, WritesSdkCamerasAndLightsInTheirWorldFrames) {
+    QdxScene* scene = QdxScene::Create(manager, "");
+    scene->GetGlobalSettings().SetAxisSystem(QdxAxisSystem::ToveZUp);
+    scene->GetGlobalSettings().SetSystemUnit(QdxSystemUnit::cm);
+    QdxNode* camNode = QdxNode::Create(scene, "cam");
+    camNode->LclTranslation.Set(QdxDouble3(100, -200, 50));
+    camNode->LclRotation.Set(QdxDouble3(10, 20, 30));
+    QdxCamera* cam = QdxCamera::Create(scene, "lens");
+    cam->SetNearPlane(10);
+    cam->SetFarPlane(5000);
+    camNode->SetNodeAttribute(cam);
+    QdxNode* lightNode = QdxNode::Create(scene, "lamp");
+    lightNode->LclRotation.Set(QdxDouble3(-40, 0, 15));
+    QdxLight* light = QdxLight::Create(scene, "lampShape");
+    light->SetLightType(QdxLight::eDirectional);
+    light->SetDecayType(QdxLight::eNone);
+    lightNode->SetNodeAttribute(light);
+    scene->GetRootNode()->AddChild(camNode);
+    camNode->AddChild(lightNode); // a child keeps its frame under a turned parent
+    ASSERT_TRUE(Export(scene, dir + "/sdk.glb"));
+    QdxScene* back = Import(dir + "/sdk.glb");
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(QdxGetConversionNotes(back).empty());
+    const auto before = CamerasAndLights(scene), after = CamerasAndLights(back);
+    ASSERT_EQ(after.size(), 2u);
+    const QdxAMatrix toYUp = QdxAxisSystem::ToveYUp.GetConversionFrom(QdxAxisSystem::ToveZUp);
+    for (const char* name : {"cam", "lamp"}) {
+        SCOPED_TRACE(name);
+        const Attached &a = before.at(name), &b = after.at(name);
+        const QdxVector4 p = toYUp.MultT(a.position), f = toYUp.MultR(a.forward),
+                         u = toYUp.MultR(a.up);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_NEAR(b.position[i], p[i] / 100, 1e-9);
+            EXPECT_NEAR(b.forward[i], f[i], 1e-9);
+            EXPECT_NEAR(b.up[i], u[i], 1e-9);
+        }
+    }
+    EXPECT_NEAR(after.at("cam").values[3], 0.1, 1e-12) << "near plane in metres";
+    EXPECT_NEAR(after.at("cam").values[1], cam->GetVerticalFieldOfView(), 1e-9);
 }
 
 // Every file the writer makes passes the glTF validator without errors.
@@ -455,11 +714,16 @@ TEST_F(GltfTest, WrittenFilesPassTheValidator) {
     ASSERT_TRUE(scene);
     ASSERT_TRUE(Export(scene, dir + "/out.glb"));
     ASSERT_TRUE(Export(scene, dir + "/out.gltf"));
+    ASSERT_TRUE(WriteModel(MakeModelWithCamerasAndLights(), dir + "/cl.glb", true));
+    QdxScene* withCameras = Import(dir + "/cl.glb");
+    ASSERT_TRUE(withCameras);
+    ASSERT_TRUE(Export(withCameras, dir + "/cl-out.gltf"));
     QdxScene* everything = QdxScene::Create(manager, "");
     qdxtest::BuildEverythingScene(everything);
     ASSERT_TRUE(Export(everything, dir + "/everything.glb"));
     const std::string command = "node " + script + " " + dir + "/out.glb " + dir + "/out.gltf " +
-                                dir + "/everything.glb > " + dir + "/report.txt 2>&1";
+                                dir + "/everything.glb " + dir + "/cl-out.gltf > " + dir +
+                                "/report.txt 2>&1";
     const int rc = std::system(command.c_str());
     EXPECT_EQ(rc, 0) << qdxtest::ReadAll(dir + "/report.txt");
 }
