@@ -16,6 +16,7 @@
 
 #include "format_gltf.h"
 #include "format_gltf_attributes.h"
+#include "format_gltf_skin.h"
 #include "qdxsdk/attributes.h"
 #include "qdxsdk/geometry.h"
 #include "qdxsdk/material.h"
@@ -53,7 +54,8 @@ struct MeshData {
     std::vector<int> triangles;                  // control points, 3 per triangle
     std::vector<int> triangleSlots;              // material slot per triangle
     std::vector<int> materials;                  // glTF material per slot, -1: default
-    bool hasNormals = false, hasColors = false;
+    std::vector<double> joints, weights;         // JOINTS_0, WEIGHTS_0: 4 per point
+    bool hasNormals = false, hasColors = false, hasSkinWeights = false;
 };
 
 class GltfReader {
@@ -129,8 +131,40 @@ public:
     void NoteExtensions() const {
         for (const std::string& e : m.extensionsUsed)
             if (e != kGltfLightsExtension) mNotes.push_back("Extension " + e + " is not carried");
-        if (!m.skins.empty()) mNotes.push_back("Skins are not carried yet");
         if (!m.animations.empty()) mNotes.push_back("Animations are not carried yet");
+    }
+
+    // A skin's inverse bind matrices (identity without an accessor), its
+    // joints checked: existing nodes, each once.
+    bool ReadSkin(int index, std::vector<QdxAMatrix>& inverseBind, QdxStatus& status) const {
+        const tinygltf::Skin& skin = m.skins[size_t(index)];
+        const std::string what = "Skin " + std::to_string(index);
+        std::set<int> seen;
+        for (int j : skin.joints)
+            if (j < 0 || size_t(j) >= m.nodes.size() || !seen.insert(j).second)
+                return Fail(status, what + " names a joint that does not exist or twice");
+        if (skin.skeleton >= int(m.nodes.size()))
+            return Fail(status, what + " names a skeleton root that does not exist");
+        inverseBind.assign(skin.joints.size(), QdxAMatrix());
+        if (skin.inverseBindMatrices < 0) return true;
+        std::vector<double> values;
+        int comps = 0;
+        if (!ReadAccessor(skin.inverseBindMatrices, {TINYGLTF_TYPE_MAT4}, values, comps, status,
+                          what + " inverse bind matrices"))
+            return false;
+        if (values.size() < skin.joints.size() * 16)
+            return Fail(status, what + " has fewer inverse bind matrices than joints");
+        for (size_t j = 0; j < skin.joints.size(); ++j) {
+            for (int c = 0; c < 4; ++c)
+                for (int r = 0; r < 4; ++r) {
+                    const double v = values[j * 16 + size_t(c * 4 + r)];
+                    if (!std::isfinite(v))
+                        return Fail(status,
+                                    what + " has an inverse bind matrix that is not finite");
+                    inverseBind[j].Set(c, r, v);
+                }
+        }
+        return true;
     }
 
 private:
@@ -220,7 +254,7 @@ private:
         if (size_t(slot) == out.materials.size()) out.materials.push_back(prim.material);
 
         // Attributes.
-        std::vector<double> normals, colors;
+        std::vector<double> normals, colors, joints, weights;
         std::vector<std::vector<double>> uvs;
         for (const auto& [name, accessor] : prim.attributes) {
             std::vector<double>* target = nullptr;
@@ -232,6 +266,9 @@ private:
             } else if (name == "COLOR_0") {
                 target = &colors;
                 types = {TINYGLTF_TYPE_VEC3, TINYGLTF_TYPE_VEC4};
+            } else if (name == "JOINTS_0" || name == "WEIGHTS_0") {
+                target = name == "JOINTS_0" ? &joints : &weights;
+                types = {TINYGLTF_TYPE_VEC4};
             } else if (name.rfind("TEXCOORD_", 0) == 0 && name.size() == 10 && name[9] >= '0' &&
                        name[9] < '0' + kGltfUVSlots) {
                 size_t set = size_t(name[9] - '0');
@@ -275,6 +312,11 @@ private:
         };
         append(out.normals, out.hasNormals, normals, 3, {0.0, 0.0, 0.0});
         append(out.colors, out.hasColors, colors, 4, {1.0, 1.0, 1.0, 1.0});
+        if (joints.empty() != weights.empty())
+            return Fail(status, what + ": JOINTS_0 and WEIGHTS_0 come only together");
+        bool skinned = out.hasSkinWeights;
+        append(out.joints, out.hasSkinWeights, joints, 4, {0.0, 0.0, 0.0, 0.0});
+        append(out.weights, skinned, weights, 4, {0.0, 0.0, 0.0, 0.0});
         if (out.uvs.size() < uvs.size()) out.uvs.resize(uvs.size());
         for (size_t s = 0; s < out.uvs.size(); ++s) {
             std::vector<double> none;
@@ -327,8 +369,9 @@ public:
 
     tinygltf::Model model;
     std::vector<MeshData> meshes;
-    std::vector<ImageFile> images; // per glTF image; empty path: not carried
-    std::vector<int> roots;        // the carried scene's root nodes
+    std::vector<ImageFile> images;                     // per glTF image; empty path: not carried
+    std::vector<int> roots;                            // the carried scene's root nodes
+    std::vector<std::vector<QdxAMatrix>> inverseBinds; // per skin
     std::vector<std::string> notes;
 
 private:
@@ -553,6 +596,7 @@ bool DecodedGltf::Publish(QdxScene* target, QdxStatus& status) {
     std::vector<QdxCamera*> cameras(model.cameras.size(), nullptr);
     std::vector<QdxLight*> lights(model.lights.size(), nullptr);
     std::vector<char> lightTried(model.lights.size(), 0);
+    std::vector<int> skinnedNodes;
     // Parents before children: roots first, then breadth first.
     std::vector<std::pair<int, QdxNode*>> queue;
     for (int r : roots)
@@ -571,12 +615,24 @@ bool DecodedGltf::Publish(QdxScene* target, QdxStatus& status) {
         }
         if (g.mesh >= 0 && !meshes[size_t(g.mesh)].triangles.empty()) {
             const MeshData& d = meshes[size_t(g.mesh)];
-            if (!built[size_t(g.mesh)]) {
-                const std::string& meshName = model.meshes[size_t(g.mesh)].name;
-                built[size_t(g.mesh)] = BuildMesh(
-                    scene, d, meshName.empty() ? "mesh" + std::to_string(g.mesh) : meshName);
+            const std::string& meshName = model.meshes[size_t(g.mesh)].name;
+            const std::string builtName =
+                meshName.empty() ? "mesh" + std::to_string(g.mesh) : meshName;
+            // A skinned mesh deforms for its node alone.
+            const bool skinned = g.skin >= 0 && d.hasSkinWeights;
+            if (skinned) {
+                node->SetNodeAttribute(BuildMesh(scene, d, builtName));
+                skinnedNodes.push_back(index);
+            } else {
+                if (!built[size_t(g.mesh)]) built[size_t(g.mesh)] = BuildMesh(scene, d, builtName);
+                node->SetNodeAttribute(built[size_t(g.mesh)]);
             }
-            node->SetNodeAttribute(built[size_t(g.mesh)]);
+            if (g.skin >= 0 && !d.hasSkinWeights)
+                notes.push_back("Node '" + name +
+                                "': its mesh has no JOINTS_0, so its skin is not carried");
+            if (g.skin < 0 && d.hasSkinWeights)
+                notes.push_back("Node '" + name +
+                                "': the joint weights of its mesh are not carried without a skin");
             for (int m : d.materials)
                 node->AddMaterial(material(m));
         }
@@ -603,6 +659,25 @@ bool DecodedGltf::Publish(QdxScene* target, QdxStatus& status) {
         }
         for (int child : g.children)
             queue.emplace_back(child, node);
+    }
+    for (int index : skinnedNodes) {
+        const tinygltf::Node& g = model.nodes[size_t(index)];
+        const tinygltf::Skin& skin = model.skins[size_t(g.skin)];
+        std::vector<QdxNode*> joints;
+        for (int j : skin.joints)
+            joints.push_back(nodes[size_t(j)]);
+        QdxNode* node = nodes[size_t(index)];
+        if (std::count(joints.begin(), joints.end(), nullptr) > 0) {
+            notes.push_back(std::string("Node '") + node->GetName() +
+                            "': its skin has joints outside the scene and is not carried");
+            continue;
+        }
+        const MeshData& d = meshes[size_t(g.mesh)];
+        const std::string skinName =
+            skin.name.empty() ? "skin" + std::to_string(g.skin) : skin.name;
+        MakeGltfSkin(scene, skinName, node->GetMesh(), node->EvaluateGlobalTransform(), joints,
+                     inverseBinds[size_t(g.skin)], d.joints, d.weights);
+        MarkGltfJoints(scene, joints);
     }
     const auto skipped = std::count(nodes.begin(), nodes.end(), nullptr);
     if (skipped > 0)
@@ -688,6 +763,31 @@ bool CheckMaterials(const tinygltf::Model& m, QdxStatus& status) {
         if (t.source >= int(m.images.size()) || t.sampler >= int(m.samplers.size()))
             return Fail(status, "Texture " + std::to_string(i) +
                                     " names an image or sampler that does not exist");
+    }
+    return true;
+}
+
+// Reads every skin and checks the joint weights of every skinned node's mesh
+// against its skin.
+bool CheckSkins(const tinygltf::Model& m, const GltfReader& reader, DecodedGltf& decoded,
+                QdxStatus& status) {
+    decoded.inverseBinds.resize(m.skins.size());
+    for (size_t i = 0; i < m.skins.size(); ++i)
+        if (!reader.ReadSkin(int(i), decoded.inverseBinds[i], status)) return false;
+    for (size_t i = 0; i < m.nodes.size(); ++i) {
+        const tinygltf::Node& n = m.nodes[i];
+        if (n.mesh < 0) continue;
+        const MeshData& d = decoded.meshes[size_t(n.mesh)];
+        const double joints = n.skin >= 0 ? double(m.skins[size_t(n.skin)].joints.size()) : 0;
+        for (size_t k = 0; k < d.weights.size(); ++k) {
+            const double j = d.joints[k], w = d.weights[k];
+            if (!std::isfinite(w) || w < 0)
+                return Fail(status, "Mesh " + std::to_string(n.mesh) +
+                                        " has a joint weight that is negative or not finite");
+            if (n.skin >= 0 && w > 0 && !(j >= 0 && j < joints && j == std::floor(j)))
+                return Fail(status, "Node " + std::to_string(i) +
+                                        ": a joint index of its mesh is past its skin's joints");
+        }
     }
     return true;
 }
@@ -787,6 +887,7 @@ std::unique_ptr<Decoded> ReadGltf(const ReadInput& input, QdxStatus& status,
         if (!reader.DecodeMesh(int(i), decoded->meshes[i], status)) return nullptr;
         if (progress) progress(0.2 + 0.7 * double(i + 1) / double(m.meshes.size()));
     }
+    if (!CheckSkins(m, reader, *decoded, status)) return nullptr;
     if (!ResolveImages(m, input.path, decoded->images, notes, status)) return nullptr;
     return decoded;
 }

@@ -8,10 +8,12 @@
 #include <cmath>
 #include <cstring>
 #include <map>
+#include <set>
 #include <sstream>
 
 #include "format_gltf.h"
 #include "format_gltf_attributes.h"
+#include "format_gltf_skin.h"
 #include "qdxsdk/attributes.h"
 #include "qdxsdk/geometry.h"
 #include "qdxsdk/material.h"
@@ -74,6 +76,7 @@ public:
         if (root->GetNodeAttribute()) mNotes.push_back("The root node's attribute is not carried");
         mModel.scenes.push_back(scene);
         mModel.defaultScene = 0;
+        AddSkins();
         if (mModel.buffers[0].data.empty()) mModel.buffers.clear();
         SetConversionNotes(mScene, mNotes);
         (void)status;
@@ -112,10 +115,10 @@ private:
         return int(mModel.bufferViews.size() - 1);
     }
 
-    int AddFloats(const std::vector<float>& values, int type, int components, bool bounds) {
+    int AddFloats(const std::vector<float>& values, int type, int components, bool bounds,
+                  int target = TINYGLTF_TARGET_ARRAY_BUFFER) {
         tinygltf::Accessor a;
-        a.bufferView =
-            AddView(values.data(), values.size() * sizeof(float), TINYGLTF_TARGET_ARRAY_BUFFER);
+        a.bufferView = AddView(values.data(), values.size() * sizeof(float), target);
         a.componentType = TINYGLTF_COMPONENT_TYPE_FLOAT;
         a.type = type;
         a.count = values.size() / size_t(components);
@@ -143,15 +146,90 @@ private:
         return int(mModel.accessors.size() - 1);
     }
 
+    int AddJoints(const std::vector<uint16_t>& joints) {
+        tinygltf::Accessor a;
+        a.bufferView =
+            AddView(joints.data(), joints.size() * sizeof(uint16_t), TINYGLTF_TARGET_ARRAY_BUFFER);
+        a.componentType = TINYGLTF_COMPONENT_TYPE_UNSIGNED_SHORT;
+        a.type = TINYGLTF_TYPE_VEC4;
+        a.count = joints.size() / 4;
+        mModel.accessors.push_back(a);
+        return int(mModel.accessors.size() - 1);
+    }
+
+    // Skins once every node has its index: joints by node, inverse bind
+    // matrices column by column.
+    void AddSkins() {
+        std::set<QdxNode*> joints;
+        for (auto& [index, data] : mSkins) {
+            tinygltf::Node& g = mModel.nodes[size_t(index)];
+            tinygltf::Skin skin;
+            skin.name = g.name + "_skin";
+            bool complete = true;
+            for (QdxNode* joint : data.joints) {
+                auto found = joint ? mNodeIndex.find(joint) : mNodeIndex.end();
+                if (joint && found == mNodeIndex.end()) complete = false;
+                skin.joints.push_back(joint ? (complete ? found->second : -1) : index);
+                joints.insert(joint);
+            }
+            if (!complete) {
+                mNotes.push_back("Node '" + g.name +
+                                 "': its skin links the root node and is not carried");
+                continue;
+            }
+            if (!SharesRoot(skin.joints)) {
+                // Top-level joints share no node: one root above them all.
+                tinygltf::Node top;
+                top.name = "SceneRoot";
+                top.children = mModel.scenes[0].nodes;
+                mModel.nodes.push_back(top);
+                mModel.scenes[0].nodes = {int(mModel.nodes.size() - 1)};
+                mNotes.push_back("A node 'SceneRoot' holds the top-level nodes, so that the "
+                                 "joints of every skin share a root");
+            }
+            std::vector<float> matrices;
+            for (const QdxAMatrix& m : data.inverseBind)
+                for (int c = 0; c < 4; ++c)
+                    for (int r = 0; r < 4; ++r)
+                        matrices.push_back(float(m.Get(c, r)));
+            skin.inverseBindMatrices = AddFloats(matrices, TINYGLTF_TYPE_MAT4, 16, false, 0);
+            mModel.skins.push_back(skin);
+            g.skin = int(mModel.skins.size() - 1);
+        }
+        for (QdxNode* node : mSkeletons)
+            if (!joints.count(node))
+                mNotes.push_back(std::string("Node '") + node->GetName() +
+                                 "': its skeleton is not carried (no skin uses it)");
+    }
+
+    // Whether one node is an ancestor of (or one of) all the joints.
+    bool SharesRoot(const std::vector<int>& joints) const {
+        std::vector<int> parent(mModel.nodes.size(), -1);
+        for (size_t i = 0; i < mModel.nodes.size(); ++i)
+            for (int c : mModel.nodes[i].children)
+                parent[size_t(c)] = int(i);
+        auto top = [&](int n) {
+            while (parent[size_t(n)] >= 0)
+                n = parent[size_t(n)];
+            return n;
+        };
+        for (int j : joints)
+            if (top(j) != top(joints[0])) return false;
+        return true;
+    }
+
     int AddNode(QdxNode* node, const QdxAMatrix& parentWorld) {
         const int index = int(mModel.nodes.size());
+        mNodeIndex[node] = index;
         mModel.nodes.emplace_back();
         const QdxAMatrix world = mConversion * node->EvaluateGlobalTransform();
         tinygltf::Node g;
         g.name = node->GetName();
         SetTransform(g, parentWorld.Inverse() * world);
         if (QdxMesh* mesh = node->GetMesh()) {
-            g.mesh = AddMesh(node, mesh);
+            g.mesh = AddMesh(node, mesh, index);
+        } else if (node->GetSkeleton()) {
+            mSkeletons.push_back(node);
         } else if (QdxNodeAttribute* attribute = node->GetNodeAttribute()) {
             AddCameraOrLight(node, attribute, g);
         }
@@ -253,9 +331,11 @@ private:
 
     // One glTF mesh per Qdx mesh (per node when the node's geometric
     // transform must be baked in); one primitive per material slot.
-    int AddMesh(QdxNode* node, QdxMesh* mesh) {
+    int AddMesh(QdxNode* node, QdxMesh* mesh, int nodeIndex) {
         const QdxAMatrix geometric = node->GetGeometricTransform();
-        const bool baked = !geometric.IsIdentity();
+        GltfSkinData skin;
+        const bool skinned = CollectGltfSkin(mesh, geometric, skin, mNotes);
+        const bool baked = !geometric.IsIdentity() || skinned;
         std::vector<int> materialIndices;
         for (int i = 0; i < node->GetMaterialCount(); ++i)
             materialIndices.push_back(AddMaterial(node->GetMaterial(i)));
@@ -294,7 +374,8 @@ private:
         tinygltf::Mesh g;
         g.name = mesh->GetName();
         for (const auto& [slot, polygons] : bySlot) {
-            std::vector<float> positions, normals, colors;
+            std::vector<float> positions, normals, colors, weights;
+            std::vector<uint16_t> joints;
             std::vector<std::vector<float>> uvs(static_cast<size_t>(texCoordCount));
             std::vector<uint32_t> indices;
             std::map<std::vector<float>, uint32_t> vertices;
@@ -303,8 +384,8 @@ private:
                 std::vector<uint32_t> corners;
                 for (int c = 0; c < size; ++c) {
                     std::vector<float> v;
-                    QdxVector4 point =
-                        geometric.MultT(mesh->GetControlPointAt(mesh->GetPolygonVertex(p, c)));
+                    const int controlPoint = mesh->GetPolygonVertex(p, c);
+                    QdxVector4 point = geometric.MultT(mesh->GetControlPointAt(controlPoint));
                     v.insert(v.end(), {float(point[0]), float(point[1]), float(point[2])});
                     if (hasNormals) {
                         QdxVector4 n;
@@ -331,6 +412,12 @@ private:
                         for (double x : {color.mRed, color.mGreen, color.mBlue, color.mAlpha})
                             v.push_back(float(std::clamp(x, 0.0, 1.0)));
                     }
+                    if (skinned)
+                        for (size_t k = 0; k < 4; ++k) {
+                            const size_t at = size_t(controlPoint) * 4 + k;
+                            v.push_back(float(skin.pointJoints[at]));
+                            v.push_back(skin.pointWeights[at]);
+                        }
                     auto [it, added] = vertices.emplace(v, uint32_t(positions.size() / 3));
                     if (added) {
                         size_t at = 0;
@@ -349,8 +436,15 @@ private:
                             set[set.size() - 1] = v[at + 2];
                             at += 3;
                         }
-                        if (hasColors)
-                            colors.insert(colors.end(), v.begin() + std::ptrdiff_t(at), v.end());
+                        if (hasColors) {
+                            colors.insert(colors.end(), v.begin() + std::ptrdiff_t(at),
+                                          v.begin() + std::ptrdiff_t(at + 4));
+                            at += 4;
+                        }
+                        for (; skinned && at < v.size(); at += 2) {
+                            joints.push_back(uint16_t(v[at]));
+                            weights.push_back(v[at + 1]);
+                        }
                     }
                     corners.push_back(it->second);
                 }
@@ -369,6 +463,10 @@ private:
                     AddFloats(uvs[s], TINYGLTF_TYPE_VEC2, 2, false);
             if (hasColors)
                 prim.attributes["COLOR_0"] = AddFloats(colors, TINYGLTF_TYPE_VEC4, 4, false);
+            if (skinned) {
+                prim.attributes["JOINTS_0"] = AddJoints(joints);
+                prim.attributes["WEIGHTS_0"] = AddFloats(weights, TINYGLTF_TYPE_VEC4, 4, false);
+            }
             prim.indices = AddIndices(indices);
             if (size_t(slot) < materialIndices.size())
                 prim.material = materialIndices[size_t(slot)];
@@ -382,6 +480,7 @@ private:
         mModel.meshes.push_back(g);
         const int index = int(mModel.meshes.size() - 1);
         if (!baked) mMeshes[key] = index;
+        if (skinned) mSkins.emplace_back(nodeIndex, std::move(skin));
         return index;
     }
 
@@ -503,6 +602,9 @@ private:
     std::map<std::pair<QdxMesh*, std::vector<int>>, int> mMeshes;
     std::map<QdxSurfaceMaterial*, int> mMaterials;
     std::map<QdxFileTexture*, int> mTextures;
+    std::map<QdxNode*, int> mNodeIndex;
+    std::vector<std::pair<int, GltfSkinData>> mSkins; // by glTF node
+    std::vector<QdxNode*> mSkeletons;
     std::map<QdxCamera*, int> mCameras;
     std::map<QdxLight*, int> mLights;
     double mMetres = 1.0; // one scene unit in metres

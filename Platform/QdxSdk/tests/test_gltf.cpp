@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <tiny_gltf.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -362,6 +364,74 @@ void ExpectSameCamerasAndLights(QdxScene* a, QdxScene* b) {
     }
 }
 
+// A skinned strip: "body" (moved, which skinning ignores) carries a quad
+// strip weighed between "hip" and its child "knee", whose pose (turned 90
+// degrees about Z) differs from its bind pose (straight up from the hip).
+tinygltf::Model MakeSkinnedModel() {
+    tinygltf::Model m;
+    m.asset.version = "2.0";
+    m.buffers.emplace_back();
+    const std::vector<float> points = {0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 1, 0, 0, 2, 0, 1, 2, 0};
+    const std::vector<uint8_t> joints = {0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0,
+                                         0, 1, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
+    const std::vector<float> weights = {1,     0,     0, 0, 1, 0, 0, 0, 0.5f, 0.5f, 0, 0,
+                                        0.25f, 0.75f, 0, 0, 1, 0, 0, 0, 1,    0,    0, 0};
+    const std::vector<uint16_t> indices = {0, 1, 3, 0, 3, 2, 2, 3, 5, 2, 5, 4};
+    tinygltf::Primitive prim;
+    prim.mode = TINYGLTF_MODE_TRIANGLES;
+    prim.attributes["POSITION"] = AddFloats(m, points, TINYGLTF_TYPE_VEC3, 3);
+    prim.attributes["JOINTS_0"] =
+        AddAccessor(m, joints.data(), joints.size(), TINYGLTF_COMPONENT_TYPE_UNSIGNED_BYTE,
+                    TINYGLTF_TYPE_VEC4, 6);
+    prim.attributes["WEIGHTS_0"] = AddFloats(m, weights, TINYGLTF_TYPE_VEC4, 4);
+    prim.indices = AddAccessor(m, indices.data(), indices.size() * 2,
+                               TINYGLTF_COMPONENT_TYPE_UNSIGNED_SHORT, TINYGLTF_TYPE_SCALAR, 12);
+    tinygltf::Mesh mesh;
+    mesh.primitives = {prim};
+    m.meshes.push_back(mesh);
+    // Column-major inverse bind matrices: identity, and down by 1.
+    const std::vector<float> ibm = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0,  0, 1,
+                                    1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, -1, 0, 1};
+    tinygltf::Skin skin;
+    skin.joints = {1, 2};
+    skin.inverseBindMatrices = AddFloats(m, ibm, TINYGLTF_TYPE_MAT4, 16);
+    m.skins.push_back(skin);
+    tinygltf::Node body, hip, knee;
+    body.name = "body";
+    body.mesh = 0;
+    body.skin = 0;
+    body.translation = {5, 0, 0};
+    hip.name = "hip";
+    hip.children = {2};
+    knee.name = "knee";
+    knee.translation = {0, 1, 0};
+    knee.rotation = {0, 0, std::sqrt(0.5), std::sqrt(0.5)};
+    m.nodes = {body, hip, knee};
+    tinygltf::Scene scene;
+    scene.nodes = {0, 1};
+    m.scenes.push_back(scene);
+    return m;
+}
+
+// Every corner of every skinned mesh, deformed at a time, sorted.
+std::vector<std::array<double, 3>> DeformedCorners(QdxScene* scene, QdxTime time = QdxTime()) {
+    std::vector<std::array<double, 3>> out;
+    for (int i = 0; i < scene->GetNodeCount(); ++i) {
+        QdxMesh* mesh = scene->GetNode(i)->GetMesh();
+        auto* skin =
+            mesh ? static_cast<QdxSkin*>(mesh->GetDeformer(0, QdxDeformer::eSkin)) : nullptr;
+        std::vector<QdxVector4> points;
+        if (!skin || !skin->EvaluateDeformedPoints(time, points)) continue;
+        for (int p = 0; p < mesh->GetPolygonCount(); ++p)
+            for (int c = 0; c < mesh->GetPolygonSize(p); ++c) {
+                const QdxVector4& v = points[size_t(mesh->GetPolygonVertex(p, c))];
+                out.push_back({v[0], v[1], v[2]});
+            }
+    }
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
 class GltfTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -701,6 +771,94 @@ TEST_F(GltfTest, WritesSdkCamerasAndLightsInTheirWorldFrames) {
     EXPECT_NEAR(after.at("cam").values[1], cam->GetVerticalFieldOfView(), 1e-9);
 }
 
+TEST_F(GltfTest, SkinsDeformAsGltfSaysAndSurviveTheRoundTrip) {
+    ASSERT_TRUE(WriteModel(MakeSkinnedModel(), dir + "/skin.glb", true));
+    QdxScene* scene = Import(dir + "/skin.glb");
+    ASSERT_TRUE(scene);
+    EXPECT_TRUE(QdxGetConversionNotes(scene).empty()) << QdxGetConversionNotes(scene).front();
+    QdxNode* knee = scene->GetRootNode()->FindChild("knee");
+    ASSERT_TRUE(knee && knee->GetSkeleton());
+    EXPECT_EQ(knee->GetSkeleton()->GetSkeletonType(), QdxSkeleton::eLimbNode);
+    EXPECT_EQ(scene->GetRootNode()->FindChild("hip")->GetSkeleton()->GetSkeletonType(),
+              QdxSkeleton::eRoot);
+    // The hip stays; a point bound to the knee moves by knee * ibm:
+    // (x, y) -> (1 - y, x + 1).
+    auto kneeMove = [](double x, double y) { return std::array<double, 2>{-(y - 1), x + 1}; };
+    const double points[6][2] = {{0, 0}, {1, 0}, {0, 1}, {1, 1}, {0, 2}, {1, 2}};
+    const double kneeWeight[6] = {0, 0, 0.5, 0.75, 0, 0};
+    const double pureKnee[6] = {0, 0, 0, 0, 1, 1};
+    std::vector<std::array<double, 3>> expected;
+    const int corners[12] = {0, 1, 3, 0, 3, 2, 2, 3, 5, 2, 5, 4};
+    for (int c : corners) {
+        const double x = points[c][0], y = points[c][1];
+        const double w = pureKnee[c] ? 1.0 : kneeWeight[c];
+        const auto k = kneeMove(x, y);
+        expected.push_back({(1 - w) * x + w * k[0], (1 - w) * y + w * k[1], 0});
+    }
+    std::sort(expected.begin(), expected.end());
+    const auto first = DeformedCorners(scene);
+    ASSERT_EQ(first.size(), expected.size());
+    for (size_t i = 0; i < first.size(); ++i)
+        for (int j = 0; j < 3; ++j)
+            EXPECT_NEAR(first[i][size_t(j)], expected[i][size_t(j)], 1e-6) << i;
+
+    for (const char* ext : {".glb", ".gltf"}) {
+        SCOPED_TRACE(ext);
+        ASSERT_TRUE(Export(scene, dir + "/skin.qdx"));
+        QdxScene* middle = Import(dir + "/skin.qdx");
+        ASSERT_TRUE(middle);
+        // Move the mesh node: skinning ignores it both ways.
+        middle->GetRootNode()->FindChild("body")->LclTranslation.Set(QdxDouble3(0, 7, 0));
+        ASSERT_TRUE(Export(middle, dir + "/skin-again" + std::string(ext)));
+        QdxScene* again = Import(dir + "/skin-again" + std::string(ext));
+        ASSERT_TRUE(again);
+        const auto second = DeformedCorners(again);
+        ASSERT_EQ(second.size(), first.size());
+        for (size_t i = 0; i < first.size(); ++i)
+            for (int j = 0; j < 3; ++j)
+                EXPECT_NEAR(second[i][size_t(j)], first[i][size_t(j)], 1e-5) << i;
+    }
+}
+
+TEST_F(GltfTest, HostileSkinsFailClearly) {
+    struct Case {
+        const char* name;
+        std::function<void(tinygltf::Model&)> spoil;
+        const char* message;
+    };
+    const std::vector<Case> cases = {
+        {"joint index past the skin",
+         [](tinygltf::Model& m) {
+             auto& v = m.bufferViews[size_t(m.accessors[1].bufferView)];
+             m.buffers[0].data[v.byteOffset + 4] = 9;
+         },
+         "past its skin's joints"},
+        {"missing joint node",
+         [](tinygltf::Model& m) {
+             m.skins[0].joints = {1, 99};
+         },
+         "joint that does not exist"},
+        {"too few matrices", [](tinygltf::Model& m) { m.accessors.back().count = 1; },
+         "fewer inverse bind matrices"},
+        {"negative weight",
+         [](tinygltf::Model& m) {
+             const float bad = -1;
+             auto& v = m.bufferViews[size_t(m.accessors[2].bufferView)];
+             std::memcpy(&m.buffers[0].data[v.byteOffset], &bad, 4);
+         },
+         "negative"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        tinygltf::Model m = MakeSkinnedModel();
+        c.spoil(m);
+        ASSERT_TRUE(WriteModel(m, dir + "/hostile-skin.gltf", false));
+        std::string error;
+        EXPECT_FALSE(Import(dir + "/hostile-skin.gltf", &error));
+        EXPECT_NE(error.find(c.message), std::string::npos) << error;
+    }
+}
+
 // Every file the writer makes passes the glTF validator without errors.
 TEST_F(GltfTest, WrittenFilesPassTheValidator) {
     if (std::system("node --version > /dev/null 2>&1") != 0)
@@ -718,12 +876,16 @@ TEST_F(GltfTest, WrittenFilesPassTheValidator) {
     QdxScene* withCameras = Import(dir + "/cl.glb");
     ASSERT_TRUE(withCameras);
     ASSERT_TRUE(Export(withCameras, dir + "/cl-out.gltf"));
+    ASSERT_TRUE(WriteModel(MakeSkinnedModel(), dir + "/skin.glb", true));
+    QdxScene* skinned = Import(dir + "/skin.glb");
+    ASSERT_TRUE(skinned);
+    ASSERT_TRUE(Export(skinned, dir + "/skin-out.glb"));
     QdxScene* everything = QdxScene::Create(manager, "");
     qdxtest::BuildEverythingScene(everything);
     ASSERT_TRUE(Export(everything, dir + "/everything.glb"));
     const std::string command = "node " + script + " " + dir + "/out.glb " + dir + "/out.gltf " +
-                                dir + "/everything.glb " + dir + "/cl-out.gltf > " + dir +
-                                "/report.txt 2>&1";
+                                dir + "/everything.glb " + dir + "/cl-out.gltf " + dir +
+                                "/skin-out.glb > " + dir + "/report.txt 2>&1";
     const int rc = std::system(command.c_str());
     EXPECT_EQ(rc, 0) << qdxtest::ReadAll(dir + "/report.txt");
 }
