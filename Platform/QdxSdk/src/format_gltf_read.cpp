@@ -15,6 +15,7 @@
 #include <set>
 
 #include "format_gltf.h"
+#include "format_gltf_anim.h"
 #include "format_gltf_attributes.h"
 #include "format_gltf_skin.h"
 #include "qdxsdk/attributes.h"
@@ -131,7 +132,6 @@ public:
     void NoteExtensions() const {
         for (const std::string& e : m.extensionsUsed)
             if (e != kGltfLightsExtension) mNotes.push_back("Extension " + e + " is not carried");
-        if (!m.animations.empty()) mNotes.push_back("Animations are not carried yet");
     }
 
     // A skin's inverse bind matrices (identity without an accessor), its
@@ -372,6 +372,7 @@ public:
     std::vector<ImageFile> images;                     // per glTF image; empty path: not carried
     std::vector<int> roots;                            // the carried scene's root nodes
     std::vector<std::vector<QdxAMatrix>> inverseBinds; // per skin
+    std::vector<GltfAnimationData> animations;
     std::vector<std::string> notes;
 
 private:
@@ -679,6 +680,7 @@ bool DecodedGltf::Publish(QdxScene* target, QdxStatus& status) {
                      inverseBinds[size_t(g.skin)], d.joints, d.weights);
         MarkGltfJoints(scene, joints);
     }
+    BuildGltfAnimations(scene, animations, nodes, notes);
     const auto skipped = std::count(nodes.begin(), nodes.end(), nullptr);
     if (skipped > 0)
         notes.push_back(std::to_string(skipped) +
@@ -888,6 +890,12 @@ std::unique_ptr<Decoded> ReadGltf(const ReadInput& input, QdxStatus& status,
         if (progress) progress(0.2 + 0.7 * double(i + 1) / double(m.meshes.size()));
     }
     if (!CheckSkins(m, reader, *decoded, status)) return nullptr;
+    const GltfAccessorReader read = [&reader](int index, const std::vector<int>& types,
+                                              std::vector<double>& out, int& components,
+                                              QdxStatus& s, const std::string& what) {
+        return reader.ReadAccessor(index, types, out, components, s, what);
+    };
+    if (!DecodeGltfAnimations(m, read, decoded->animations, notes, status)) return nullptr;
     if (!ResolveImages(m, input.path, decoded->images, notes, status)) return nullptr;
     return decoded;
 }

@@ -14,6 +14,7 @@
 #include "format_gltf.h"
 #include "format_gltf_attributes.h"
 #include "format_gltf_skin.h"
+#include "qdxsdk/anim.h"
 #include "qdxsdk/attributes.h"
 #include "qdxsdk/geometry.h"
 #include "qdxsdk/material.h"
@@ -48,6 +49,9 @@ bool KeepImageUri(const std::string*, const std::string*, const tinygltf::Image*
     return false;
 }
 
+// The most samples an animation may have per channel.
+constexpr size_t kMaxSamples = 1000000;
+
 class GltfWriter {
 public:
     GltfWriter(QdxScene* scene, bool binary) : mScene(scene), mBinary(binary) {
@@ -77,6 +81,7 @@ public:
         mModel.scenes.push_back(scene);
         mModel.defaultScene = 0;
         AddSkins();
+        AddAnimations();
         if (mModel.buffers[0].data.empty()) mModel.buffers.clear();
         SetConversionNotes(mScene, mNotes);
         (void)status;
@@ -200,6 +205,121 @@ private:
             if (!joints.count(node))
                 mNotes.push_back(std::string("Node '") + node->GetName() +
                                  "': its skeleton is not carried (no skin uses it)");
+    }
+
+    // Whether the node or one of its ancestors has curves on the stack's
+    // transform properties.
+    static bool Animated(QdxNode* node, QdxAnimStack* stack) {
+        for (; node; node = node->GetParent())
+            for (int l = 0; l < stack->GetLayerCount(); ++l) {
+                QdxAnimLayer* layer = stack->GetLayer(l);
+                if (node->LclTranslation.GetCurveNode(layer, false) ||
+                    node->LclRotation.GetCurveNode(layer, false) ||
+                    node->LclScaling.GetCurveNode(layer, false))
+                    return true;
+            }
+        return false;
+    }
+
+    // One glTF animation per stack: the local TRS of every animated node,
+    // sampled at every frame of the stack's span, as LINEAR samplers.
+    void AddAnimations() {
+        QdxAnimStack* saved = mScene->GetCurrentAnimationStack();
+        const double fps = mScene->GetGlobalSettings().GetFrameRate();
+        QdxNode* root = mScene->GetRootNode();
+        for (int i = 0; i < mScene->GetSrcObjectCount<QdxAnimStack>(); ++i) {
+            QdxAnimStack* stack = mScene->GetSrcObject<QdxAnimStack>(i);
+            const std::string name = stack->GetName();
+            const QdxTimeSpan span = stack->GetLocalTimeSpan();
+            double start = span.GetStart().GetSecondDouble(),
+                   stop = span.GetStop().GetSecondDouble();
+            if (start < 0) {
+                mNotes.push_back("Animation '" + name + "': the time before 0 is not carried");
+                start = 0;
+            }
+            const double frames = (stop - start) * fps;
+            if (!(frames >= 0) || frames > double(kMaxSamples)) {
+                mNotes.push_back("Animation '" + name +
+                                 "': its time span is empty or too long; not carried");
+                continue;
+            }
+            // Every frame and the end, each later than the one before as a
+            // float (the file's time type).
+            std::vector<float> times;
+            std::vector<QdxTime> at;
+            auto sample = [&](double seconds) {
+                QdxTime t;
+                t.SetSecondDouble(seconds);
+                if (!times.empty() && !(float(t.GetSecondDouble()) > times.back())) return;
+                at.push_back(t);
+                times.push_back(float(t.GetSecondDouble()));
+            };
+            for (long long f = 0; f <= (long long)(frames); ++f)
+                sample(start + double(f) / fps);
+            sample(stop);
+            mScene->SetCurrentAnimationStack(stack);
+            tinygltf::Animation animation;
+            animation.name = name;
+            int input = -1;
+            std::vector<std::pair<int, QdxNode*>> animated; // in file order
+            for (const auto& [node, index] : mNodeIndex)
+                if (Animated(node, stack)) animated.emplace_back(index, node);
+            std::sort(animated.begin(), animated.end());
+            for (const auto& [index, node] : animated) {
+                std::vector<float> t, r, s;
+                QdxQuaternion previous;
+                for (const QdxTime& time : at) {
+                    const QdxAMatrix world = mConversion * node->EvaluateGlobalTransform(time);
+                    QdxNode* parent = node->GetParent();
+                    const QdxAMatrix parentWorld =
+                        parent && parent != root
+                            ? mConversion * parent->EvaluateGlobalTransform(time)
+                            : QdxAMatrix();
+                    const QdxAMatrix local = parentWorld.Inverse() * world;
+                    const QdxVector4 lt = local.GetT(), ls = local.GetS();
+                    QdxQuaternion q = local.GetQ();
+                    q.Normalize();
+                    // The shorter way from the previous sample.
+                    if (q[0] * previous[0] + q[1] * previous[1] + q[2] * previous[2] +
+                            q[3] * previous[3] <
+                        0)
+                        q = QdxQuaternion(-q[0], -q[1], -q[2], -q[3]);
+                    previous = q;
+                    t.insert(t.end(), {float(lt[0]), float(lt[1]), float(lt[2])});
+                    r.insert(r.end(), {float(q[0]), float(q[1]), float(q[2]), float(q[3])});
+                    s.insert(s.end(), {float(ls[0]), float(ls[1]), float(ls[2])});
+                }
+                tinygltf::Node& g = mModel.nodes[size_t(index)];
+                if (!g.matrix.empty()) {
+                    mNotes.push_back("Animation '" + name + "': node '" + g.name +
+                                     "' has shear or a mirror; its animation is not carried");
+                    continue;
+                }
+                auto channel = [&](const std::vector<float>& values, int type, int components,
+                                   const char* path) {
+                    bool varies = false;
+                    for (size_t k = size_t(components); k < values.size() && !varies; ++k)
+                        varies = values[k] != values[k % size_t(components)];
+                    if (!varies) return;
+                    if (input < 0) input = AddFloats(times, TINYGLTF_TYPE_SCALAR, 1, true, 0);
+                    tinygltf::AnimationSampler sampler;
+                    sampler.input = input;
+                    sampler.output = AddFloats(values, type, components, false, 0);
+                    sampler.interpolation = "LINEAR";
+                    animation.samplers.push_back(sampler);
+                    tinygltf::AnimationChannel c;
+                    c.sampler = int(animation.samplers.size() - 1);
+                    c.target_node = index;
+                    c.target_path = path;
+                    animation.channels.push_back(c);
+                };
+                channel(t, TINYGLTF_TYPE_VEC3, 3, "translation");
+                channel(r, TINYGLTF_TYPE_VEC4, 4, "rotation");
+                channel(s, TINYGLTF_TYPE_VEC3, 3, "scale");
+            }
+            if (!animation.channels.empty()) mModel.animations.push_back(animation);
+        }
+        mScene->SetCurrentAnimationStack(saved);
     }
 
     // Whether one node is an ancestor of (or one of) all the joints.
@@ -336,6 +456,10 @@ private:
         GltfSkinData skin;
         const bool skinned = CollectGltfSkin(mesh, geometric, skin, mNotes);
         const bool baked = !geometric.IsIdentity() || skinned;
+        if (mesh->GetDeformerCount(QdxDeformer::eVertexCache) > 0 ||
+            mesh->GetDeformerCount(QdxDeformer::eBlendShape) > 0)
+            mNotes.push_back(std::string("Mesh '") + mesh->GetName() +
+                             "': its vertex caches and blend shapes are not carried");
         std::vector<int> materialIndices;
         for (int i = 0; i < node->GetMaterialCount(); ++i)
             materialIndices.push_back(AddMaterial(node->GetMaterial(i)));

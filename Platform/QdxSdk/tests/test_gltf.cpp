@@ -432,6 +432,117 @@ std::vector<std::array<double, 3>> DeformedCorners(QdxScene* scene, QdxTime time
     return out;
 }
 
+// Two animations: "walk" moves "mover" with a cubic translation (tangents),
+// a linear rotation sweeping 340 degrees about Y and a stepped scale;
+// "spin" moves "spinner" linearly.
+tinygltf::Model MakeAnimatedModel() {
+    tinygltf::Model m;
+    m.asset.version = "2.0";
+    m.buffers.emplace_back();
+    tinygltf::Node mover, spinner;
+    mover.name = "mover";
+    spinner.name = "spinner";
+    spinner.translation = {0, 0, 1};
+    m.nodes = {mover, spinner};
+    tinygltf::Scene scene;
+    scene.nodes = {0, 1};
+    m.scenes.push_back(scene);
+    auto sampler = [&](tinygltf::Animation& a, const std::vector<float>& times,
+                       const std::vector<float>& values, int type, int components,
+                       const char* interpolation, int node, const char* path) {
+        tinygltf::AnimationSampler s;
+        s.input = AddFloats(m, times, TINYGLTF_TYPE_SCALAR, 1);
+        m.accessors[size_t(s.input)].minValues = {times.front()};
+        m.accessors[size_t(s.input)].maxValues = {times.back()};
+        s.output = AddFloats(m, values, type, components);
+        s.interpolation = interpolation;
+        a.samplers.push_back(s);
+        tinygltf::AnimationChannel c;
+        c.sampler = int(a.samplers.size() - 1);
+        c.target_node = node;
+        c.target_path = path;
+        a.channels.push_back(c);
+    };
+    tinygltf::Animation walk, spin;
+    walk.name = "walk";
+    // In-tangent, value, out-tangent per key.
+    sampler(walk, {0, 0.5f, 1},
+            {0, 0, 0, 0, 0, 0, 2, 0, 0, 1, 1, 0, 1, 2, 0, -1, 1, 0, 0, 3, 0, 2, 2, 2, 0, 0, 0},
+            TINYGLTF_TYPE_VEC3, 3, "CUBICSPLINE", 0, "translation");
+    auto yaw = [](double degrees) {
+        const double h = degrees * 3.14159265358979323846 / 360.0;
+        return std::vector<float>{0, float(std::sin(h)), 0, float(std::cos(h))};
+    };
+    std::vector<float> rotations;
+    for (double d : {0.0, 170.0, 340.0}) {
+        auto q = yaw(d);
+        rotations.insert(rotations.end(), q.begin(), q.end());
+    }
+    sampler(walk, {0, 0.5f, 1}, rotations, TINYGLTF_TYPE_VEC4, 4, "LINEAR", 0, "rotation");
+    sampler(walk, {0, 0.4f}, {1, 1, 1, 2, 3, 4}, TINYGLTF_TYPE_VEC3, 3, "STEP", 0, "scale");
+    spin.name = "spin";
+    sampler(spin, {0.2f, 1.2f}, {0, 0, 1, 4, 0, 1}, TINYGLTF_TYPE_VEC3, 3, "LINEAR", 1,
+            "translation");
+    m.animations = {walk, spin};
+    return m;
+}
+
+// What glTF says "mover" and "spinner" hold at time t (seconds): translation,
+// rotation about Y (degrees, slerped the short way), scale.
+struct Pose {
+    double t[3], yaw, s[3];
+};
+Pose Expected(const std::string& animation, const std::string& node, double t) {
+    Pose p{{0, 0, 0}, 0, {1, 1, 1}};
+    if (animation == "spin") {
+        if (node == "spinner") {
+            const double u = std::clamp((t - 0.2) / 1.0, 0.0, 1.0);
+            p.t[0] = 4 * u;
+            p.t[2] = 1;
+        } else {
+            p.t[2] = 0;
+        }
+        if (node == "mover") return p;
+        return p;
+    }
+    if (node == "spinner") {
+        p.t[2] = 1;
+        return p;
+    }
+    // Hermite between keys (value, out-tangent) and (value, in-tangent).
+    const double keys[3][3][3] = {{{0, 0, 0}, {0, 0, 0}, {2, 0, 0}},
+                                  {{1, 1, 0}, {1, 2, 0}, {-1, 1, 0}},
+                                  {{0, 3, 0}, {2, 2, 2}, {0, 0, 0}}};
+    const int k = t < 0.5 ? 0 : 1;
+    const double dt = 0.5, u = std::clamp((t - 0.5 * k) / dt, 0.0, 1.0), u2 = u * u, u3 = u2 * u;
+    for (int i = 0; i < 3; ++i)
+        p.t[i] = (2 * u3 - 3 * u2 + 1) * keys[k][1][i] + (u3 - 2 * u2 + u) * dt * keys[k][2][i] +
+                 (-2 * u3 + 3 * u2) * keys[k + 1][1][i] + (u3 - u2) * dt * keys[k + 1][0][i];
+    p.yaw = 170.0 * std::clamp(t / 0.5, 0.0, 2.0);
+    const bool before = t < double(0.4f); // the key time as the file holds it
+    const double scale[3] = {before ? 1.0 : 2.0, before ? 1.0 : 3.0, before ? 1.0 : 4.0};
+    std::copy(scale, scale + 3, p.s);
+    return p;
+}
+
+// The node's local matrix against the pose, within single precision.
+void ExpectPose(QdxNode* node, QdxTime time, const Pose& p) {
+    const QdxAMatrix local = node->EvaluateLocalTransform(time);
+    const QdxAMatrix expected(QdxVector4(p.t[0], p.t[1], p.t[2]), QdxVector4(0, p.yaw, 0),
+                              QdxVector4(p.s[0], p.s[1], p.s[2]));
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            EXPECT_NEAR(local.Get(i, j), expected.Get(i, j), 2e-5)
+                << node->GetName() << " at " << time.GetSecondDouble() << " s, " << i << j;
+}
+
+QdxAnimStack* FindStack(QdxScene* scene, const std::string& name) {
+    for (int i = 0; i < scene->GetSrcObjectCount<QdxAnimStack>(); ++i)
+        if (name == scene->GetSrcObject<QdxAnimStack>(i)->GetName())
+            return scene->GetSrcObject<QdxAnimStack>(i);
+    return nullptr;
+}
+
 class GltfTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -859,6 +970,101 @@ TEST_F(GltfTest, HostileSkinsFailClearly) {
     }
 }
 
+TEST_F(GltfTest, AnimationsEvaluateAsGltfSaysAndSurviveTheRoundTrip) {
+    ASSERT_TRUE(WriteModel(MakeAnimatedModel(), dir + "/anim.gltf", false));
+    QdxScene* scene = Import(dir + "/anim.gltf");
+    ASSERT_TRUE(scene);
+    EXPECT_TRUE(QdxGetConversionNotes(scene).empty()) << QdxGetConversionNotes(scene).front();
+    const double fps = scene->GetGlobalSettings().GetFrameRate();
+    // Cubic translation and slerped rotation hold between frames too; the
+    // step holds until its next key.
+    for (const char* name : {"walk", "spin"}) {
+        QdxAnimStack* stack = FindStack(scene, name);
+        ASSERT_TRUE(stack) << name;
+        scene->SetCurrentAnimationStack(stack);
+        for (const char* node : {"mover", "spinner"})
+            for (double frame = 0; frame <= 1.3 * fps; frame += 0.5) {
+                QdxTime time;
+                time.SetSecondDouble(frame / fps);
+                ExpectPose(scene->GetRootNode()->FindChild(node), time,
+                           Expected(name, node, frame / fps));
+            }
+    }
+    // The Euler curves are continuous: no jump where the yaw passes 180.
+    scene->SetCurrentAnimationStack(FindStack(scene, "walk"));
+    QdxNode* mover = scene->GetRootNode()->FindChild("mover");
+    QdxAnimCurve* yaw = mover->LclRotation.GetCurve(FindStack(scene, "walk")->GetLayer(0), "Y");
+    ASSERT_TRUE(yaw);
+    for (int k = 1; k < yaw->KeyGetCount(); ++k)
+        EXPECT_LT(std::fabs(yaw->KeyGetValue(k) - yaw->KeyGetValue(k - 1)), 180.0);
+
+    // glTF -> Qdx -> glTF: sampled at frames, the same at every frame.
+    for (const char* ext : {".glb", ".gltf"}) {
+        SCOPED_TRACE(ext);
+        ASSERT_TRUE(Export(scene, dir + "/anim.qdx"));
+        QdxScene* middle = Import(dir + "/anim.qdx");
+        ASSERT_TRUE(middle);
+        ASSERT_TRUE(Export(middle, dir + "/anim-again" + std::string(ext)));
+        QdxScene* again = Import(dir + "/anim-again" + std::string(ext));
+        ASSERT_TRUE(again);
+        EXPECT_TRUE(QdxGetConversionNotes(middle).empty());
+        for (const char* name : {"walk", "spin"}) {
+            QdxAnimStack* stack = FindStack(again, name);
+            ASSERT_TRUE(stack) << name;
+            again->SetCurrentAnimationStack(stack);
+            for (const char* node : {"mover", "spinner"})
+                for (double frame = 0; frame <= 1.2 * fps; frame += 1) {
+                    QdxTime time;
+                    time.SetSecondDouble(frame / fps);
+                    // The stepped scale changes within the frame before its key.
+                    if (std::string(name) == "walk" && std::fabs(frame / fps - 0.4) < 1.0 / fps)
+                        continue;
+                    ExpectPose(again->GetRootNode()->FindChild(node), time,
+                               Expected(name, node, frame / fps));
+                }
+        }
+    }
+}
+
+TEST_F(GltfTest, HostileAnimationsFailClearly) {
+    struct Case {
+        const char* name;
+        std::function<void(tinygltf::Model&)> spoil;
+        const char* message;
+    };
+    const std::vector<Case> cases = {
+        {"input not increasing",
+         [](tinygltf::Model& m) {
+             const float back = 0.1f;
+             const auto& a = m.accessors[size_t(m.animations[0].samplers[0].input)];
+             auto& v = m.bufferViews[size_t(a.bufferView)];
+             std::memcpy(&m.buffers[0].data[v.byteOffset + 8], &back, 4);
+         },
+         "not increasing"},
+        {"output short",
+         [](tinygltf::Model& m) { m.animations[0].samplers[0].interpolation = "LINEAR"; },
+         "output count"},
+        {"missing node", [](tinygltf::Model& m) { m.animations[1].channels[0].target_node = 7; },
+         "node that does not exist"},
+        {"missing sampler", [](tinygltf::Model& m) { m.animations[1].channels[0].sampler = 3; },
+         "sampler that does not exist"},
+        {"huge output",
+         [](tinygltf::Model& m) {
+             m.accessors[size_t(m.animations[1].samplers[0].output)].count = size_t(1) << 40;
+         },
+         "too many elements"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        tinygltf::Model m = MakeAnimatedModel();
+        c.spoil(m);
+        ASSERT_TRUE(WriteModel(m, dir + "/hostile-anim.gltf", false));
+        std::string error;
+        EXPECT_FALSE(Import(dir + "/hostile-anim.gltf", &error));
+        EXPECT_NE(error.find(c.message), std::string::npos) << error;
+    }
+}
+
 // Every file the writer makes passes the glTF validator without errors.
 TEST_F(GltfTest, WrittenFilesPassTheValidator) {
     if (std::system("node --version > /dev/null 2>&1") != 0)
@@ -880,6 +1086,10 @@ TEST_F(GltfTest, WrittenFilesPassTheValidator) {
     QdxScene* skinned = Import(dir + "/skin.glb");
     ASSERT_TRUE(skinned);
     ASSERT_TRUE(Export(skinned, dir + "/skin-out.glb"));
+    ASSERT_TRUE(WriteModel(MakeAnimatedModel(), dir + "/anim.glb", true));
+    QdxScene* animated = Import(dir + "/anim.glb");
+    ASSERT_TRUE(animated);
+    ASSERT_TRUE(Export(animated, dir + "/anim-out.glb"));
     QdxScene* everything = QdxScene::Create(manager, "");
     qdxtest::BuildEverythingScene(everything);
     ASSERT_TRUE(Export(everything, dir + "/everything.glb"));
