@@ -9,6 +9,9 @@
 namespace qdxsdk::format {
 
 namespace {
+// The most frames a cubic rotation is sampled at.
+constexpr double kMaxFrameSamples = 1.0e6;
+
 bool Fail(QdxStatus& status, const std::string& text) {
     status.SetCode(QdxStatus::eInvalidFile, text);
     return false;
@@ -56,7 +59,8 @@ void KeyEuler(QdxAnimCurve* const curves[3], QdxTime time, const QdxVector4& e,
         curves[i]->KeySet(curves[i]->KeyAdd(time), time, e[i], interpolation);
 }
 
-void BuildRotation(const GltfChannelData& c, QdxNode* node, QdxAnimLayer* layer, double fps) {
+void BuildRotation(const GltfChannelData& c, QdxNode* node, QdxAnimLayer* layer, double fps,
+                   std::vector<std::string>& notes) {
     QdxAnimCurve* curves[3];
     for (int i = 0; i < 3; ++i)
         curves[i] = node->LclRotation.GetCurve(layer, i == 0 ? "X" : i == 1 ? "Y" : "Z", true);
@@ -67,8 +71,13 @@ void BuildRotation(const GltfChannelData& c, QdxNode* node, QdxAnimLayer* layer,
         // Every frame and every key, slerped between.
         std::vector<double> times = c.times;
         const double first = c.times.front(), last = c.times.back();
-        for (double f = std::ceil(first * fps); f / fps < last; f += 1)
-            times.push_back(f / fps);
+        if ((last - first) * fps <= kMaxFrameSamples)
+            for (double f = std::ceil(first * fps); f / fps < last; f += 1)
+                times.push_back(f / fps);
+        else
+            notes.push_back(std::string("Node '") + node->GetName() +
+                            "': a cubic rotation too long to sample per frame is keyed at its "
+                            "keys only");
         std::sort(times.begin(), times.end());
         times.erase(std::unique(times.begin(), times.end()), times.end());
         for (double t : times) {
@@ -225,7 +234,7 @@ void BuildGltfAnimations(QdxScene* scene, const std::vector<GltfAnimationData>& 
             last = any ? std::max(last, c.times.back()) : c.times.back();
             any = true;
             if (c.path == GltfChannelData::eRotation)
-                BuildRotation(c, node, layer, fps);
+                BuildRotation(c, node, layer, fps, notes);
             else
                 BuildVector(c, node, layer);
         }
