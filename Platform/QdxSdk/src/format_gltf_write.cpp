@@ -265,7 +265,9 @@ private:
             for (const auto& [node, index] : mNodeIndex)
                 if (Animated(node, stack)) animated.emplace_back(index, node);
             std::sort(animated.begin(), animated.end());
-            for (const auto& [index, node] : animated) {
+            for (const auto& entry : animated) {
+                const int index = entry.first;
+                QdxNode* node = entry.second;
                 std::vector<float> t, r, s;
                 QdxQuaternion previous;
                 for (const QdxTime& time : at) {

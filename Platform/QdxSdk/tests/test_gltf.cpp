@@ -543,6 +543,12 @@ QdxAnimStack* FindStack(QdxScene* scene, const std::string& name) {
     return nullptr;
 }
 
+struct HostileCase {
+    const char* name;
+    std::function<void(tinygltf::Model&)> spoil;
+    const char* message;
+};
+
 class GltfTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -564,6 +570,18 @@ protected:
         EXPECT_TRUE(ok) << exporter->GetStatus().GetErrorString();
         exporter->Destroy();
         return ok;
+    }
+    // Each spoilt model fails to import with a message holding the case's.
+    void ExpectFailures(tinygltf::Model (*make)(), const std::vector<HostileCase>& cases) {
+        for (const HostileCase& c : cases) {
+            SCOPED_TRACE(c.name);
+            tinygltf::Model m = make();
+            c.spoil(m);
+            ASSERT_TRUE(WriteModel(m, dir + "/hostile.gltf", false));
+            std::string error;
+            EXPECT_FALSE(Import(dir + "/hostile.gltf", &error));
+            EXPECT_NE(error.find(c.message), std::string::npos) << error;
+        }
     }
     QdxManager* manager = nullptr;
     std::string dir;
@@ -694,12 +712,7 @@ TEST_F(GltfTest, DetectsByContentThenSuffix) {
 
 // Each hostile file fails with a message naming the problem.
 TEST_F(GltfTest, HostileFilesFailClearly) {
-    struct Case {
-        const char* name;
-        std::function<void(tinygltf::Model&)> spoil;
-        const char* message;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<HostileCase> cases = {
         {"accessor past its view", [](tinygltf::Model& m) { m.accessors[0].count = 5; },
          "past the end of its buffer view"},
         {"huge count", [](tinygltf::Model& m) { m.accessors[0].count = size_t(1) << 40; },
@@ -736,16 +749,7 @@ TEST_F(GltfTest, HostileFilesFailClearly) {
         {"inverted cone", [](tinygltf::Model& m) { m.lights[1].spot.innerConeAngle = 0.9; },
          "cone angles"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        tinygltf::Model m = MakeModelWithCamerasAndLights();
-        c.spoil(m);
-        const std::string path = dir + "/hostile.gltf";
-        ASSERT_TRUE(WriteModel(m, path, false));
-        std::string error;
-        EXPECT_FALSE(Import(path, &error));
-        EXPECT_NE(error.find(c.message), std::string::npos) << error;
-    }
+    ExpectFailures(MakeModelWithCamerasAndLights, cases);
     qdxtest::WriteAll(dir + "/bad.gltf", "{\"asset\": {\"version\": \"2.0\"}, \"nodes\": [");
     std::string error;
     EXPECT_FALSE(Import(dir + "/bad.gltf", &error));
@@ -932,12 +936,7 @@ TEST_F(GltfTest, SkinsDeformAsGltfSaysAndSurviveTheRoundTrip) {
 }
 
 TEST_F(GltfTest, HostileSkinsFailClearly) {
-    struct Case {
-        const char* name;
-        std::function<void(tinygltf::Model&)> spoil;
-        const char* message;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<HostileCase> cases = {
         {"joint index past the skin",
          [](tinygltf::Model& m) {
              auto& v = m.bufferViews[size_t(m.accessors[1].bufferView)];
@@ -959,15 +958,7 @@ TEST_F(GltfTest, HostileSkinsFailClearly) {
          },
          "negative"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        tinygltf::Model m = MakeSkinnedModel();
-        c.spoil(m);
-        ASSERT_TRUE(WriteModel(m, dir + "/hostile-skin.gltf", false));
-        std::string error;
-        EXPECT_FALSE(Import(dir + "/hostile-skin.gltf", &error));
-        EXPECT_NE(error.find(c.message), std::string::npos) << error;
-    }
+    ExpectFailures(MakeSkinnedModel, cases);
 }
 
 TEST_F(GltfTest, AnimationsEvaluateAsGltfSaysAndSurviveTheRoundTrip) {
@@ -1027,12 +1018,7 @@ TEST_F(GltfTest, AnimationsEvaluateAsGltfSaysAndSurviveTheRoundTrip) {
 }
 
 TEST_F(GltfTest, HostileAnimationsFailClearly) {
-    struct Case {
-        const char* name;
-        std::function<void(tinygltf::Model&)> spoil;
-        const char* message;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<HostileCase> cases = {
         {"input not increasing",
          [](tinygltf::Model& m) {
              const float back = 0.1f;
@@ -1054,15 +1040,7 @@ TEST_F(GltfTest, HostileAnimationsFailClearly) {
          },
          "too many elements"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        tinygltf::Model m = MakeAnimatedModel();
-        c.spoil(m);
-        ASSERT_TRUE(WriteModel(m, dir + "/hostile-anim.gltf", false));
-        std::string error;
-        EXPECT_FALSE(Import(dir + "/hostile-anim.gltf", &error));
-        EXPECT_NE(error.find(c.message), std::string::npos) << error;
-    }
+    ExpectFailures(MakeAnimatedModel, cases);
 }
 
 // Every file the writer makes passes the glTF validator without errors.
