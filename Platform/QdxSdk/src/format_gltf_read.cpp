@@ -15,6 +15,10 @@
 #include <set>
 
 #include "format_gltf.h"
+#include "format_gltf_anim.h"
+#include "format_gltf_attributes.h"
+#include "format_gltf_skin.h"
+#include "qdxsdk/attributes.h"
 #include "qdxsdk/geometry.h"
 #include "qdxsdk/material.h"
 #include "qdxsdk/mesh.h"
@@ -51,7 +55,8 @@ struct MeshData {
     std::vector<int> triangles;                  // control points, 3 per triangle
     std::vector<int> triangleSlots;              // material slot per triangle
     std::vector<int> materials;                  // glTF material per slot, -1: default
-    bool hasNormals = false, hasColors = false;
+    std::vector<double> joints, weights;         // JOINTS_0, WEIGHTS_0: 4 per point
+    bool hasNormals = false, hasColors = false, hasSkinWeights = false;
 };
 
 class GltfReader {
@@ -126,10 +131,40 @@ public:
 
     void NoteExtensions() const {
         for (const std::string& e : m.extensionsUsed)
-            mNotes.push_back("Extension " + e + " is not carried");
-        if (!m.skins.empty()) mNotes.push_back("Skins are not carried yet");
-        if (!m.animations.empty()) mNotes.push_back("Animations are not carried yet");
-        if (!m.cameras.empty()) mNotes.push_back("Cameras are not carried yet");
+            if (e != kGltfLightsExtension) mNotes.push_back("Extension " + e + " is not carried");
+    }
+
+    // A skin's inverse bind matrices (identity without an accessor), its
+    // joints checked: existing nodes, each once.
+    bool ReadSkin(int index, std::vector<QdxAMatrix>& inverseBind, QdxStatus& status) const {
+        const tinygltf::Skin& skin = m.skins[size_t(index)];
+        const std::string what = "Skin " + std::to_string(index);
+        std::set<int> seen;
+        for (int j : skin.joints)
+            if (j < 0 || size_t(j) >= m.nodes.size() || !seen.insert(j).second)
+                return Fail(status, what + " names a joint that does not exist or twice");
+        if (skin.skeleton >= int(m.nodes.size()))
+            return Fail(status, what + " names a skeleton root that does not exist");
+        inverseBind.assign(skin.joints.size(), QdxAMatrix());
+        if (skin.inverseBindMatrices < 0) return true;
+        std::vector<double> values;
+        int comps = 0;
+        if (!ReadAccessor(skin.inverseBindMatrices, {TINYGLTF_TYPE_MAT4}, values, comps, status,
+                          what + " inverse bind matrices"))
+            return false;
+        if (values.size() < skin.joints.size() * 16)
+            return Fail(status, what + " has fewer inverse bind matrices than joints");
+        for (size_t j = 0; j < skin.joints.size(); ++j) {
+            for (int c = 0; c < 4; ++c)
+                for (int r = 0; r < 4; ++r) {
+                    const double v = values[j * 16 + size_t(c * 4 + r)];
+                    if (!std::isfinite(v))
+                        return Fail(status,
+                                    what + " has an inverse bind matrix that is not finite");
+                    inverseBind[j].Set(c, r, v);
+                }
+        }
+        return true;
     }
 
 private:
@@ -219,7 +254,7 @@ private:
         if (size_t(slot) == out.materials.size()) out.materials.push_back(prim.material);
 
         // Attributes.
-        std::vector<double> normals, colors;
+        std::vector<double> normals, colors, joints, weights;
         std::vector<std::vector<double>> uvs;
         for (const auto& [name, accessor] : prim.attributes) {
             std::vector<double>* target = nullptr;
@@ -231,6 +266,9 @@ private:
             } else if (name == "COLOR_0") {
                 target = &colors;
                 types = {TINYGLTF_TYPE_VEC3, TINYGLTF_TYPE_VEC4};
+            } else if (name == "JOINTS_0" || name == "WEIGHTS_0") {
+                target = name == "JOINTS_0" ? &joints : &weights;
+                types = {TINYGLTF_TYPE_VEC4};
             } else if (name.rfind("TEXCOORD_", 0) == 0 && name.size() == 10 && name[9] >= '0' &&
                        name[9] < '0' + kGltfUVSlots) {
                 size_t set = size_t(name[9] - '0');
@@ -274,6 +312,11 @@ private:
         };
         append(out.normals, out.hasNormals, normals, 3, {0.0, 0.0, 0.0});
         append(out.colors, out.hasColors, colors, 4, {1.0, 1.0, 1.0, 1.0});
+        if (joints.empty() != weights.empty())
+            return Fail(status, what + ": JOINTS_0 and WEIGHTS_0 come only together");
+        bool skinned = out.hasSkinWeights;
+        append(out.joints, out.hasSkinWeights, joints, 4, {0.0, 0.0, 0.0, 0.0});
+        append(out.weights, skinned, weights, 4, {0.0, 0.0, 0.0, 0.0});
         if (out.uvs.size() < uvs.size()) out.uvs.resize(uvs.size());
         for (size_t s = 0; s < out.uvs.size(); ++s) {
             std::vector<double> none;
@@ -326,8 +369,10 @@ public:
 
     tinygltf::Model model;
     std::vector<MeshData> meshes;
-    std::vector<ImageFile> images; // per glTF image; empty path: not carried
-    std::vector<int> roots;        // the carried scene's root nodes
+    std::vector<ImageFile> images;                     // per glTF image; empty path: not carried
+    std::vector<int> roots;                            // the carried scene's root nodes
+    std::vector<std::vector<QdxAMatrix>> inverseBinds; // per skin
+    std::vector<GltfAnimationData> animations;
     std::vector<std::string> notes;
 
 private:
@@ -508,6 +553,22 @@ bool SetTransform(QdxNode* node, const tinygltf::Node& g, std::vector<std::strin
     return true;
 }
 
+// Puts a camera or light on the node (or, when the node carries a mesh
+// already, on a child of its own) turned from glTF's axes onto the SDK's.
+void AttachTurned(QdxScene* scene, QdxNode* node, QdxNodeAttribute* attribute) {
+    if (!attribute) return;
+    QdxNode* holder = node;
+    if (node->GetNodeAttribute()) {
+        const std::string name = std::string(node->GetName()) + "_" + attribute->GetName();
+        holder = QdxNode::Create(scene, name.c_str());
+        holder->SetTransformationInheritType(eInheritRSrs);
+        node->AddChild(holder);
+    }
+    holder->SetNodeAttribute(attribute);
+    holder->SetGeometricRotation(QdxNode::eSourcePivot,
+                                 GltfAttributeTurn(attribute->GetAttributeType()));
+}
+
 bool DecodedGltf::Publish(QdxScene* target, QdxStatus& status) {
     QdxManager* manager = target->GetQdxManager();
     QdxScene* scene = QdxScene::Create(manager, "");
@@ -533,6 +594,10 @@ bool DecodedGltf::Publish(QdxScene* target, QdxStatus& status) {
     };
     std::vector<QdxMesh*> built(model.meshes.size(), nullptr);
     std::vector<QdxNode*> nodes(model.nodes.size(), nullptr);
+    std::vector<QdxCamera*> cameras(model.cameras.size(), nullptr);
+    std::vector<QdxLight*> lights(model.lights.size(), nullptr);
+    std::vector<char> lightTried(model.lights.size(), 0);
+    std::vector<int> skinnedNodes;
     // Parents before children: roots first, then breadth first.
     std::vector<std::pair<int, QdxNode*>> queue;
     for (int r : roots)
@@ -551,18 +616,71 @@ bool DecodedGltf::Publish(QdxScene* target, QdxStatus& status) {
         }
         if (g.mesh >= 0 && !meshes[size_t(g.mesh)].triangles.empty()) {
             const MeshData& d = meshes[size_t(g.mesh)];
-            if (!built[size_t(g.mesh)]) {
-                const std::string& meshName = model.meshes[size_t(g.mesh)].name;
-                built[size_t(g.mesh)] = BuildMesh(
-                    scene, d, meshName.empty() ? "mesh" + std::to_string(g.mesh) : meshName);
+            const std::string& meshName = model.meshes[size_t(g.mesh)].name;
+            const std::string builtName =
+                meshName.empty() ? "mesh" + std::to_string(g.mesh) : meshName;
+            // A skinned mesh deforms for its node alone.
+            const bool skinned = g.skin >= 0 && d.hasSkinWeights;
+            if (skinned) {
+                node->SetNodeAttribute(BuildMesh(scene, d, builtName));
+                skinnedNodes.push_back(index);
+            } else {
+                if (!built[size_t(g.mesh)]) built[size_t(g.mesh)] = BuildMesh(scene, d, builtName);
+                node->SetNodeAttribute(built[size_t(g.mesh)]);
             }
-            node->SetNodeAttribute(built[size_t(g.mesh)]);
+            if (g.skin >= 0 && !d.hasSkinWeights)
+                notes.push_back("Node '" + name +
+                                "': its mesh has no JOINTS_0, so its skin is not carried");
+            if (g.skin < 0 && d.hasSkinWeights)
+                notes.push_back("Node '" + name +
+                                "': the joint weights of its mesh are not carried without a skin");
             for (int m : d.materials)
                 node->AddMaterial(material(m));
+        }
+        int light = -1;
+        GltfNodeLight(model, g, light); // checked when read
+        if (g.camera >= 0) {
+            QdxCamera*& camera = cameras[size_t(g.camera)];
+            const std::string& cameraName = model.cameras[size_t(g.camera)].name;
+            if (!camera)
+                camera = MakeGltfCamera(
+                    scene, model.cameras[size_t(g.camera)],
+                    cameraName.empty() ? "camera" + std::to_string(g.camera) : cameraName, notes);
+            AttachTurned(scene, node, camera);
+        }
+        if (light >= 0) {
+            QdxLight*& made = lights[size_t(light)];
+            const std::string& lightName = model.lights[size_t(light)].name;
+            if (!made && !lightTried[size_t(light)])
+                made = MakeGltfLight(
+                    scene, model.lights[size_t(light)],
+                    lightName.empty() ? "light" + std::to_string(light) : lightName, notes);
+            lightTried[size_t(light)] = true;
+            AttachTurned(scene, node, made);
         }
         for (int child : g.children)
             queue.emplace_back(child, node);
     }
+    for (int index : skinnedNodes) {
+        const tinygltf::Node& g = model.nodes[size_t(index)];
+        const tinygltf::Skin& skin = model.skins[size_t(g.skin)];
+        std::vector<QdxNode*> joints;
+        for (int j : skin.joints)
+            joints.push_back(nodes[size_t(j)]);
+        QdxNode* node = nodes[size_t(index)];
+        if (std::count(joints.begin(), joints.end(), nullptr) > 0) {
+            notes.push_back(std::string("Node '") + node->GetName() +
+                            "': its skin has joints outside the scene and is not carried");
+            continue;
+        }
+        const MeshData& d = meshes[size_t(g.mesh)];
+        const std::string skinName =
+            skin.name.empty() ? "skin" + std::to_string(g.skin) : skin.name;
+        MakeGltfSkin(scene, skinName, node->GetMesh(), node->EvaluateGlobalTransform(), joints,
+                     inverseBinds[size_t(g.skin)], d.joints, d.weights);
+        MarkGltfJoints(scene, joints);
+    }
+    BuildGltfAnimations(scene, animations, nodes, notes);
     const auto skipped = std::count(nodes.begin(), nodes.end(), nullptr);
     if (skipped > 0)
         notes.push_back(std::to_string(skipped) +
@@ -592,6 +710,8 @@ bool CheckNodes(const tinygltf::Model& m, std::vector<int>& roots, std::vector<s
             n.skin >= int(m.skins.size()))
             return Fail(status, "Node " + std::to_string(i) +
                                     " names a mesh, camera or skin that does not exist");
+        if (int light = -1; !GltfNodeLight(m, n, light))
+            return Fail(status, "Node " + std::to_string(i) + " names a light that does not exist");
         if (n.matrix.size() != 0 && n.matrix.size() != 16)
             return Fail(status, "Node " + std::to_string(i) + " has a matrix without 16 numbers");
     }
@@ -645,6 +765,31 @@ bool CheckMaterials(const tinygltf::Model& m, QdxStatus& status) {
         if (t.source >= int(m.images.size()) || t.sampler >= int(m.samplers.size()))
             return Fail(status, "Texture " + std::to_string(i) +
                                     " names an image or sampler that does not exist");
+    }
+    return true;
+}
+
+// Reads every skin and checks the joint weights of every skinned node's mesh
+// against its skin.
+bool CheckSkins(const tinygltf::Model& m, const GltfReader& reader, DecodedGltf& decoded,
+                QdxStatus& status) {
+    decoded.inverseBinds.resize(m.skins.size());
+    for (size_t i = 0; i < m.skins.size(); ++i)
+        if (!reader.ReadSkin(int(i), decoded.inverseBinds[i], status)) return false;
+    for (size_t i = 0; i < m.nodes.size(); ++i) {
+        const tinygltf::Node& n = m.nodes[i];
+        if (n.mesh < 0) continue;
+        const MeshData& d = decoded.meshes[size_t(n.mesh)];
+        const double joints = n.skin >= 0 ? double(m.skins[size_t(n.skin)].joints.size()) : 0;
+        for (size_t k = 0; k < d.weights.size(); ++k) {
+            const double j = d.joints[k], w = d.weights[k];
+            if (!std::isfinite(w) || w < 0)
+                return Fail(status, "Mesh " + std::to_string(n.mesh) +
+                                        " has a joint weight that is negative or not finite");
+            if (n.skin >= 0 && w > 0 && !(j >= 0 && j < joints && j == std::floor(j)))
+                return Fail(status, "Node " + std::to_string(i) +
+                                        ": a joint index of its mesh is past its skin's joints");
+        }
     }
     return true;
 }
@@ -734,7 +879,9 @@ std::unique_ptr<Decoded> ReadGltf(const ReadInput& input, QdxStatus& status,
     }
     if (progress) progress(0.2);
     std::vector<std::string>& notes = decoded->notes;
-    if (!CheckNodes(m, decoded->roots, notes, status) || !CheckMaterials(m, status)) return nullptr;
+    if (!CheckNodes(m, decoded->roots, notes, status) || !CheckMaterials(m, status) ||
+        !CheckGltfCamerasAndLights(m, status))
+        return nullptr;
     GltfReader reader(m, notes);
     reader.NoteExtensions();
     decoded->meshes.resize(m.meshes.size());
@@ -742,6 +889,13 @@ std::unique_ptr<Decoded> ReadGltf(const ReadInput& input, QdxStatus& status,
         if (!reader.DecodeMesh(int(i), decoded->meshes[i], status)) return nullptr;
         if (progress) progress(0.2 + 0.7 * double(i + 1) / double(m.meshes.size()));
     }
+    if (!CheckSkins(m, reader, *decoded, status)) return nullptr;
+    const GltfAccessorReader read = [&reader](int index, const std::vector<int>& types,
+                                              std::vector<double>& out, int& components,
+                                              QdxStatus& s, const std::string& what) {
+        return reader.ReadAccessor(index, types, out, components, s, what);
+    };
+    if (!DecodeGltfAnimations(m, read, decoded->animations, notes, status)) return nullptr;
     if (!ResolveImages(m, input.path, decoded->images, notes, status)) return nullptr;
     return decoded;
 }

@@ -8,9 +8,14 @@
 #include <cmath>
 #include <cstring>
 #include <map>
+#include <set>
 #include <sstream>
 
 #include "format_gltf.h"
+#include "format_gltf_attributes.h"
+#include "format_gltf_skin.h"
+#include "qdxsdk/anim.h"
+#include "qdxsdk/attributes.h"
 #include "qdxsdk/geometry.h"
 #include "qdxsdk/material.h"
 #include "qdxsdk/mesh.h"
@@ -44,6 +49,9 @@ bool KeepImageUri(const std::string*, const std::string*, const tinygltf::Image*
     return false;
 }
 
+// The most samples an animation may have per channel.
+constexpr size_t kMaxSamples = 1000000;
+
 class GltfWriter {
 public:
     GltfWriter(QdxScene* scene, bool binary) : mScene(scene), mBinary(binary) {
@@ -59,6 +67,7 @@ public:
         QdxAMatrix scale;
         scale.SetS(QdxVector4(f, f, f));
         mConversion = scale * QdxAxisSystem::ToveYUp.GetConversionFrom(settings.GetAxisSystem());
+        mMetres = f;
         if (settings.GetAxisSystem().GetCoorSystem() != QdxAxisSystem::eRightHanded)
             mNotes.push_back("The scene is left-handed; its mirror image is written");
 
@@ -71,6 +80,8 @@ public:
         if (root->GetNodeAttribute()) mNotes.push_back("The root node's attribute is not carried");
         mModel.scenes.push_back(scene);
         mModel.defaultScene = 0;
+        AddSkins();
+        AddAnimations();
         if (mModel.buffers[0].data.empty()) mModel.buffers.clear();
         SetConversionNotes(mScene, mNotes);
         (void)status;
@@ -109,10 +120,10 @@ private:
         return int(mModel.bufferViews.size() - 1);
     }
 
-    int AddFloats(const std::vector<float>& values, int type, int components, bool bounds) {
+    int AddFloats(const std::vector<float>& values, int type, int components, bool bounds,
+                  int target = TINYGLTF_TARGET_ARRAY_BUFFER) {
         tinygltf::Accessor a;
-        a.bufferView =
-            AddView(values.data(), values.size() * sizeof(float), TINYGLTF_TARGET_ARRAY_BUFFER);
+        a.bufferView = AddView(values.data(), values.size() * sizeof(float), target);
         a.componentType = TINYGLTF_COMPONENT_TYPE_FLOAT;
         a.type = type;
         a.count = values.size() / size_t(components);
@@ -140,23 +151,278 @@ private:
         return int(mModel.accessors.size() - 1);
     }
 
+    int AddJoints(const std::vector<uint16_t>& joints) {
+        tinygltf::Accessor a;
+        a.bufferView =
+            AddView(joints.data(), joints.size() * sizeof(uint16_t), TINYGLTF_TARGET_ARRAY_BUFFER);
+        a.componentType = TINYGLTF_COMPONENT_TYPE_UNSIGNED_SHORT;
+        a.type = TINYGLTF_TYPE_VEC4;
+        a.count = joints.size() / 4;
+        mModel.accessors.push_back(a);
+        return int(mModel.accessors.size() - 1);
+    }
+
+    // Skins once every node has its index: joints by node, inverse bind
+    // matrices column by column.
+    void AddSkins() {
+        std::set<QdxNode*> joints;
+        for (auto& [index, data] : mSkins) {
+            tinygltf::Node& g = mModel.nodes[size_t(index)];
+            tinygltf::Skin skin;
+            skin.name = g.name + "_skin";
+            bool complete = true;
+            for (QdxNode* joint : data.joints) {
+                auto found = joint ? mNodeIndex.find(joint) : mNodeIndex.end();
+                if (joint && found == mNodeIndex.end()) complete = false;
+                skin.joints.push_back(joint ? (complete ? found->second : -1) : index);
+                joints.insert(joint);
+            }
+            if (!complete) {
+                mNotes.push_back("Node '" + g.name +
+                                 "': its skin links the root node and is not carried");
+                continue;
+            }
+            if (!SharesRoot(skin.joints)) {
+                // Top-level joints share no node: one root above them all.
+                tinygltf::Node top;
+                top.name = "SceneRoot";
+                top.children = mModel.scenes[0].nodes;
+                mModel.nodes.push_back(top);
+                mModel.scenes[0].nodes = {int(mModel.nodes.size() - 1)};
+                mNotes.push_back("A node 'SceneRoot' holds the top-level nodes, so that the "
+                                 "joints of every skin share a root");
+            }
+            std::vector<float> matrices;
+            for (const QdxAMatrix& m : data.inverseBind)
+                for (int c = 0; c < 4; ++c)
+                    for (int r = 0; r < 4; ++r)
+                        matrices.push_back(float(m.Get(c, r)));
+            skin.inverseBindMatrices = AddFloats(matrices, TINYGLTF_TYPE_MAT4, 16, false, 0);
+            mModel.skins.push_back(skin);
+            g.skin = int(mModel.skins.size() - 1);
+        }
+        for (QdxNode* node : mSkeletons)
+            if (!joints.count(node))
+                mNotes.push_back(std::string("Node '") + node->GetName() +
+                                 "': its skeleton is not carried (no skin uses it)");
+    }
+
+    // Whether the node or one of its ancestors has curves on the stack's
+    // transform properties.
+    static bool Animated(QdxNode* node, QdxAnimStack* stack) {
+        for (; node; node = node->GetParent())
+            for (int l = 0; l < stack->GetLayerCount(); ++l) {
+                QdxAnimLayer* layer = stack->GetLayer(l);
+                if (node->LclTranslation.GetCurveNode(layer, false) ||
+                    node->LclRotation.GetCurveNode(layer, false) ||
+                    node->LclScaling.GetCurveNode(layer, false))
+                    return true;
+            }
+        return false;
+    }
+
+    // One glTF animation per stack: the local TRS of every animated node,
+    // sampled at every frame of the stack's span, as LINEAR samplers.
+    void AddAnimations() {
+        QdxAnimStack* saved = mScene->GetCurrentAnimationStack();
+        const double fps = mScene->GetGlobalSettings().GetFrameRate();
+        QdxNode* root = mScene->GetRootNode();
+        for (int i = 0; i < mScene->GetSrcObjectCount<QdxAnimStack>(); ++i) {
+            QdxAnimStack* stack = mScene->GetSrcObject<QdxAnimStack>(i);
+            const std::string name = stack->GetName();
+            const QdxTimeSpan span = stack->GetLocalTimeSpan();
+            double start = span.GetStart().GetSecondDouble(),
+                   stop = span.GetStop().GetSecondDouble();
+            if (start < 0) {
+                mNotes.push_back("Animation '" + name + "': the time before 0 is not carried");
+                start = 0;
+            }
+            const double frames = (stop - start) * fps;
+            if (!(frames >= 0) || frames > double(kMaxSamples)) {
+                mNotes.push_back("Animation '" + name +
+                                 "': its time span is empty or too long; not carried");
+                continue;
+            }
+            // Every frame and the end, each later than the one before as a
+            // float (the file's time type).
+            std::vector<float> times;
+            std::vector<QdxTime> at;
+            auto sample = [&](double seconds) {
+                QdxTime t;
+                t.SetSecondDouble(seconds);
+                if (!times.empty() && !(float(t.GetSecondDouble()) > times.back())) return;
+                at.push_back(t);
+                times.push_back(float(t.GetSecondDouble()));
+            };
+            for (long long f = 0; f <= (long long)(frames); ++f)
+                sample(start + double(f) / fps);
+            sample(stop);
+            mScene->SetCurrentAnimationStack(stack);
+            tinygltf::Animation animation;
+            animation.name = name;
+            int input = -1;
+            std::vector<std::pair<int, QdxNode*>> animated; // in file order
+            for (const auto& [node, index] : mNodeIndex)
+                if (Animated(node, stack)) animated.emplace_back(index, node);
+            std::sort(animated.begin(), animated.end());
+            for (const auto& entry : animated) {
+                const int index = entry.first;
+                QdxNode* node = entry.second;
+                std::vector<float> t, r, s;
+                QdxQuaternion previous;
+                for (const QdxTime& time : at) {
+                    const QdxAMatrix world = mConversion * node->EvaluateGlobalTransform(time);
+                    QdxNode* parent = node->GetParent();
+                    const QdxAMatrix parentWorld =
+                        parent && parent != root
+                            ? mConversion * parent->EvaluateGlobalTransform(time)
+                            : QdxAMatrix();
+                    const QdxAMatrix local = parentWorld.Inverse() * world;
+                    const QdxVector4 lt = local.GetT(), ls = local.GetS();
+                    QdxQuaternion q = local.GetQ();
+                    q.Normalize();
+                    // The shorter way from the previous sample.
+                    if (q[0] * previous[0] + q[1] * previous[1] + q[2] * previous[2] +
+                            q[3] * previous[3] <
+                        0)
+                        q = QdxQuaternion(-q[0], -q[1], -q[2], -q[3]);
+                    previous = q;
+                    t.insert(t.end(), {float(lt[0]), float(lt[1]), float(lt[2])});
+                    r.insert(r.end(), {float(q[0]), float(q[1]), float(q[2]), float(q[3])});
+                    s.insert(s.end(), {float(ls[0]), float(ls[1]), float(ls[2])});
+                }
+                tinygltf::Node& g = mModel.nodes[size_t(index)];
+                if (!g.matrix.empty()) {
+                    mNotes.push_back("Animation '" + name + "': node '" + g.name +
+                                     "' has shear or a mirror; its animation is not carried");
+                    continue;
+                }
+                auto channel = [&](const std::vector<float>& values, int type, int components,
+                                   const char* path) {
+                    bool varies = false;
+                    for (size_t k = size_t(components); k < values.size() && !varies; ++k)
+                        varies = values[k] != values[k % size_t(components)];
+                    if (!varies) return;
+                    if (input < 0) input = AddFloats(times, TINYGLTF_TYPE_SCALAR, 1, true, 0);
+                    tinygltf::AnimationSampler sampler;
+                    sampler.input = input;
+                    sampler.output = AddFloats(values, type, components, false, 0);
+                    sampler.interpolation = "LINEAR";
+                    animation.samplers.push_back(sampler);
+                    tinygltf::AnimationChannel c;
+                    c.sampler = int(animation.samplers.size() - 1);
+                    c.target_node = index;
+                    c.target_path = path;
+                    animation.channels.push_back(c);
+                };
+                channel(t, TINYGLTF_TYPE_VEC3, 3, "translation");
+                channel(r, TINYGLTF_TYPE_VEC4, 4, "rotation");
+                channel(s, TINYGLTF_TYPE_VEC3, 3, "scale");
+            }
+            if (!animation.channels.empty()) mModel.animations.push_back(animation);
+        }
+        mScene->SetCurrentAnimationStack(saved);
+    }
+
+    // Whether one node is an ancestor of (or one of) all the joints.
+    bool SharesRoot(const std::vector<int>& joints) const {
+        std::vector<int> parent(mModel.nodes.size(), -1);
+        for (size_t i = 0; i < mModel.nodes.size(); ++i)
+            for (int c : mModel.nodes[i].children)
+                parent[size_t(c)] = int(i);
+        auto top = [&](int n) {
+            while (parent[size_t(n)] >= 0)
+                n = parent[size_t(n)];
+            return n;
+        };
+        for (int j : joints)
+            if (top(j) != top(joints[0])) return false;
+        return true;
+    }
+
     int AddNode(QdxNode* node, const QdxAMatrix& parentWorld) {
         const int index = int(mModel.nodes.size());
+        mNodeIndex[node] = index;
         mModel.nodes.emplace_back();
         const QdxAMatrix world = mConversion * node->EvaluateGlobalTransform();
         tinygltf::Node g;
         g.name = node->GetName();
         SetTransform(g, parentWorld.Inverse() * world);
         if (QdxMesh* mesh = node->GetMesh()) {
-            g.mesh = AddMesh(node, mesh);
+            g.mesh = AddMesh(node, mesh, index);
+        } else if (node->GetSkeleton()) {
+            mSkeletons.push_back(node);
         } else if (QdxNodeAttribute* attribute = node->GetNodeAttribute()) {
-            mNotes.push_back("Node '" + g.name + "': its " + attribute->GetClassId().GetName() +
-                             " is not carried yet");
+            AddCameraOrLight(node, attribute, g);
         }
         for (int i = 0; i < node->GetChildCount(); ++i)
             g.children.push_back(AddNode(node->GetChild(i), world));
         mModel.nodes[size_t(index)] = std::move(g);
         return index;
+    }
+
+    // A camera or light on the glTF node, or on a child of its own when the
+    // node's geometric transform and the turn between the two attribute
+    // frames do not cancel.
+    void AddCameraOrLight(QdxNode* node, QdxNodeAttribute* attribute, tinygltf::Node& g) {
+        const QdxNodeAttribute::EType type = attribute->GetAttributeType();
+        const std::string name = g.name;
+        int camera = -1, light = -1;
+        if (auto* c = QdxCast<QdxCamera>(attribute)) {
+            if (auto found = mCameras.find(c); found != mCameras.end()) {
+                camera = found->second;
+            } else {
+                tinygltf::Camera out;
+                if (ToGltfCamera(c, mMetres, out, mNotes)) {
+                    mModel.cameras.push_back(out);
+                    camera = int(mModel.cameras.size() - 1);
+                }
+                mCameras[c] = camera;
+            }
+        } else if (auto* l = QdxCast<QdxLight>(attribute)) {
+            if (auto found = mLights.find(l); found != mLights.end()) {
+                light = found->second;
+            } else {
+                tinygltf::Light out;
+                if (ToGltfLight(l, out, mNotes)) {
+                    mModel.lights.push_back(out);
+                    light = int(mModel.lights.size() - 1);
+                }
+                mLights[l] = light;
+            }
+        } else {
+            mNotes.push_back("Node '" + name + "': its " + attribute->GetClassId().GetName() +
+                             " is not carried yet");
+            return;
+        }
+        if (camera < 0 && light < 0) return;
+        const QdxAMatrix offset =
+            node->GetGeometricTransform() *
+            QdxAMatrix(QdxVector4(0, 0, 0), GltfAttributeTurn(type), QdxVector4(1, 1, 1)).Inverse();
+        tinygltf::Node* holder = &g;
+        tinygltf::Node child;
+        if (!NearIdentity(offset)) {
+            child.name = name + (camera >= 0 ? "_camera" : "_light");
+            SetTransform(child, offset);
+            holder = &child;
+        }
+        holder->camera = camera;
+        if (light >= 0) {
+            tinygltf::Value::Object reference;
+            reference["light"] = tinygltf::Value(light);
+            holder->extensions[kGltfLightsExtension] = tinygltf::Value(std::move(reference));
+        }
+        if (holder == &child) {
+            g.children.push_back(int(mModel.nodes.size()));
+            mModel.nodes.push_back(std::move(child));
+        }
+    }
+
+    static bool NearIdentity(const QdxAMatrix& m) {
+        for (int i = 0; i < 4; ++i)
+            for (int j = 0; j < 4; ++j)
+                if (std::fabs(m.Get(i, j) - (i == j ? 1.0 : 0.0)) > 1e-12) return false;
+        return true;
     }
 
     void SetTransform(tinygltf::Node& g, const QdxAMatrix& local) {
@@ -187,9 +453,15 @@ private:
 
     // One glTF mesh per Qdx mesh (per node when the node's geometric
     // transform must be baked in); one primitive per material slot.
-    int AddMesh(QdxNode* node, QdxMesh* mesh) {
+    int AddMesh(QdxNode* node, QdxMesh* mesh, int nodeIndex) {
         const QdxAMatrix geometric = node->GetGeometricTransform();
-        const bool baked = !geometric.IsIdentity();
+        GltfSkinData skin;
+        const bool skinned = CollectGltfSkin(mesh, geometric, skin, mNotes);
+        const bool baked = !geometric.IsIdentity() || skinned;
+        if (mesh->GetDeformerCount(QdxDeformer::eVertexCache) > 0 ||
+            mesh->GetDeformerCount(QdxDeformer::eBlendShape) > 0)
+            mNotes.push_back(std::string("Mesh '") + mesh->GetName() +
+                             "': its vertex caches and blend shapes are not carried");
         std::vector<int> materialIndices;
         for (int i = 0; i < node->GetMaterialCount(); ++i)
             materialIndices.push_back(AddMaterial(node->GetMaterial(i)));
@@ -228,7 +500,8 @@ private:
         tinygltf::Mesh g;
         g.name = mesh->GetName();
         for (const auto& [slot, polygons] : bySlot) {
-            std::vector<float> positions, normals, colors;
+            std::vector<float> positions, normals, colors, weights;
+            std::vector<uint16_t> joints;
             std::vector<std::vector<float>> uvs(static_cast<size_t>(texCoordCount));
             std::vector<uint32_t> indices;
             std::map<std::vector<float>, uint32_t> vertices;
@@ -237,8 +510,8 @@ private:
                 std::vector<uint32_t> corners;
                 for (int c = 0; c < size; ++c) {
                     std::vector<float> v;
-                    QdxVector4 point =
-                        geometric.MultT(mesh->GetControlPointAt(mesh->GetPolygonVertex(p, c)));
+                    const int controlPoint = mesh->GetPolygonVertex(p, c);
+                    QdxVector4 point = geometric.MultT(mesh->GetControlPointAt(controlPoint));
                     v.insert(v.end(), {float(point[0]), float(point[1]), float(point[2])});
                     if (hasNormals) {
                         QdxVector4 n;
@@ -265,6 +538,12 @@ private:
                         for (double x : {color.mRed, color.mGreen, color.mBlue, color.mAlpha})
                             v.push_back(float(std::clamp(x, 0.0, 1.0)));
                     }
+                    if (skinned)
+                        for (size_t k = 0; k < 4; ++k) {
+                            const size_t at = size_t(controlPoint) * 4 + k;
+                            v.push_back(float(skin.pointJoints[at]));
+                            v.push_back(skin.pointWeights[at]);
+                        }
                     auto [it, added] = vertices.emplace(v, uint32_t(positions.size() / 3));
                     if (added) {
                         size_t at = 0;
@@ -283,8 +562,15 @@ private:
                             set[set.size() - 1] = v[at + 2];
                             at += 3;
                         }
-                        if (hasColors)
-                            colors.insert(colors.end(), v.begin() + std::ptrdiff_t(at), v.end());
+                        if (hasColors) {
+                            colors.insert(colors.end(), v.begin() + std::ptrdiff_t(at),
+                                          v.begin() + std::ptrdiff_t(at + 4));
+                            at += 4;
+                        }
+                        for (; skinned && at < v.size(); at += 2) {
+                            joints.push_back(uint16_t(v[at]));
+                            weights.push_back(v[at + 1]);
+                        }
                     }
                     corners.push_back(it->second);
                 }
@@ -303,6 +589,10 @@ private:
                     AddFloats(uvs[s], TINYGLTF_TYPE_VEC2, 2, false);
             if (hasColors)
                 prim.attributes["COLOR_0"] = AddFloats(colors, TINYGLTF_TYPE_VEC4, 4, false);
+            if (skinned) {
+                prim.attributes["JOINTS_0"] = AddJoints(joints);
+                prim.attributes["WEIGHTS_0"] = AddFloats(weights, TINYGLTF_TYPE_VEC4, 4, false);
+            }
             prim.indices = AddIndices(indices);
             if (size_t(slot) < materialIndices.size())
                 prim.material = materialIndices[size_t(slot)];
@@ -316,6 +606,7 @@ private:
         mModel.meshes.push_back(g);
         const int index = int(mModel.meshes.size() - 1);
         if (!baked) mMeshes[key] = index;
+        if (skinned) mSkins.emplace_back(nodeIndex, std::move(skin));
         return index;
     }
 
@@ -437,6 +728,12 @@ private:
     std::map<std::pair<QdxMesh*, std::vector<int>>, int> mMeshes;
     std::map<QdxSurfaceMaterial*, int> mMaterials;
     std::map<QdxFileTexture*, int> mTextures;
+    std::map<QdxNode*, int> mNodeIndex;
+    std::vector<std::pair<int, GltfSkinData>> mSkins; // by glTF node
+    std::vector<QdxNode*> mSkeletons;
+    std::map<QdxCamera*, int> mCameras;
+    std::map<QdxLight*, int> mLights;
+    double mMetres = 1.0; // one scene unit in metres
 };
 
 bool WriteGltf(QdxScene* scene, bool binary, const Sink& sink, QdxStatus& status,

@@ -4,9 +4,13 @@
 #include <gtest/gtest.h>
 #include <tiny_gltf.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <map>
 
 #include "qdxsdk/qdxsdk.h"
 #include "scene_builder.h"
@@ -225,6 +229,326 @@ void ExpectSameCorners(QdxScene* a, QdxScene* b) {
     }
 }
 
+// MakeModel plus cameras and lights: a perspective camera on a turned node,
+// an orthographic one, a camera on the mesh node, point, spot and
+// directional lights.
+tinygltf::Model MakeModelWithCamerasAndLights() {
+    tinygltf::Model m = MakeModel();
+    tinygltf::Camera persp;
+    persp.name = "persp";
+    persp.type = "perspective";
+    persp.perspective = {};
+    persp.perspective.yfov = 0.7;
+    persp.perspective.aspectRatio = 1.5;
+    persp.perspective.znear = 0.05;
+    persp.perspective.zfar = 250;
+    tinygltf::Camera ortho;
+    ortho.name = "ortho";
+    ortho.type = "orthographic";
+    ortho.orthographic.xmag = 4;
+    ortho.orthographic.ymag = 2;
+    ortho.orthographic.znear = 0;
+    ortho.orthographic.zfar = 100;
+    m.cameras = {persp, ortho};
+    tinygltf::Light point, spot, sun;
+    point.name = "point";
+    point.type = "point";
+    point.color = {1, 0.5, 0.25};
+    point.intensity = 30;
+    point.range = 12;
+    spot.name = "spot";
+    spot.type = "spot";
+    spot.intensity = 800;
+    spot.spot.innerConeAngle = 0.2;
+    spot.spot.outerConeAngle = 0.6;
+    sun.name = "sun";
+    sun.type = "directional";
+    sun.intensity = 3;
+    m.lights = {point, spot, sun};
+    m.extensionsUsed.push_back("KHR_lights_punctual");
+
+    auto add = [&](const char* name, std::vector<double> t, std::vector<double> r) {
+        tinygltf::Node n;
+        n.name = name;
+        n.translation = t;
+        n.rotation = r;
+        m.nodes.push_back(n);
+        m.scenes[0].nodes.push_back(int(m.nodes.size() - 1));
+        return &m.nodes.back();
+    };
+    auto light = [](int index) {
+        tinygltf::Value::Object o;
+        o["light"] = tinygltf::Value(index);
+        return tinygltf::Value(o);
+    };
+    const double h = std::sqrt(0.5);
+    add("cam", {0, 1, 5}, {0, std::sin(0.3), 0, std::cos(0.3)})->camera = 0;
+    add("top", {0, 10, 0}, {-h, 0, 0, h})->camera = 1;
+    add("bulb", {1, 2, 3}, {})->extensions["KHR_lights_punctual"] = light(0);
+    add("cone", {0, 4, 0}, {std::sin(0.2), 0, std::sin(0.2), std::cos(0.2) * std::sqrt(2.0)})
+        ->extensions["KHR_lights_punctual"] = light(1);
+    add("sunNode", {}, {0.1, 0.2, 0.3, std::sqrt(1 - 0.14)})->extensions["KHR_lights_punctual"] =
+        light(2);
+    m.nodes[0].camera = 0; // the mesh node carries a camera too
+    return m;
+}
+
+// Where each camera and light sits and looks, with its values, by node name.
+struct Attached {
+    QdxVector4 position, forward, up;
+    std::vector<double> values;
+    bool hasUp = true; // a point light's up axis means nothing
+};
+
+std::map<std::string, Attached> CamerasAndLights(QdxScene* scene) {
+    std::map<std::string, Attached> out;
+    for (int i = 0; i < scene->GetNodeCount(); ++i) {
+        QdxNode* node = scene->GetNode(i);
+        Attached a;
+        QdxNodeAttribute* attribute = nullptr;
+        if (QdxCamera* c = node->GetCamera()) {
+            attribute = c;
+            a.values = {double(c->GetProjectionType()),
+                        c->GetVerticalFieldOfView(),
+                        c->GetFilmAspectRatio(),
+                        c->GetNearPlane(),
+                        c->GetFarPlane(),
+                        c->OrthoZoom.Get()};
+        } else if (QdxLight* l = node->GetLight()) {
+            attribute = l;
+            a.hasUp = l->GetLightType() != QdxLight::ePoint;
+            const QdxDouble3 color = l->Color.Get();
+            a.values = {double(l->GetLightType()),
+                        double(l->GetDecayType()),
+                        l->Intensity.Get(),
+                        color[0],
+                        color[1],
+                        color[2]};
+            if (l->GetLightType() == QdxLight::eSpot)
+                a.values.insert(a.values.end(), {l->InnerAngle.Get(), l->OuterAngle.Get()});
+        }
+        if (!attribute) continue;
+        // Written holder nodes are named after their parent.
+        std::string name = node->GetName();
+        for (const char* suffix : {"_camera", "_light", "_persp"})
+            if (name.size() > std::strlen(suffix) &&
+                name.compare(name.size() - std::strlen(suffix), std::string::npos, suffix) == 0)
+                name.resize(name.size() - std::strlen(suffix));
+        const QdxNodeAttribute::WorldFrame f = attribute->EvaluateWorldFrame(node);
+        a.position = f.position;
+        a.forward = f.forward;
+        a.up = f.up;
+        out[name] = a;
+    }
+    return out;
+}
+
+void ExpectSameCamerasAndLights(QdxScene* a, QdxScene* b) {
+    const auto x = CamerasAndLights(a), y = CamerasAndLights(b);
+    ASSERT_EQ(x.size(), y.size());
+    for (const auto& [name, k] : x) {
+        SCOPED_TRACE(name);
+        auto found = y.find(name);
+        ASSERT_NE(found, y.end());
+        const Attached& o = found->second;
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_NEAR(o.position[i], k.position[i], 1e-5);
+            EXPECT_NEAR(o.forward[i], k.forward[i], 1e-6);
+            if (k.hasUp) {
+                EXPECT_NEAR(o.up[i], k.up[i], 1e-6);
+            }
+        }
+        ASSERT_EQ(o.values.size(), k.values.size());
+        for (size_t i = 0; i < k.values.size(); ++i)
+            EXPECT_NEAR(o.values[i], k.values[i], 1e-5 * (1 + std::fabs(k.values[i]))) << i;
+    }
+}
+
+// A skinned strip: "body" (moved, which skinning ignores) carries a quad
+// strip weighed between "hip" and its child "knee", whose pose (turned 90
+// degrees about Z) differs from its bind pose (straight up from the hip).
+tinygltf::Model MakeSkinnedModel() {
+    tinygltf::Model m;
+    m.asset.version = "2.0";
+    m.buffers.emplace_back();
+    const std::vector<float> points = {0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 1, 0, 0, 2, 0, 1, 2, 0};
+    const std::vector<uint8_t> joints = {0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0,
+                                         0, 1, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
+    const std::vector<float> weights = {1,     0,     0, 0, 1, 0, 0, 0, 0.5f, 0.5f, 0, 0,
+                                        0.25f, 0.75f, 0, 0, 1, 0, 0, 0, 1,    0,    0, 0};
+    const std::vector<uint16_t> indices = {0, 1, 3, 0, 3, 2, 2, 3, 5, 2, 5, 4};
+    tinygltf::Primitive prim;
+    prim.mode = TINYGLTF_MODE_TRIANGLES;
+    prim.attributes["POSITION"] = AddFloats(m, points, TINYGLTF_TYPE_VEC3, 3);
+    prim.attributes["JOINTS_0"] =
+        AddAccessor(m, joints.data(), joints.size(), TINYGLTF_COMPONENT_TYPE_UNSIGNED_BYTE,
+                    TINYGLTF_TYPE_VEC4, 6);
+    prim.attributes["WEIGHTS_0"] = AddFloats(m, weights, TINYGLTF_TYPE_VEC4, 4);
+    prim.indices = AddAccessor(m, indices.data(), indices.size() * 2,
+                               TINYGLTF_COMPONENT_TYPE_UNSIGNED_SHORT, TINYGLTF_TYPE_SCALAR, 12);
+    tinygltf::Mesh mesh;
+    mesh.primitives = {prim};
+    m.meshes.push_back(mesh);
+    // Column-major inverse bind matrices: identity, and down by 1.
+    const std::vector<float> ibm = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0,  0, 1,
+                                    1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, -1, 0, 1};
+    tinygltf::Skin skin;
+    skin.joints = {1, 2};
+    skin.inverseBindMatrices = AddFloats(m, ibm, TINYGLTF_TYPE_MAT4, 16);
+    m.skins.push_back(skin);
+    tinygltf::Node body, hip, knee;
+    body.name = "body";
+    body.mesh = 0;
+    body.skin = 0;
+    body.translation = {5, 0, 0};
+    hip.name = "hip";
+    hip.children = {2};
+    knee.name = "knee";
+    knee.translation = {0, 1, 0};
+    knee.rotation = {0, 0, std::sqrt(0.5), std::sqrt(0.5)};
+    m.nodes = {body, hip, knee};
+    tinygltf::Scene scene;
+    scene.nodes = {0, 1};
+    m.scenes.push_back(scene);
+    return m;
+}
+
+// Every corner of every skinned mesh, deformed at a time, sorted.
+std::vector<std::array<double, 3>> DeformedCorners(QdxScene* scene, QdxTime time = QdxTime()) {
+    std::vector<std::array<double, 3>> out;
+    for (int i = 0; i < scene->GetNodeCount(); ++i) {
+        QdxMesh* mesh = scene->GetNode(i)->GetMesh();
+        auto* skin =
+            mesh ? static_cast<QdxSkin*>(mesh->GetDeformer(0, QdxDeformer::eSkin)) : nullptr;
+        std::vector<QdxVector4> points;
+        if (!skin || !skin->EvaluateDeformedPoints(time, points)) continue;
+        for (int p = 0; p < mesh->GetPolygonCount(); ++p)
+            for (int c = 0; c < mesh->GetPolygonSize(p); ++c) {
+                const QdxVector4& v = points[size_t(mesh->GetPolygonVertex(p, c))];
+                out.push_back({v[0], v[1], v[2]});
+            }
+    }
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+// Two animations: "walk" moves "mover" with a cubic translation (tangents),
+// a linear rotation sweeping 340 degrees about Y and a stepped scale;
+// "spin" moves "spinner" linearly.
+tinygltf::Model MakeAnimatedModel() {
+    tinygltf::Model m;
+    m.asset.version = "2.0";
+    m.buffers.emplace_back();
+    tinygltf::Node mover, spinner;
+    mover.name = "mover";
+    spinner.name = "spinner";
+    spinner.translation = {0, 0, 1};
+    m.nodes = {mover, spinner};
+    tinygltf::Scene scene;
+    scene.nodes = {0, 1};
+    m.scenes.push_back(scene);
+    auto sampler = [&](tinygltf::Animation& a, const std::vector<float>& times,
+                       const std::vector<float>& values, int type, int components,
+                       const char* interpolation, int node, const char* path) {
+        tinygltf::AnimationSampler s;
+        s.input = AddFloats(m, times, TINYGLTF_TYPE_SCALAR, 1);
+        m.accessors[size_t(s.input)].minValues = {times.front()};
+        m.accessors[size_t(s.input)].maxValues = {times.back()};
+        s.output = AddFloats(m, values, type, components);
+        s.interpolation = interpolation;
+        a.samplers.push_back(s);
+        tinygltf::AnimationChannel c;
+        c.sampler = int(a.samplers.size() - 1);
+        c.target_node = node;
+        c.target_path = path;
+        a.channels.push_back(c);
+    };
+    tinygltf::Animation walk, spin;
+    walk.name = "walk";
+    // In-tangent, value, out-tangent per key.
+    sampler(walk, {0, 0.5f, 1},
+            {0, 0, 0, 0, 0, 0, 2, 0, 0, 1, 1, 0, 1, 2, 0, -1, 1, 0, 0, 3, 0, 2, 2, 2, 0, 0, 0},
+            TINYGLTF_TYPE_VEC3, 3, "CUBICSPLINE", 0, "translation");
+    auto yaw = [](double degrees) {
+        const double h = degrees * 3.14159265358979323846 / 360.0;
+        return std::vector<float>{0, float(std::sin(h)), 0, float(std::cos(h))};
+    };
+    std::vector<float> rotations;
+    for (double d : {0.0, 170.0, 340.0}) {
+        auto q = yaw(d);
+        rotations.insert(rotations.end(), q.begin(), q.end());
+    }
+    sampler(walk, {0, 0.5f, 1}, rotations, TINYGLTF_TYPE_VEC4, 4, "LINEAR", 0, "rotation");
+    sampler(walk, {0, 0.4f}, {1, 1, 1, 2, 3, 4}, TINYGLTF_TYPE_VEC3, 3, "STEP", 0, "scale");
+    spin.name = "spin";
+    sampler(spin, {0.2f, 1.2f}, {0, 0, 1, 4, 0, 1}, TINYGLTF_TYPE_VEC3, 3, "LINEAR", 1,
+            "translation");
+    m.animations = {walk, spin};
+    return m;
+}
+
+// What glTF says "mover" and "spinner" hold at time t (seconds): translation,
+// rotation about Y (degrees, slerped the short way), scale.
+struct Pose {
+    double t[3], yaw, s[3];
+};
+Pose Expected(const std::string& animation, const std::string& node, double t) {
+    Pose p{{0, 0, 0}, 0, {1, 1, 1}};
+    if (animation == "spin") {
+        if (node == "spinner") {
+            const double u = std::clamp((t - 0.2) / 1.0, 0.0, 1.0);
+            p.t[0] = 4 * u;
+            p.t[2] = 1;
+        } else {
+            p.t[2] = 0;
+        }
+        if (node == "mover") return p;
+        return p;
+    }
+    if (node == "spinner") {
+        p.t[2] = 1;
+        return p;
+    }
+    // Hermite between keys (value, out-tangent) and (value, in-tangent).
+    const double keys[3][3][3] = {{{0, 0, 0}, {0, 0, 0}, {2, 0, 0}},
+                                  {{1, 1, 0}, {1, 2, 0}, {-1, 1, 0}},
+                                  {{0, 3, 0}, {2, 2, 2}, {0, 0, 0}}};
+    const int k = t < 0.5 ? 0 : 1;
+    const double dt = 0.5, u = std::clamp((t - 0.5 * k) / dt, 0.0, 1.0), u2 = u * u, u3 = u2 * u;
+    for (int i = 0; i < 3; ++i)
+        p.t[i] = (2 * u3 - 3 * u2 + 1) * keys[k][1][i] + (u3 - 2 * u2 + u) * dt * keys[k][2][i] +
+                 (-2 * u3 + 3 * u2) * keys[k + 1][1][i] + (u3 - u2) * dt * keys[k + 1][0][i];
+    p.yaw = 170.0 * std::clamp(t / 0.5, 0.0, 2.0);
+    const bool before = t < double(0.4f); // the key time as the file holds it
+    const double scale[3] = {before ? 1.0 : 2.0, before ? 1.0 : 3.0, before ? 1.0 : 4.0};
+    std::copy(scale, scale + 3, p.s);
+    return p;
+}
+
+// The node's local matrix against the pose, within single precision.
+void ExpectPose(QdxNode* node, QdxTime time, const Pose& p) {
+    const QdxAMatrix local = node->EvaluateLocalTransform(time);
+    const QdxAMatrix expected(QdxVector4(p.t[0], p.t[1], p.t[2]), QdxVector4(0, p.yaw, 0),
+                              QdxVector4(p.s[0], p.s[1], p.s[2]));
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            EXPECT_NEAR(local.Get(i, j), expected.Get(i, j), 2e-5)
+                << node->GetName() << " at " << time.GetSecondDouble() << " s, " << i << j;
+}
+
+QdxAnimStack* FindStack(QdxScene* scene, const std::string& name) {
+    for (int i = 0; i < scene->GetSrcObjectCount<QdxAnimStack>(); ++i)
+        if (name == scene->GetSrcObject<QdxAnimStack>(i)->GetName())
+            return scene->GetSrcObject<QdxAnimStack>(i);
+    return nullptr;
+}
+
+struct HostileCase {
+    const char* name;
+    std::function<void(tinygltf::Model&)> spoil;
+    const char* message;
+};
+
 class GltfTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -246,6 +570,18 @@ protected:
         EXPECT_TRUE(ok) << exporter->GetStatus().GetErrorString();
         exporter->Destroy();
         return ok;
+    }
+    // Each spoilt model fails to import with a message holding the case's.
+    void ExpectFailures(tinygltf::Model (*make)(), const std::vector<HostileCase>& cases) {
+        for (const HostileCase& c : cases) {
+            SCOPED_TRACE(c.name);
+            tinygltf::Model m = make();
+            c.spoil(m);
+            ASSERT_TRUE(WriteModel(m, dir + "/hostile.gltf", false));
+            std::string error;
+            EXPECT_FALSE(Import(dir + "/hostile.gltf", &error));
+            EXPECT_NE(error.find(c.message), std::string::npos) << error;
+        }
     }
     QdxManager* manager = nullptr;
     std::string dir;
@@ -376,12 +712,7 @@ TEST_F(GltfTest, DetectsByContentThenSuffix) {
 
 // Each hostile file fails with a message naming the problem.
 TEST_F(GltfTest, HostileFilesFailClearly) {
-    struct Case {
-        const char* name;
-        std::function<void(tinygltf::Model&)> spoil;
-        const char* message;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<HostileCase> cases = {
         {"accessor past its view", [](tinygltf::Model& m) { m.accessors[0].count = 5; },
          "past the end of its buffer view"},
         {"huge count", [](tinygltf::Model& m) { m.accessors[0].count = size_t(1) << 40; },
@@ -404,17 +735,21 @@ TEST_F(GltfTest, HostileFilesFailClearly) {
          "does not exist"},
         {"missing material", [](tinygltf::Model& m) { m.meshes[0].primitives[0].material = 9; },
          "material that does not exist"},
+        {"flat camera", [](tinygltf::Model& m) { m.cameras[0].perspective.yfov = 4; },
+         "field of view"},
+        {"camera planes", [](tinygltf::Model& m) { m.cameras[1].orthographic.zfar = -1; },
+         "near and far planes"},
+        {"missing light",
+         [](tinygltf::Model& m) {
+             m.nodes.back()
+                 .extensions["KHR_lights_punctual"]
+                 .Get<tinygltf::Value::Object>()["light"] = tinygltf::Value(7);
+         },
+         "light that does not exist"},
+        {"inverted cone", [](tinygltf::Model& m) { m.lights[1].spot.innerConeAngle = 0.9; },
+         "cone angles"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        tinygltf::Model m = MakeModel();
-        c.spoil(m);
-        const std::string path = dir + "/hostile.gltf";
-        ASSERT_TRUE(WriteModel(m, path, false));
-        std::string error;
-        EXPECT_FALSE(Import(path, &error));
-        EXPECT_NE(error.find(c.message), std::string::npos) << error;
-    }
+    ExpectFailures(MakeModelWithCamerasAndLights, cases);
     qdxtest::WriteAll(dir + "/bad.gltf", "{\"asset\": {\"version\": \"2.0\"}, \"nodes\": [");
     std::string error;
     EXPECT_FALSE(Import(dir + "/bad.gltf", &error));
@@ -428,10 +763,6 @@ TEST_F(GltfTest, NotesWhatIsNotCarried) {
     m.meshes[0].primitives[1].attributes["TANGENT"] =
         m.meshes[0].primitives[1].attributes["NORMAL"];
     m.accessors[size_t(m.meshes[0].primitives[1].attributes["NORMAL"])].type = TINYGLTF_TYPE_VEC3;
-    m.cameras.emplace_back();
-    m.cameras[0].type = "perspective";
-    m.cameras[0].perspective.yfov = 1;
-    m.cameras[0].perspective.znear = 0.1;
     ASSERT_TRUE(WriteModel(m, dir + "/notes.gltf", false));
     QdxScene* scene = Import(dir + "/notes.gltf");
     ASSERT_TRUE(scene);
@@ -439,7 +770,277 @@ TEST_F(GltfTest, NotesWhatIsNotCarried) {
     for (const std::string& note : QdxGetConversionNotes(scene))
         all += note + "\n";
     EXPECT_NE(all.find("TANGENT is not carried"), std::string::npos) << all;
-    EXPECT_NE(all.find("Cameras"), std::string::npos) << all;
+}
+
+TEST_F(GltfTest, CamerasAndLightsLookAlongGltfAxesAndKeepTheirValues) {
+    ASSERT_TRUE(WriteModel(MakeModelWithCamerasAndLights(), dir + "/cl.gltf", false));
+    QdxScene* scene = Import(dir + "/cl.gltf");
+    ASSERT_TRUE(scene);
+    EXPECT_TRUE(QdxGetConversionNotes(scene).empty()) << QdxGetConversionNotes(scene).front();
+    const auto all = CamerasAndLights(scene);
+    ASSERT_EQ(all.size(), 6u);
+    // Each looks along its node's -Z with +Y up.
+    for (const char* name : {"cam", "top", "cone", "sunNode", "parent"}) {
+        SCOPED_TRACE(name);
+        QdxNode* node = scene->GetRootNode()->FindChild(name);
+        ASSERT_TRUE(node);
+        const QdxAMatrix world = node->EvaluateGlobalTransform();
+        QdxVector4 forward = world.MultR(QdxVector4(0, 0, -1, 0)),
+                   up = world.MultR(QdxVector4(0, 1, 0, 0));
+        const double fl =
+            std::sqrt(forward[0] * forward[0] + forward[1] * forward[1] + forward[2] * forward[2]);
+        const double ul = std::sqrt(up[0] * up[0] + up[1] * up[1] + up[2] * up[2]);
+        const Attached& a = all.at(name);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_NEAR(a.forward[i], forward[i] / fl, 1e-9);
+            EXPECT_NEAR(a.up[i], up[i] / ul, 1e-9);
+            EXPECT_NEAR(a.position[i], world.GetT()[i], 1e-9);
+        }
+    }
+    // The top camera is turned to look straight down.
+    EXPECT_NEAR(all.at("top").forward[1], -1.0, 1e-9);
+    const double deg = 180.0 / 3.14159265358979323846;
+    const std::vector<double> persp = all.at("cam").values, ortho = all.at("top").values;
+    EXPECT_NEAR(persp[1], 0.7 * deg, 1e-9);
+    EXPECT_NEAR(persp[2], 1.5, 1e-12);
+    EXPECT_NEAR(persp[3], 0.05, 1e-12);
+    EXPECT_NEAR(persp[4], 250, 1e-12);
+    EXPECT_EQ(ortho[0], double(QdxCamera::eOrthogonal));
+    EXPECT_NEAR(ortho[2], 2.0, 1e-12) << "xmag / ymag";
+    EXPECT_NEAR(ortho[5] * 30, 4.0, 1e-12) << "the view is 2 * ymag high";
+    const std::vector<double> spot = all.at("cone").values;
+    EXPECT_EQ(spot[0], double(QdxLight::eSpot));
+    EXPECT_EQ(spot[1], double(QdxLight::eQuadratic));
+    EXPECT_NEAR(spot[2], 80000, 1e-9);
+    EXPECT_NEAR(spot[6], 0.4 * deg, 1e-9) << "full cone angles in degrees";
+    EXPECT_NEAR(spot[7], 1.2 * deg, 1e-9);
+    EXPECT_EQ(all.at("sunNode").values[1], double(QdxLight::eNone));
+    EXPECT_NEAR(all.at("bulb").values[4], 0.5, 1e-12);
+    EXPECT_NEAR(
+        scene->GetRootNode()->FindChild("bulb")->GetLight()->FindProperty("range").Get<double>(),
+        12, 0);
+    EXPECT_EQ(scene->GetRootNode()->FindChild("cam")->GetCamera(),
+              scene->GetRootNode()->FindChild("parent_persp")->GetCamera())
+        << "one camera, two nodes; the mesh node's camera sits on a child";
+
+    // glTF -> Qdx -> glTF keeps all of it.
+    for (const char* ext : {".glb", ".gltf"}) {
+        SCOPED_TRACE(ext);
+        ASSERT_TRUE(Export(scene, dir + "/cl.qdx"));
+        QdxScene* middle = Import(dir + "/cl.qdx");
+        ASSERT_TRUE(middle);
+        ASSERT_TRUE(Export(middle, dir + "/again" + std::string(ext)));
+        QdxScene* again = Import(dir + "/again" + std::string(ext));
+        ASSERT_TRUE(again);
+        ExpectSameCamerasAndLights(scene, again);
+        EXPECT_TRUE(QdxGetConversionNotes(again).empty());
+        EXPECT_NEAR(again->GetRootNode()
+                        ->FindChild("bulb")
+                        ->GetLight()
+                        ->FindProperty("range")
+                        .Get<double>(),
+                    12, 1e-12);
+    }
+}
+
+// A Z-up centimetre scene's camera and light keep their world frames in
+// metres (the writer adds the turn on a node of their own).
+TEST_F(GltfTest, WritesSdkCamerasAndLightsInTheirWorldFrames) {
+    QdxScene* scene = QdxScene::Create(manager, "");
+    scene->GetGlobalSettings().SetAxisSystem(QdxAxisSystem::ToveZUp);
+    scene->GetGlobalSettings().SetSystemUnit(QdxSystemUnit::cm);
+    QdxNode* camNode = QdxNode::Create(scene, "cam");
+    camNode->LclTranslation.Set(QdxDouble3(100, -200, 50));
+    camNode->LclRotation.Set(QdxDouble3(10, 20, 30));
+    QdxCamera* cam = QdxCamera::Create(scene, "lens");
+    cam->SetNearPlane(10);
+    cam->SetFarPlane(5000);
+    camNode->SetNodeAttribute(cam);
+    QdxNode* lightNode = QdxNode::Create(scene, "lamp");
+    lightNode->LclRotation.Set(QdxDouble3(-40, 0, 15));
+    QdxLight* light = QdxLight::Create(scene, "lampShape");
+    light->SetLightType(QdxLight::eDirectional);
+    light->SetDecayType(QdxLight::eNone);
+    lightNode->SetNodeAttribute(light);
+    scene->GetRootNode()->AddChild(camNode);
+    camNode->AddChild(lightNode); // a child keeps its frame under a turned parent
+    ASSERT_TRUE(Export(scene, dir + "/sdk.glb"));
+    QdxScene* back = Import(dir + "/sdk.glb");
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(QdxGetConversionNotes(back).empty());
+    const auto before = CamerasAndLights(scene), after = CamerasAndLights(back);
+    ASSERT_EQ(after.size(), 2u);
+    const QdxAMatrix toYUp = QdxAxisSystem::ToveYUp.GetConversionFrom(QdxAxisSystem::ToveZUp);
+    for (const char* name : {"cam", "lamp"}) {
+        SCOPED_TRACE(name);
+        const Attached &a = before.at(name), &b = after.at(name);
+        const QdxVector4 p = toYUp.MultT(a.position), f = toYUp.MultR(a.forward),
+                         u = toYUp.MultR(a.up);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_NEAR(b.position[i], p[i] / 100, 1e-9);
+            EXPECT_NEAR(b.forward[i], f[i], 1e-9);
+            EXPECT_NEAR(b.up[i], u[i], 1e-9);
+        }
+    }
+    EXPECT_NEAR(after.at("cam").values[3], 0.1, 1e-12) << "near plane in metres";
+    EXPECT_NEAR(after.at("cam").values[1], cam->GetVerticalFieldOfView(), 1e-9);
+}
+
+TEST_F(GltfTest, SkinsDeformAsGltfSaysAndSurviveTheRoundTrip) {
+    ASSERT_TRUE(WriteModel(MakeSkinnedModel(), dir + "/skin.glb", true));
+    QdxScene* scene = Import(dir + "/skin.glb");
+    ASSERT_TRUE(scene);
+    EXPECT_TRUE(QdxGetConversionNotes(scene).empty()) << QdxGetConversionNotes(scene).front();
+    QdxNode* knee = scene->GetRootNode()->FindChild("knee");
+    ASSERT_TRUE(knee && knee->GetSkeleton());
+    EXPECT_EQ(knee->GetSkeleton()->GetSkeletonType(), QdxSkeleton::eLimbNode);
+    EXPECT_EQ(scene->GetRootNode()->FindChild("hip")->GetSkeleton()->GetSkeletonType(),
+              QdxSkeleton::eRoot);
+    // The hip stays; a point bound to the knee moves by knee * ibm:
+    // (x, y) -> (1 - y, x + 1).
+    auto kneeMove = [](double x, double y) { return std::array<double, 2>{-(y - 1), x + 1}; };
+    const double points[6][2] = {{0, 0}, {1, 0}, {0, 1}, {1, 1}, {0, 2}, {1, 2}};
+    const double kneeWeight[6] = {0, 0, 0.5, 0.75, 0, 0};
+    const double pureKnee[6] = {0, 0, 0, 0, 1, 1};
+    std::vector<std::array<double, 3>> expected;
+    const int corners[12] = {0, 1, 3, 0, 3, 2, 2, 3, 5, 2, 5, 4};
+    for (int c : corners) {
+        const double x = points[c][0], y = points[c][1];
+        const double w = pureKnee[c] ? 1.0 : kneeWeight[c];
+        const auto k = kneeMove(x, y);
+        expected.push_back({(1 - w) * x + w * k[0], (1 - w) * y + w * k[1], 0});
+    }
+    std::sort(expected.begin(), expected.end());
+    const auto first = DeformedCorners(scene);
+    ASSERT_EQ(first.size(), expected.size());
+    for (size_t i = 0; i < first.size(); ++i)
+        for (int j = 0; j < 3; ++j)
+            EXPECT_NEAR(first[i][size_t(j)], expected[i][size_t(j)], 1e-6) << i;
+
+    for (const char* ext : {".glb", ".gltf"}) {
+        SCOPED_TRACE(ext);
+        ASSERT_TRUE(Export(scene, dir + "/skin.qdx"));
+        QdxScene* middle = Import(dir + "/skin.qdx");
+        ASSERT_TRUE(middle);
+        // Move the mesh node: skinning ignores it both ways.
+        middle->GetRootNode()->FindChild("body")->LclTranslation.Set(QdxDouble3(0, 7, 0));
+        ASSERT_TRUE(Export(middle, dir + "/skin-again" + std::string(ext)));
+        QdxScene* again = Import(dir + "/skin-again" + std::string(ext));
+        ASSERT_TRUE(again);
+        const auto second = DeformedCorners(again);
+        ASSERT_EQ(second.size(), first.size());
+        for (size_t i = 0; i < first.size(); ++i)
+            for (int j = 0; j < 3; ++j)
+                EXPECT_NEAR(second[i][size_t(j)], first[i][size_t(j)], 1e-5) << i;
+    }
+}
+
+TEST_F(GltfTest, HostileSkinsFailClearly) {
+    const std::vector<HostileCase> cases = {
+        {"joint index past the skin",
+         [](tinygltf::Model& m) {
+             auto& v = m.bufferViews[size_t(m.accessors[1].bufferView)];
+             m.buffers[0].data[v.byteOffset + 4] = 9;
+         },
+         "past its skin's joints"},
+        {"missing joint node",
+         [](tinygltf::Model& m) {
+             m.skins[0].joints = {1, 99};
+         },
+         "joint that does not exist"},
+        {"too few matrices", [](tinygltf::Model& m) { m.accessors.back().count = 1; },
+         "fewer inverse bind matrices"},
+        {"negative weight",
+         [](tinygltf::Model& m) {
+             const float bad = -1;
+             auto& v = m.bufferViews[size_t(m.accessors[2].bufferView)];
+             std::memcpy(&m.buffers[0].data[v.byteOffset], &bad, 4);
+         },
+         "negative"},
+    };
+    ExpectFailures(MakeSkinnedModel, cases);
+}
+
+TEST_F(GltfTest, AnimationsEvaluateAsGltfSaysAndSurviveTheRoundTrip) {
+    ASSERT_TRUE(WriteModel(MakeAnimatedModel(), dir + "/anim.gltf", false));
+    QdxScene* scene = Import(dir + "/anim.gltf");
+    ASSERT_TRUE(scene);
+    EXPECT_TRUE(QdxGetConversionNotes(scene).empty()) << QdxGetConversionNotes(scene).front();
+    const double fps = scene->GetGlobalSettings().GetFrameRate();
+    // Cubic translation and slerped rotation hold between frames too; the
+    // step holds until its next key.
+    for (const char* name : {"walk", "spin"}) {
+        QdxAnimStack* stack = FindStack(scene, name);
+        ASSERT_TRUE(stack) << name;
+        scene->SetCurrentAnimationStack(stack);
+        for (const char* node : {"mover", "spinner"})
+            for (double frame = 0; frame <= 1.3 * fps; frame += 0.5) {
+                QdxTime time;
+                time.SetSecondDouble(frame / fps);
+                ExpectPose(scene->GetRootNode()->FindChild(node), time,
+                           Expected(name, node, frame / fps));
+            }
+    }
+    // The Euler curves are continuous: no jump where the yaw passes 180.
+    scene->SetCurrentAnimationStack(FindStack(scene, "walk"));
+    QdxNode* mover = scene->GetRootNode()->FindChild("mover");
+    QdxAnimCurve* yaw = mover->LclRotation.GetCurve(FindStack(scene, "walk")->GetLayer(0), "Y");
+    ASSERT_TRUE(yaw);
+    for (int k = 1; k < yaw->KeyGetCount(); ++k)
+        EXPECT_LT(std::fabs(yaw->KeyGetValue(k) - yaw->KeyGetValue(k - 1)), 180.0);
+
+    // glTF -> Qdx -> glTF: sampled at frames, the same at every frame.
+    for (const char* ext : {".glb", ".gltf"}) {
+        SCOPED_TRACE(ext);
+        ASSERT_TRUE(Export(scene, dir + "/anim.qdx"));
+        QdxScene* middle = Import(dir + "/anim.qdx");
+        ASSERT_TRUE(middle);
+        ASSERT_TRUE(Export(middle, dir + "/anim-again" + std::string(ext)));
+        QdxScene* again = Import(dir + "/anim-again" + std::string(ext));
+        ASSERT_TRUE(again);
+        EXPECT_TRUE(QdxGetConversionNotes(middle).empty());
+        for (const char* name : {"walk", "spin"}) {
+            QdxAnimStack* stack = FindStack(again, name);
+            ASSERT_TRUE(stack) << name;
+            again->SetCurrentAnimationStack(stack);
+            for (const char* node : {"mover", "spinner"})
+                for (double frame = 0; frame <= 1.2 * fps; frame += 1) {
+                    QdxTime time;
+                    time.SetSecondDouble(frame / fps);
+                    // The stepped scale changes within the frame before its key.
+                    if (std::string(name) == "walk" && std::fabs(frame / fps - 0.4) < 1.0 / fps)
+                        continue;
+                    ExpectPose(again->GetRootNode()->FindChild(node), time,
+                               Expected(name, node, frame / fps));
+                }
+        }
+    }
+}
+
+TEST_F(GltfTest, HostileAnimationsFailClearly) {
+    const std::vector<HostileCase> cases = {
+        {"input not increasing",
+         [](tinygltf::Model& m) {
+             const float back = 0.1f;
+             const auto& a = m.accessors[size_t(m.animations[0].samplers[0].input)];
+             auto& v = m.bufferViews[size_t(a.bufferView)];
+             std::memcpy(&m.buffers[0].data[v.byteOffset + 8], &back, 4);
+         },
+         "not increasing"},
+        {"output short",
+         [](tinygltf::Model& m) { m.animations[0].samplers[0].interpolation = "LINEAR"; },
+         "output count"},
+        {"missing node", [](tinygltf::Model& m) { m.animations[1].channels[0].target_node = 7; },
+         "node that does not exist"},
+        {"missing sampler", [](tinygltf::Model& m) { m.animations[1].channels[0].sampler = 3; },
+         "sampler that does not exist"},
+        {"huge output",
+         [](tinygltf::Model& m) {
+             m.accessors[size_t(m.animations[1].samplers[0].output)].count = size_t(1) << 40;
+         },
+         "too many elements"},
+    };
+    ExpectFailures(MakeAnimatedModel, cases);
 }
 
 // Every file the writer makes passes the glTF validator without errors.
@@ -455,11 +1056,24 @@ TEST_F(GltfTest, WrittenFilesPassTheValidator) {
     ASSERT_TRUE(scene);
     ASSERT_TRUE(Export(scene, dir + "/out.glb"));
     ASSERT_TRUE(Export(scene, dir + "/out.gltf"));
+    ASSERT_TRUE(WriteModel(MakeModelWithCamerasAndLights(), dir + "/cl.glb", true));
+    QdxScene* withCameras = Import(dir + "/cl.glb");
+    ASSERT_TRUE(withCameras);
+    ASSERT_TRUE(Export(withCameras, dir + "/cl-out.gltf"));
+    ASSERT_TRUE(WriteModel(MakeSkinnedModel(), dir + "/skin.glb", true));
+    QdxScene* skinned = Import(dir + "/skin.glb");
+    ASSERT_TRUE(skinned);
+    ASSERT_TRUE(Export(skinned, dir + "/skin-out.glb"));
+    ASSERT_TRUE(WriteModel(MakeAnimatedModel(), dir + "/anim.glb", true));
+    QdxScene* animated = Import(dir + "/anim.glb");
+    ASSERT_TRUE(animated);
+    ASSERT_TRUE(Export(animated, dir + "/anim-out.glb"));
     QdxScene* everything = QdxScene::Create(manager, "");
     qdxtest::BuildEverythingScene(everything);
     ASSERT_TRUE(Export(everything, dir + "/everything.glb"));
     const std::string command = "node " + script + " " + dir + "/out.glb " + dir + "/out.gltf " +
-                                dir + "/everything.glb > " + dir + "/report.txt 2>&1";
+                                dir + "/everything.glb " + dir + "/cl-out.gltf " + dir +
+                                "/skin-out.glb > " + dir + "/report.txt 2>&1";
     const int rc = std::system(command.c_str());
     EXPECT_EQ(rc, 0) << qdxtest::ReadAll(dir + "/report.txt");
 }
