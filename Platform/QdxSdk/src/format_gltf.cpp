@@ -4,6 +4,8 @@
 
 #include <cstring>
 #include <sstream>
+#include <string>
+#include <string_view>
 
 #include "qdxsdk/conversion_notes.h"
 #include "qdxsdk/scene.h"
@@ -36,15 +38,35 @@ bool IsGlb(const uint8_t* head, size_t size) {
     return size >= 12 && LoadU32(head) == kGlbMagic;
 }
 
-// A JSON object whose first member names are glTF's top-level ones.
+// A JSON object whose first member is one of glTF's top-level properties.
+// Writers order members freely (alphabetically puts "accessors" first), so
+// "asset" can lie far past the head that detection reads.
 bool IsGltfText(const uint8_t* head, size_t size) {
+    static const char* const kTopLevel[] = {
+        "accessors",      "animations", "asset",      "buffers",
+        "bufferViews",    "cameras",    "extensions", "extensionsRequired",
+        "extensionsUsed", "extras",     "images",     "materials",
+        "meshes",         "nodes",      "samplers",   "scene",
+        "scenes",         "skins",      "textures"};
     size_t i = 0;
     if (size >= 3 && head[0] == 0xEF && head[1] == 0xBB && head[2] == 0xBF) i = 3;
-    while (i < size && std::strchr(" \t\r\n", head[i]))
-        ++i;
+    auto skipSpace = [&] {
+        while (i < size && head[i] != 0 && std::strchr(" \t\r\n", head[i]))
+            ++i;
+    };
+    skipSpace();
     if (i >= size || head[i] != '{') return false;
-    std::string text(reinterpret_cast<const char*>(head) + i, size - i);
-    return text.find("\"asset\"") != std::string::npos;
+    ++i;
+    skipSpace();
+    if (i >= size || head[i] != '"') return false;
+    const size_t start = ++i;
+    while (i < size && head[i] != '"')
+        ++i;
+    if (i >= size) return false;
+    const std::string_view name(reinterpret_cast<const char*>(head) + start, i - start);
+    for (const char* member : kTopLevel)
+        if (name == member) return true;
+    return false;
 }
 
 bool ReadGlbVersion(const uint8_t* head, size_t size, int& version, QdxStatus& status) {

@@ -196,7 +196,8 @@ private:
             for (const QdxAMatrix& m : data.inverseBind)
                 for (int c = 0; c < 4; ++c)
                     for (int r = 0; r < 4; ++r)
-                        matrices.push_back(float(m.Get(c, r)));
+                        // Affine: the bottom row is exact, never rounding noise.
+                        matrices.push_back(r == 3 ? (c == 3 ? 1.0f : 0.0f) : float(m.Get(c, r)));
             skin.inverseBindMatrices = AddFloats(matrices, TINYGLTF_TYPE_MAT4, 16, false, 0);
             mModel.skins.push_back(skin);
             g.skin = int(mModel.skins.size() - 1);
