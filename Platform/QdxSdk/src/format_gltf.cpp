@@ -3,14 +3,50 @@
 #include "format_gltf.h"
 
 #include <cstring>
+#include <filesystem>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "qdxsdk/conversion_notes.h"
+#include "qdxsdk/gltf_images.h"
+#include "qdxsdk/material.h"
 #include "qdxsdk/scene.h"
 
 namespace qdxsdk {
+
+std::string QdxGltfImageFolder(const std::string& file) {
+    const std::filesystem::path p = std::filesystem::absolute(std::filesystem::path(file));
+    return (p.parent_path() / (p.stem().string() + "_images")).lexically_normal().string();
+}
+
+bool QdxMoveGltfImages(QdxScene* scene, const std::string& gltfFile, const std::string& output,
+                       std::string* error) {
+    namespace fs = std::filesystem;
+    if (!scene) return true;
+    const fs::path from = QdxGltfImageFolder(gltfFile), to = QdxGltfImageFolder(output);
+    std::error_code ec;
+    const bool same = fs::equivalent(from, to, ec);
+    for (int i = 0; i < scene->GetSrcObjectCount<QdxFileTexture>(); ++i) {
+        QdxFileTexture* texture = scene->GetSrcObject<QdxFileTexture>(i);
+        const fs::path image = fs::path(texture->GetFileName()).lexically_normal();
+        if (image.parent_path() != from) continue;
+        const fs::path target = to / image.filename();
+        if (!same) {
+            fs::create_directories(to, ec);
+            if (!fs::copy_file(image, target, fs::copy_options::overwrite_existing, ec) || ec) {
+                if (error)
+                    *error = "cannot copy '" + image.string() + "' to '" + target.string() +
+                             "': " + (ec ? ec.message() : std::string("not copied"));
+                return false;
+            }
+        }
+        texture->SetFileName(target.string().c_str());
+        texture->SetRelativeFileName((to.filename() / image.filename()).string().c_str());
+    }
+    return true;
+}
 
 std::vector<std::string> QdxGetConversionNotes(const QdxScene* scene) {
     std::vector<std::string> notes;

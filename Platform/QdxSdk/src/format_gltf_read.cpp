@@ -20,6 +20,7 @@
 #include "format_gltf_skin.h"
 #include "qdxsdk/attributes.h"
 #include "qdxsdk/geometry.h"
+#include "qdxsdk/gltf_images.h"
 #include "qdxsdk/material.h"
 #include "qdxsdk/mesh.h"
 #include "qdxsdk/node.h"
@@ -832,7 +833,7 @@ bool ResolveImages(const tinygltf::Model& m, const std::string& path, std::vecto
         std::string name = image.name.empty() ? "image" + std::to_string(i) : image.name;
         for (char& c : name)
             if (c == '/' || c == '\\' || c == ':' || c == '.') c = '_';
-        const std::string folder = file.stem().string() + "_images";
+        const std::string folder = fs::path(QdxGltfImageFolder(path)).filename().string();
         const std::string relative = folder + "/" + name + (mime == "image/png" ? ".png" : ".jpg");
         std::error_code ec;
         fs::create_directories(dir / folder, ec);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <set>
 #include <sstream>
@@ -25,6 +26,7 @@
 namespace qdxsdk::format {
 
 namespace {
+namespace fs = std::filesystem;
 
 std::string Base64(const std::vector<unsigned char>& bytes) {
     static const char* table = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -680,12 +682,31 @@ private:
         return index;
     }
 
+    // The texture's image as this machine finds it: its file name, else its
+    // relative name, else the file name less leading folders (a path made
+    // on another machine), from the working folder.
+    static std::string ImagePath(QdxFileTexture* file) {
+        std::error_code ec;
+        const std::string stored = file->GetFileName();
+        if (stored.empty() || fs::is_regular_file(stored, ec)) return stored;
+        if (const std::string relative = file->GetRelativeFileName();
+            !relative.empty() && fs::is_regular_file(relative, ec))
+            return relative;
+        std::string path = stored;
+        std::replace(path.begin(), path.end(), '\\', '/');
+        for (size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/')) {
+            path.erase(0, slash + 1);
+            if (fs::is_regular_file(path, ec)) return path;
+        }
+        return stored;
+    }
+
     int AddTexture(QdxFileTexture* file) {
         if (auto found = mTextures.find(file); found != mTextures.end()) return found->second;
         int result = -1;
         std::vector<uint8_t> bytes;
         QdxStatus readStatus;
-        const std::string path = file->GetFileName();
+        const std::string path = ImagePath(file);
         if (!ReadFileBytes(path, bytes, readStatus)) {
             mNotes.push_back(std::string("Texture '") + file->GetName() + "': its image '" + path +
                              "' cannot be read; not carried");

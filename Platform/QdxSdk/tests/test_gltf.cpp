@@ -123,6 +123,9 @@ tinygltf::Model MakeModel() {
     red.pbrMetallicRoughness.roughnessFactor = 0.5;
     red.pbrMetallicRoughness.baseColorTexture.index = 0;
     red.emissiveFactor = {0.1, 0.2, 0.3};
+    red.emissiveTexture.index = 0;
+    red.emissiveTexture.texCoord = 1;
+    red.normalTexture.index = 0;
     tinygltf::Material blue;
     blue.name = "blue";
     blue.pbrMetallicRoughness.baseColorFactor = {0.1, 0.2, 0.9, 1.0};
@@ -156,8 +159,8 @@ bool WriteModel(const tinygltf::Model& m, const std::string& path, bool binary) 
 // Every triangle corner of every mesh node, in world space, as text rows
 // that compare within single precision.
 struct Corner {
-    std::string node, material;
-    double p[3], n[3], uv[2], c[4];
+    std::string node, parent, material;
+    double p[3], n[3], uv[2], uv2[2], c[4];
 };
 
 std::vector<Corner> Corners(QdxScene* scene) {
@@ -176,6 +179,7 @@ std::vector<Corner> Corners(QdxScene* scene) {
             for (int c = 0; c < mesh->GetPolygonSize(p); ++c) {
                 Corner k{};
                 k.node = node->GetName();
+                k.parent = node->GetParent() ? node->GetParent()->GetName() : "";
                 k.material = node->GetMaterial(slot) ? node->GetMaterial(slot)->GetName() : "";
                 QdxVector4 pos = world.MultT(mesh->GetControlPointAt(mesh->GetPolygonVertex(p, c)));
                 QdxVector4 n;
@@ -185,6 +189,8 @@ std::vector<Corner> Corners(QdxScene* scene) {
                 QdxVector2 uv;
                 bool unmapped = false;
                 mesh->GetPolygonVertexUV(p, c, "Material UV Set", uv, unmapped);
+                QdxVector2 uv2;
+                mesh->GetPolygonVertexUV(p, c, "Lightmap UV Set", uv2, unmapped);
                 QdxColor color;
                 mesh->GetPolygonVertexColor(p, c, color);
                 for (int j = 0; j < 3; ++j) {
@@ -193,6 +199,8 @@ std::vector<Corner> Corners(QdxScene* scene) {
                 }
                 k.uv[0] = uv[0];
                 k.uv[1] = uv[1];
+                k.uv2[0] = uv2[0];
+                k.uv2[1] = uv2[1];
                 k.c[0] = color.mRed;
                 k.c[1] = color.mGreen;
                 k.c[2] = color.mBlue;
@@ -213,13 +221,15 @@ void ExpectSameCorners(QdxScene* a, QdxScene* b) {
         bool found = false;
         for (size_t j = 0; j < y.size() && !found; ++j) {
             const Corner& o = y[j];
-            if (used[j] || o.node != k.node || o.material != k.material) continue;
+            if (used[j] || o.node != k.node || o.parent != k.parent || o.material != k.material)
+                continue;
             bool same = true;
             for (int i = 0; i < 3; ++i)
                 same =
                     same && std::fabs(o.p[i] - k.p[i]) < 1e-5 && std::fabs(o.n[i] - k.n[i]) < 1e-5;
             for (int i = 0; i < 2; ++i)
-                same = same && std::fabs(o.uv[i] - k.uv[i]) < 1e-6;
+                same = same && std::fabs(o.uv[i] - k.uv[i]) < 1e-6 &&
+                       std::fabs(o.uv2[i] - k.uv2[i]) < 1e-6;
             for (int i = 0; i < 4; ++i)
                 same = same && std::fabs(o.c[i] - k.c[i]) < 1e-6;
             if (same) found = used[j] = true;
@@ -227,6 +237,46 @@ void ExpectSameCorners(QdxScene* a, QdxScene* b) {
         EXPECT_TRUE(found) << "no match for a corner of " << k.node << " at " << k.p[0] << " "
                            << k.p[1] << " " << k.p[2];
     }
+}
+
+// Every node's materials, slot by slot: Phong colours and factors, and the
+// image bytes behind each textured channel.
+void ExpectSameMaterials(QdxScene* a, QdxScene* b) {
+    int textured = 0;
+    for (int i = 0; i < a->GetNodeCount(); ++i) {
+        QdxNode* x = a->GetNode(i);
+        if (x->GetMaterialCount() == 0) continue;
+        SCOPED_TRACE(x->GetName());
+        QdxNode* y = b->GetRootNode()->FindChild(x->GetName());
+        ASSERT_TRUE(y);
+        ASSERT_EQ(x->GetMaterialCount(), y->GetMaterialCount());
+        for (int slot = 0; slot < x->GetMaterialCount(); ++slot) {
+            auto* p = QdxCast<QdxSurfacePhong>(x->GetMaterial(slot));
+            auto* q = QdxCast<QdxSurfacePhong>(y->GetMaterial(slot));
+            ASSERT_TRUE(p && q);
+            EXPECT_STREQ(p->GetName(), q->GetName());
+            for (int c = 0; c < 3; ++c) {
+                EXPECT_NEAR(p->Diffuse.Get()[c], q->Diffuse.Get()[c], 1e-6);
+                EXPECT_NEAR(p->Specular.Get()[c], q->Specular.Get()[c], 1e-6);
+                EXPECT_NEAR(p->Emissive.Get()[c], q->Emissive.Get()[c], 1e-6);
+            }
+            EXPECT_NEAR(p->Shininess.Get(), q->Shininess.Get(), 1e-6 * p->Shininess.Get());
+            EXPECT_NEAR(p->SpecularFactor.Get(), q->SpecularFactor.Get(), 1e-6);
+            EXPECT_NEAR(p->TransparencyFactor.Get(), q->TransparencyFactor.Get(), 1e-6);
+            for (const char* channel :
+                 {QdxSurfaceMaterial::sDiffuse, QdxSurfaceMaterial::sEmissive,
+                  QdxSurfaceMaterial::sNormalMap, QdxSurfaceMaterial::sAmbient}) {
+                auto* s = p->FindProperty(channel).GetSrcObject<QdxFileTexture>(0);
+                auto* t = q->FindProperty(channel).GetSrcObject<QdxFileTexture>(0);
+                ASSERT_EQ(bool(s), bool(t)) << channel;
+                if (!s) continue;
+                ++textured;
+                EXPECT_STREQ(s->UVSet.Get().Buffer(), t->UVSet.Get().Buffer());
+                EXPECT_EQ(qdxtest::ReadAll(s->GetFileName()), qdxtest::ReadAll(t->GetFileName()));
+            }
+        }
+    }
+    EXPECT_GT(textured, 0);
 }
 
 // MakeModel plus cameras and lights: a perspective camera on a turned node,
@@ -656,6 +706,7 @@ TEST_F(GltfTest, RoundTripThroughQdxKeepsWorldSpaceContent) {
         QdxScene* again = Import(dir + "/again" + ext);
         ASSERT_TRUE(again);
         ExpectSameCorners(first, again);
+        ExpectSameMaterials(first, again);
         auto* red = QdxCast<QdxSurfacePhong>(
             again->GetRootNode()->FindChild("parent", false)->GetMaterial(0));
         ASSERT_TRUE(red);
@@ -720,6 +771,17 @@ TEST_F(GltfTest, HostileFilesFailClearly) {
         {"view past its buffer", [](tinygltf::Model& m) { m.bufferViews[0].byteLength = 1 << 30; },
          "past the end of its buffer"},
         {"cyclic nodes", [](tinygltf::Model& m) { m.nodes[1].children = {0}; }, "cycle"},
+        {"own parent", [](tinygltf::Model& m) { m.nodes[1].children = {1}; }, "its own parent"},
+        {"two parents",
+         [](tinygltf::Model& m) {
+             m.nodes[2].children = {1}; // "child" also under "cam"
+         },
+         "more than one parent"},
+        {"child past the nodes",
+         [](tinygltf::Model& m) {
+             m.nodes[0].children = {1, 99};
+         },
+         "child that does not exist"},
         {"index past vertices",
          [](tinygltf::Model& m) {
              uint16_t bad = 40;
@@ -758,18 +820,42 @@ TEST_F(GltfTest, HostileFilesFailClearly) {
     EXPECT_FALSE(Import(dir + "/short.glb", &error));
 }
 
+// Tangents, morph targets and their animated weights are reported, and the
+// rest of the mesh still arrives.
 TEST_F(GltfTest, NotesWhatIsNotCarried) {
     tinygltf::Model m = MakeModel();
-    m.meshes[0].primitives[1].attributes["TANGENT"] =
-        m.meshes[0].primitives[1].attributes["NORMAL"];
-    m.accessors[size_t(m.meshes[0].primitives[1].attributes["NORMAL"])].type = TINYGLTF_TYPE_VEC3;
-    ASSERT_TRUE(WriteModel(m, dir + "/notes.gltf", false));
-    QdxScene* scene = Import(dir + "/notes.gltf");
+    m.meshes[0].primitives[0].attributes["TANGENT"] =
+        AddFloats(m, {1, 0, 0, 1, 1, 0, 0, 1, 1, 0, 0, 1, 1, 0, 0, 1}, TINYGLTF_TYPE_VEC4, 4);
+    const std::vector<float> offsets = {0, 0, 1, 0, 0, 1, 0, 0, 1};
+    const int target = AddFloats(m, offsets, TINYGLTF_TYPE_VEC3, 3);
+    m.meshes[0].primitives[1].targets.push_back({{"POSITION", target}});
+    m.meshes[0].weights = {0.5};
+    tinygltf::Animation a;
+    tinygltf::AnimationSampler s;
+    s.input = AddFloats(m, {0, 1}, TINYGLTF_TYPE_SCALAR, 1);
+    m.accessors[size_t(s.input)].minValues = {0};
+    m.accessors[size_t(s.input)].maxValues = {1};
+    s.output = AddFloats(m, {0, 1}, TINYGLTF_TYPE_SCALAR, 1);
+    a.samplers.push_back(s);
+    tinygltf::AnimationChannel c;
+    c.sampler = 0;
+    c.target_node = 0;
+    c.target_path = "weights";
+    a.channels.push_back(c);
+    m.animations.push_back(a);
+    ASSERT_TRUE(WriteModel(m, dir + "/notes.glb", true));
+    QdxScene* scene = Import(dir + "/notes.glb");
     ASSERT_TRUE(scene);
     std::string all;
     for (const std::string& note : QdxGetConversionNotes(scene))
         all += note + "\n";
     EXPECT_NE(all.find("TANGENT is not carried"), std::string::npos) << all;
+    EXPECT_NE(all.find("morph targets are not carried"), std::string::npos) << all;
+    EXPECT_NE(all.find("animated weights is not carried"), std::string::npos) << all;
+    ASSERT_TRUE(WriteModel(MakeModel(), dir + "/plain.glb", true));
+    QdxScene* plain = Import(dir + "/plain.glb");
+    ASSERT_TRUE(plain);
+    ExpectSameCorners(plain, scene);
 }
 
 TEST_F(GltfTest, CamerasAndLightsLookAlongGltfAxesAndKeepTheirValues) {
@@ -1051,29 +1137,31 @@ TEST_F(GltfTest, WrittenFilesPassTheValidator) {
     if (std::system(("node " + script + " > /dev/null 2>&1").c_str()) == 3 * 256)
         GTEST_SKIP()
             << "the gltf-validator package is not installed (scripts/setup.sh installs it)";
-    ASSERT_TRUE(WriteModel(MakeModel(), dir + "/in.glb", true));
-    QdxScene* scene = Import(dir + "/in.glb");
-    ASSERT_TRUE(scene);
-    ASSERT_TRUE(Export(scene, dir + "/out.glb"));
-    ASSERT_TRUE(Export(scene, dir + "/out.gltf"));
-    ASSERT_TRUE(WriteModel(MakeModelWithCamerasAndLights(), dir + "/cl.glb", true));
-    QdxScene* withCameras = Import(dir + "/cl.glb");
-    ASSERT_TRUE(withCameras);
-    ASSERT_TRUE(Export(withCameras, dir + "/cl-out.gltf"));
-    ASSERT_TRUE(WriteModel(MakeSkinnedModel(), dir + "/skin.glb", true));
-    QdxScene* skinned = Import(dir + "/skin.glb");
-    ASSERT_TRUE(skinned);
-    ASSERT_TRUE(Export(skinned, dir + "/skin-out.glb"));
-    ASSERT_TRUE(WriteModel(MakeAnimatedModel(), dir + "/anim.glb", true));
-    QdxScene* animated = Import(dir + "/anim.glb");
-    ASSERT_TRUE(animated);
-    ASSERT_TRUE(Export(animated, dir + "/anim-out.glb"));
+    // Each model made here, read and written again both ways, and a scene
+    // holding every kind of object the SDK has.
+    std::vector<std::pair<std::string, QdxScene*>> scenes;
+    const std::pair<const char*, tinygltf::Model (*)()> models[] = {
+        {"model", MakeModel},
+        {"cameras", MakeModelWithCamerasAndLights},
+        {"skin", MakeSkinnedModel},
+        {"anim", MakeAnimatedModel}};
+    for (const auto& [name, make] : models) {
+        ASSERT_TRUE(WriteModel(make(), dir + "/" + name + "-in.glb", true));
+        QdxScene* scene = Import(dir + "/" + name + "-in.glb");
+        ASSERT_TRUE(scene) << name;
+        scenes.emplace_back(name, scene);
+    }
     QdxScene* everything = QdxScene::Create(manager, "");
     qdxtest::BuildEverythingScene(everything);
-    ASSERT_TRUE(Export(everything, dir + "/everything.glb"));
-    const std::string command = "node " + script + " " + dir + "/out.glb " + dir + "/out.gltf " +
-                                dir + "/everything.glb " + dir + "/cl-out.gltf " + dir +
-                                "/skin-out.glb > " + dir + "/report.txt 2>&1";
+    scenes.emplace_back("everything", everything);
+    std::string files;
+    for (const auto& [name, scene] : scenes)
+        for (const char* ext : {".glb", ".gltf"}) {
+            const std::string out = dir + "/" + name + "-out" + ext;
+            ASSERT_TRUE(Export(scene, out));
+            files += " " + out;
+        }
+    const std::string command = "node " + script + files + " > " + dir + "/report.txt 2>&1";
     const int rc = std::system(command.c_str());
     EXPECT_EQ(rc, 0) << qdxtest::ReadAll(dir + "/report.txt");
 }

@@ -15,6 +15,7 @@
 #include <string>
 #include <unistd.h>
 
+#include "qdxsdk/gltf_images.h"
 #include "qdxsdk/qdxsdk.h"
 
 using namespace qdxsdk;
@@ -251,6 +252,17 @@ int Convert(const std::string& in, const std::string& out, const std::string& fo
         std::string suffix = std::filesystem::path(out).extension().string();
         if (!suffix.empty()) index = registry->FindWriterIDByExtension(suffix.c_str() + 1);
         if (index < 0) index = registry->GetNativeWriterFormat();
+    }
+    // Images embedded in a glTF input go into a folder beside a non-glTF
+    // output, so the written file does not depend on the input's folder.
+    const char* outName = registry->GetFormatName(index);
+    const auto isGltf = [](const std::string& name) { return name == "glb" || name == "gltf"; };
+    if (isGltf(l.flavour) && !isGltf(outName ? outName : "")) {
+        std::string why;
+        if (!QdxMoveGltfImages(l.scene, in, out, &why)) {
+            std::cerr << "qdx: " << why << "\n";
+            return kFailed;
+        }
     }
     const char** versions = registry->GetWritableVersions(index);
     std::string v = version.empty() && versions && versions[0] ? versions[0] : version;
