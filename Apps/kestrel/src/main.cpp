@@ -198,11 +198,26 @@ int runFormats(bool asJson) {
     return ExitCode::Success;
 }
 
+// The notes a plug-in logged as warnings under the given prefix: what the
+// file's format could not carry.
+std::vector<std::string> pluginNotes(const std::vector<std::string>& diagnostics,
+                                     const std::string& prefix) {
+    const std::string lead = std::string(ksLog::levelName(ksLog::Warning)) + ": " + prefix;
+    std::vector<std::string> notes;
+    for (const std::string& line : diagnostics)
+        if (line.rfind(lead, 0) == 0) notes.push_back(line.substr(lead.size()));
+    return notes;
+}
+
 // Imports one file and reports failures, missing textures and diagnostics.
 ImportResult importOne(const std::string& file, const Settings& s, const Messages& msg) {
     SceneImporter importer(s.texturePaths, !s.noProgress && !s.quiet);
     ImportResult r = importer.import(file);
     msg.diagnostics(file, r.diagnostics, !r.root);
+    // What the reader could not carry is said even without -v.
+    if (r.root)
+        for (const std::string& note : pluginNotes(r.diagnostics, "QdxImport: "))
+            msg.warning(file + ": " + note);
     if (!r.root) {
         msg.error(r.error);
     } else if (!r.missingTextures.empty()) {
@@ -303,7 +318,7 @@ int runConvert(const std::vector<ConvertJob>& jobs, bool noClobber, bool asJson,
             failed = true;
             continue;
         }
-        const std::vector<ConversionLoss> losses =
+        std::vector<ConversionLoss> losses =
             ConversionLosses::find(r.root, job.out, exportOptionsFor(job.out));
         bool ok;
         std::vector<std::string> diagnostics;
@@ -323,6 +338,8 @@ int runConvert(const std::vector<ConvertJob>& jobs, bool noClobber, bool asJson,
             continue;
         }
         target.restoreMode();
+        for (const std::string& note : pluginNotes(diagnostics, "QdxExport: "))
+            losses.push_back({"formatNote", 1, note});
         entry["losses"] = ConversionLosses::toJson(losses);
         entry["missingTextures"] = r.missingTextures;
         report.push_back(entry);

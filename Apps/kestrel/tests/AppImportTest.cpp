@@ -211,6 +211,23 @@ TEST(AppImport, ConvertSummarisesLossesAndProtectsFiles) {
     EXPECT_NE(noDir.err.find("No such file or directory"), std::string::npos) << noDir.err;
 }
 
+// What another format's writer cannot carry is listed with the losses the
+// host foresees, in the text and in the JSON report.
+TEST(AppImport, ConvertToAnotherFormatListsWhatItsWriterDropped) {
+    TempDir dir;
+    AppRun r = run("convert '" + kSample + "' '" + dir.file("out.gltf") + "'");
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("not carried into"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("area and volume lights are not carried"), std::string::npos) << r.out;
+    AppRun j = run("convert --json '" + kSample + "' '" + dir.file("out.glb") + "'");
+    ASSERT_EQ(j.code, 0) << j.err;
+    const json report = parse(j.out);
+    int notes = 0;
+    for (const auto& l : report["losses"])
+        notes += l["kind"] == "formatNote";
+    EXPECT_GT(notes, 0) << j.out;
+}
+
 TEST(AppImport, BatchConvertWritesEveryInputIntoTheFolder) {
     TempDir dir;
     fs::create_directory(dir.file("in"));

@@ -703,6 +703,9 @@ osg::NodePtr ksQdxLoader::read() {
         printStatus(status.Error() ? status : importer->GetStatus());
         return osg::NullFC;
     }
+    // What the reader could not carry (another format's features, say).
+    for (const std::string& note : QdxGetConversionNotes(scene))
+        ksLog::warning("QdxImport: %s", note.c_str());
 
     int major = 0, minor = 0, revision = 0;
     QdxManager::GetFileFormatVersion(major, minor, revision);

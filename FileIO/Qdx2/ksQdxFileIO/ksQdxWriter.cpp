@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <string>
 #include <vector>
 
 #include <QDir>
@@ -17,6 +18,7 @@
 #include <kestrel/ksAnimManager.h>
 #include <kestrel/ksConstraintManager.h>
 #include <kestrel/ksLights.h>
+#include <kestrel/ksLog.h>
 #include <kestrel/ksMaterials.h>
 #include <kestrel/ksNodeUtils.h>
 #include <kestrel/ksOpenSGExt.h>
@@ -345,6 +347,9 @@ bool ksQdxWriter::write() {
     } else {
         exporter->SetProgressCallback(exportProgress, nullptr);
         result = exporter->Export(d.scene, false);
+        // What the chosen format could not carry.
+        for (const std::string& note : QdxGetConversionNotes(d.scene))
+            ksLog::warning("QdxExport: %s", note.c_str());
     }
     std::fflush(stdout);
     exporter->Destroy();

@@ -4,6 +4,7 @@
 //   qdx convert IN OUT [--format NAME] [--version V]   (NAME: a writer format's name;
 //                                                      default: by OUT's suffix)
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -14,6 +15,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 #include "qdxsdk/gltf_images.h"
 #include "qdxsdk/qdxsdk.h"
@@ -242,6 +244,10 @@ int Convert(const std::string& in, const std::string& out, const std::string& fo
             const std::string& version) {
     Loaded l;
     if (!Load(in, l)) return kFailed;
+    // What a reader or writer could not carry is said, never dropped quietly.
+    const std::vector<std::string> readNotes = QdxGetConversionNotes(l.scene);
+    for (const std::string& note : readNotes)
+        std::cerr << "qdx: " << in << ": " << note << "\n";
     QdxExporter* exporter = QdxExporter::Create(l.manager, "");
     QdxIOPluginRegistry* registry = l.manager->GetIOPluginRegistry();
     // Without --format the output's suffix picks the writer (.qdx: binary).
@@ -281,6 +287,9 @@ int Convert(const std::string& in, const std::string& out, const std::string& fo
         std::cerr << "qdx: cannot write '" << out << "': " << why << "\n";
         return kFailed;
     }
+    for (const std::string& note : QdxGetConversionNotes(l.scene))
+        if (std::find(readNotes.begin(), readNotes.end(), note) == readNotes.end())
+            std::cerr << "qdx: " << out << ": " << note << "\n";
     return kOk;
 }
 } // namespace
