@@ -401,6 +401,14 @@ osg::GeometryPtr buildControlPointGeometry(QdxMesh* mesh, const UVSlots& slots, 
     return parts.assemble();
 }
 
+// Frees a converted mesh's SDK arrays when nothing later reads them: a mesh
+// of one node (other nodes would share its converted geometry) without
+// deformers (skin weights, clusters and vertex caches read it again after
+// the conversion). The SDK scene then shrinks while the host scene grows.
+void releaseConvertedMesh(QdxMesh* mesh) {
+    if (mesh && mesh->GetNodeCount() == 1 && mesh->GetDeformerCount() == 0) mesh->ReleaseArrays();
+}
+
 // A Qdx matrix as a scene-graph matrix, its translation scaled by factor:
 // the Qdx rows become the stored vectors unchanged.
 osg::Matrix toMatrix(QdxAMatrix matrix, double factor) {
@@ -981,6 +989,7 @@ osg::NodePtr ksQdxLoader::convertNode(QdxNode* node) {
         case QdxNodeAttribute::eMesh:
             result = convertMultiMeshSort(node);
             if (!result) result = convertMesh(node);
+            releaseConvertedMesh(node->GetMesh());
             break;
         case QdxNodeAttribute::eCamera:
             result = convertCamera(node);

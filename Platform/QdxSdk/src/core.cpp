@@ -155,6 +155,13 @@ void ArrayRec::Clear() {
     f64.clear();
     u8.clear();
 }
+
+void ArrayRec::Release() {
+    std::vector<int32_t>().swap(i32);
+    std::vector<int64_t>().swap(i64);
+    std::vector<double>().swap(f64);
+    std::vector<uint8_t>().swap(u8);
+}
 } // namespace detail
 
 // ---------------------------------------------------------------- properties

@@ -321,4 +321,15 @@ bool QdxLayerContainer::FinishRead(QdxStatus& status) {
     return true;
 }
 
+void QdxLayerContainer::ReleaseArrays() {
+    for (ArrayRec& a : Arrays())
+        a.Release();
+    for (int i = 0; i < GetSrcObjectCount<QdxLayerElement>(); ++i) {
+        QdxLayerElement* e = GetSrcObject<QdxLayerElement>(i);
+        if (e->GetDstObjectCount<QdxLayerContainer>() != 1) continue;
+        for (ArrayRec& a : e->Arrays())
+            a.Release();
+    }
+}
+
 } // namespace qdxsdk

@@ -409,3 +409,33 @@ TEST_F(Formats, CustomFrameRatesStayWithTheirScene) {
     QdxTime::SetGlobalTimeMode(QdxTime::eCustom, 30.0);
     QdxTime::SetGlobalTimeMode(QdxTime::eFrames30);
 }
+
+// The binary reader hands consumed pages of the mapped file back while it
+// reads; arrays spread over several of those steps must still read whole,
+// stored raw (noise) or compressed (a ramp).
+TEST_F(Formats, ArraysLargerThanTheReleaseStepReadBackExactly) {
+    QdxScene* big = Fresh();
+    QdxNode* node = QdxNode::Create(big, "n");
+    big->GetRootNode()->AddChild(node);
+    QdxMesh* noise = QdxMesh::Create(big, "noise");
+    QdxMesh* ramp = QdxMesh::Create(big, "ramp");
+    node->SetNodeAttribute(noise);
+    constexpr int kPoints = 400000; // 12.8 MB of doubles per mesh
+    std::mt19937_64 random(7);
+    std::uniform_real_distribution<double> value(-1e6, 1e6);
+    noise->InitControlPoints(kPoints);
+    ramp->InitControlPoints(kPoints);
+    for (int i = 0; i < kPoints; ++i) {
+        noise->SetControlPointAt(QdxVector4(value(random), value(random), value(random), 1), i);
+        ramp->SetControlPointAt(QdxVector4(i, 0.5 * i, 0, 1), i);
+    }
+    for (int version : {1, 3}) {
+        const std::string path = dir + "/big.qdx";
+        std::string error;
+        ASSERT_TRUE(ExportScene(big, path, 0, version, &error)) << error;
+        ASSERT_GT(std::filesystem::file_size(path), 9u << 20);
+        QdxScene* back = Fresh();
+        ASSERT_TRUE(ImportScene(back, path, &error)) << error;
+        EXPECT_EQ(CompareScenes(big, back), "") << "version " << version;
+    }
+}

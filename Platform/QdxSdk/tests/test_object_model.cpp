@@ -435,3 +435,33 @@ TEST_F(ObjectModel, EveryDataTypeHasAMatchingDefaultConversionsAndChannels) {
     ASSERT_TRUE(big.Set((1LL << 60) + 1));
     EXPECT_EQ(big.Get<long long>(), (1LL << 60) + 1);
 }
+
+TEST_F(ObjectModel, ReleasedArraysFreeStorageButKeepSharedElements) {
+    QdxMesh* mesh = QdxMesh::Create(scene, "m");
+    QdxMesh* other = QdxMesh::Create(scene, "other");
+    mesh->InitControlPoints(3);
+    mesh->BeginPolygon();
+    for (int i = 0; i < 3; ++i)
+        mesh->AddPolygon(i);
+    mesh->EndPolygon();
+    QdxLayerElementNormal* normals = mesh->CreateElementNormal();
+    normals->GetDirectArray().Add(QdxVector4(0, 0, 1, 0));
+    QdxLayerElementUV* shared = mesh->CreateElementUV("map1");
+    shared->GetDirectArray().Add(QdxVector2(0.5, 0.25));
+    ASSERT_TRUE(other->ConnectSrcObject(shared));
+
+    mesh->ReleaseArrays();
+    EXPECT_EQ(mesh->GetControlPointsCount(), 0);
+    EXPECT_EQ(mesh->GetPolygonCount(), 0);
+    EXPECT_EQ(mesh->GetPolygonVertexCount(), 0);
+    for (const auto& a : mesh->Arrays())
+        EXPECT_EQ(a.Data(), nullptr) << a.name << " keeps its storage";
+    // The element of this mesh alone is emptied but stays in its layer; the
+    // one another geometry also uses keeps its values.
+    ASSERT_EQ(mesh->GetElementNormal(), normals);
+    EXPECT_EQ(normals->GetDirectArray().GetCount(), 0);
+    EXPECT_EQ(shared->GetDirectArray().GetCount(), 1);
+    // The emptied mesh takes new data like a fresh one.
+    mesh->InitControlPoints(2);
+    EXPECT_EQ(mesh->GetControlPointsCount(), 2);
+}

@@ -285,6 +285,12 @@ public:
     QdxLayer* GetLayer(int index) const;
     QdxLayer* GetLayer(int index, QdxLayerElement::EType slot) const;
     bool FinishRead(QdxStatus& status) override;
+    // Frees the storage of every array of this object and of the layer
+    // elements that belong to it alone: a reader that has copied the
+    // geometry elsewhere calls it to give the memory back early. The
+    // geometry then reads as empty (no points, polygons or layer values);
+    // its layers, properties and connections stay.
+    void ReleaseArrays();
 
 private:
     std::vector<std::unique_ptr<QdxLayer>> mLayers;

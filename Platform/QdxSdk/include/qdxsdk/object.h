@@ -44,6 +44,8 @@ struct ArrayRec {
     const void* Data() const;
     void* Resize(size_t count); // returns the data pointer
     void Clear();
+    // Empties the array and frees its storage.
+    void Release();
     // The element vector of type T (int32_t, int64_t, double or uint8_t).
     template <class T> std::vector<T>& Elements() {
         if constexpr (std::is_same_v<T, int32_t>)
