@@ -1839,7 +1839,13 @@ void ksQdxLoader::convertAnimations(QdxNode* node, const osg::NodePtr& target) {
                                 : mode == QdxAnimLayer::eBlendOverridePassthrough
                                     ? osg::AnimNode::BlendMode::OverridePassthrough
                                     : osg::AnimNode::BlendMode::Additive);
-            block->setWeight(layer->Weight.Get());
+            // Only the current take plays: a layer of another take, or a
+            // muted one, keeps its block, inert at weight 0.
+            const QdxScene* scene = node->GetScene();
+            const QdxAnimStack* current = scene ? scene->GetCurrentAnimationStack() : nullptr;
+            const bool plays =
+                !layer->Mute.Get() && (!current || layer->GetDstObject<QdxAnimStack>(0) == current);
+            block->setWeight(plays ? layer->Weight.Get() : 0.0);
             block->changed(osg::AnimNode::BlendModeFieldMask | osg::AnimNode::WeightFieldMask);
         }
         if (baseLayer) firstBlock = block;
