@@ -1946,6 +1946,11 @@ void ksQdxLoader::convertCurve(QdxAnimCurve* curve, const osg::NodePtr& target,
         return static_cast<float>(curve->KeyGetTime(key).GetSecondDouble());
     };
     const osg::Vec2f flat(0.f, 0.f);
+    // A tangent's value offset is the derivative times its time offset,
+    // scaled like the value; the offset does not enter.
+    const auto handle = [scale](float dt, float slope) {
+        return osg::Vec2f(dt, static_cast<float>(static_cast<double>(slope * dt) * scale));
+    };
     for (int i = 0; i < n; ++i) {
         const QdxTime time = curve->KeyGetTime(i);
         const float t = seconds(i);
@@ -1953,16 +1958,22 @@ void ksQdxLoader::convertCurve(QdxAnimCurve* curve, const osg::NodePtr& target,
         double value = reference ? v - reference->Evaluate(time) : v + offset;
         value *= scale;
         const osg::Pnt2f point(t, static_cast<float>(value));
+        // A cubic segment ends on the next key's left derivative and weight
+        // whatever that key's own interpolation: a step or linear key after
+        // a cubic one keeps its in-tangent for the host's segment.
+        const auto endOfCubic = [&](int key) {
+            if (key == 0 ||
+                curve->KeyGetInterpolation(key - 1) != QdxAnimCurveDef::eInterpolationCubic)
+                return flat;
+            const float wl = usableWeights(*curve, key).first;
+            return handle(-wl * (t - seconds(key - 1)),
+                          static_cast<float>(curve->KeyGetLeftDerivative(key)));
+        };
         switch (curve->KeyGetInterpolation(i)) {
         case QdxAnimCurveDef::eInterpolationCubic: {
             const auto [wl, wr] = usableWeights(*curve, i);
             const auto dl = static_cast<float>(curve->KeyGetLeftDerivative(i));
             const auto dr = static_cast<float>(curve->KeyGetRightDerivative(i));
-            // A tangent's value offset is the derivative times its time
-            // offset, scaled like the value; the offset does not enter.
-            const auto handle = [scale](float dt, float slope) {
-                return osg::Vec2f(dt, static_cast<float>(static_cast<double>(slope * dt) * scale));
-            };
             osg::Vec2f in, out;
             if (n == 1) {
                 in = out = flat;
@@ -1982,16 +1993,16 @@ void ksQdxLoader::convertCurve(QdxAnimCurve* curve, const osg::NodePtr& target,
             break;
         }
         case QdxAnimCurveDef::eInterpolationLinear:
-            hostCurve->addPoint(point, flat, flat, osg::AnimCurve::Linear, osg::AnimCurve::Linear,
-                                true, false);
+            hostCurve->addPoint(point, endOfCubic(i), flat, osg::AnimCurve::Linear,
+                                osg::AnimCurve::Linear, true, false);
             break;
         case QdxAnimCurveDef::eInterpolationConstant: {
             // A constant-next key holds its own value like a standard one.
             const QdxAnimCurveDef::EConstantMode mode = curve->KeyGetConstantMode(i);
             if (mode == QdxAnimCurveDef::eConstantStandard ||
                 mode == QdxAnimCurveDef::eConstantNext)
-                hostCurve->addPoint(point, flat, flat, osg::AnimCurve::Step, osg::AnimCurve::Step,
-                                    true, false);
+                hostCurve->addPoint(point, endOfCubic(i), flat, osg::AnimCurve::Step,
+                                    osg::AnimCurve::Step, true, false);
             break;
         }
         default:

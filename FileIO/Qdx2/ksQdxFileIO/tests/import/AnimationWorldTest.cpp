@@ -93,8 +93,8 @@ Motion expectedMotion(const std::string& path, const HostSetting& host) {
 // (a third of the nodes without pre- and post-rotation, in XYZ order), most
 // of them animated: each animated component gets two to four keys on
 // frames, each key step, linear or cubic with random slopes and weights
-// (some below the usable minimum); a curve stays cubic after its first
-// cubic key. Half the animated nodes also animate in the second layer,
+// (some below the usable minimum), cubic segments also ending on step or
+// linear keys. Half the animated nodes also animate in the second layer,
 // whose curve nodes store values of their own on the axes they do not key.
 class RandomMotion {
 public:
@@ -123,15 +123,10 @@ private:
     void keys(QdxAnimCurve* curve, double rest, double lo, double hi) {
         const int count = 2 + static_cast<int>(_rng() % 3);
         int frame = 0;
-        bool cubic = false;
         for (int k = 0; k < count && frame <= kFrames; ++k) {
             QdxTime time;
             time.SetSecondDouble(frame / kFps);
-            auto type = static_cast<Def::EInterpolationType>(2 << (_rng() % 3));
-            // The host takes a cubic segment's end handle from the end
-            // point, which a step or linear key leaves flat.
-            if (cubic) type = Def::eInterpolationCubic;
-            cubic = type == Def::eInterpolationCubic;
+            const auto type = static_cast<Def::EInterpolationType>(2 << (_rng() % 3));
             const auto weight = [&] { return _rng() % 5 == 0 ? 0.0 : u(0.1, 0.6); };
             // Slopes in proportion to the range, so that a scaling factor
             // that a layer raises to its weight stays positive.
