@@ -81,6 +81,7 @@ TEST(AppAnimation, ImportListsChannelsAndEvaluatesAtATimeOrFrame) {
           "translationY: 1 keys, 0 .. 0 s in", ": additive, weight 100%, 2 curves"})
         EXPECT_NE(tree.out.find(text), std::string::npos) << text << "\n" << tree.out;
     EXPECT_EQ(tree.out.find("at "), std::string::npos) << "no time asked for";
+    EXPECT_EQ(tree.out.find(" 0 curves"), std::string::npos) << "no empty block or attachment";
 
     AppRun timed = runApp(kPlugins + "import '" + file + "' --time 0.5");
     ASSERT_EQ(timed.code, 0) << timed.err;
