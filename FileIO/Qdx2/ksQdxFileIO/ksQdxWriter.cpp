@@ -1344,7 +1344,9 @@ void ksQdxWriter::convertAnimations(QdxNode* qdxNode, const osg::NodePtr& node) 
                 setOwnValue(target.property, target.channel, value);
         }
 
-    for (const auto& [block, curves] : groups) {
+    for (const auto& group : groups) {
+        const osg::AnimNodePtr& block = group.first;
+        const std::vector<osg::AnimCurvePtr>& curves = group.second;
         auto animated = [&](const std::string& channel, const std::string& component) {
             for (const osg::AnimCurvePtr& c : curves)
                 if (c && c->size() > 0 && c->getChannel() == channel &&
