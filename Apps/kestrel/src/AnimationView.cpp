@@ -84,12 +84,15 @@ json describeAnimation(const NodePtr& node) {
         std::size_t withKeys = 0;
         for (const auto& c : curves)
             withKeys += c->size() > 0;
+        // A block without keyed curves changes nothing: not worth a line.
+        if (withKeys == 0) continue;
         blocks.push_back({{"name", child->getName()},
                           {"blendMode", blendModeName(child->getBlendMode())},
                           {"weight", child->getWeight()},
                           {"curves", withKeys}});
         addCurves(curves, child->getName());
     }
+    if (keyed == 0) return json();
     json j{{"curves", keyed}, {"keys", keys}, {"channels", std::move(channels)}};
     if (!blocks.empty()) j["blocks"] = std::move(blocks);
     return j;

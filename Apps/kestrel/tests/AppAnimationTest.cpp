@@ -29,7 +29,8 @@ void linearKeys(QdxAnimCurve* curve, double v0, double v1) {
 }
 
 // Arm (translation X 0 -> 10 cm over a second) carries Hand (5 cm up Y, and a
-// second layer adding 0 -> 4 cm in Z); 50 frames per second, Z up, cm. Also
+// second layer adding 0 -> 4 cm in Z, and in Y the 5 cm its curve node
+// stores); 50 frames per second, Z up, cm. Also
 // gives the SDK's own local translations of Arm and Hand at 0.5 s.
 bool writeAnimated(const std::string& path, QdxVector4& arm05, QdxVector4& hand05) {
     QdxManager* manager = QdxManager::Create();
@@ -75,10 +76,12 @@ TEST(AppAnimation, ImportListsChannelsAndEvaluatesAtATimeOrFrame) {
 
     AppRun tree = runApp(kPlugins + "import '" + file + "'");
     ASSERT_EQ(tree.code, 0) << tree.err;
-    for (const char* text : {"translationX: 2 keys, 0 .. 1 s", "translationZ: 2 keys, 0 .. 1 s in",
-                             ": additive, weight 100%, 1 curves"})
+    for (const char* text :
+         {"translationX: 2 keys, 0 .. 1 s", "translationZ: 2 keys, 0 .. 1 s in",
+          "translationY: 1 keys, 0 .. 0 s in", ": additive, weight 100%, 2 curves"})
         EXPECT_NE(tree.out.find(text), std::string::npos) << text << "\n" << tree.out;
     EXPECT_EQ(tree.out.find("at "), std::string::npos) << "no time asked for";
+    EXPECT_EQ(tree.out.find(" 0 curves"), std::string::npos) << "no empty block or attachment";
 
     AppRun timed = runApp(kPlugins + "import '" + file + "' --time 0.5");
     ASSERT_EQ(timed.code, 0) << timed.err;
@@ -102,9 +105,10 @@ TEST(AppAnimation, ImportListsChannelsAndEvaluatesAtATimeOrFrame) {
             EXPECT_NEAR(at(*handNode, "world", row), arm[row] + hand[row], 1e-5) << when;
         }
         const json& channels = (*handNode)["animation"]["channels"];
-        ASSERT_EQ(channels.size(), 1u);
-        EXPECT_EQ(channels[0]["channel"], "translationZ");
-        EXPECT_EQ(channels[0]["block"], (*handNode)["animation"]["blocks"][0]["name"]);
+        ASSERT_EQ(channels.size(), 2u);
+        EXPECT_EQ(channels[0]["channel"], "translationY");
+        EXPECT_EQ(channels[1]["channel"], "translationZ");
+        EXPECT_EQ(channels[1]["block"], (*handNode)["animation"]["blocks"][0]["name"]);
     }
 
     AppRun both = runApp(kPlugins + "import '" + file + "' --time 1 --frame 2");

@@ -36,6 +36,7 @@
 #include <kestrel/osg/UberCamera.h>
 #include <kestrel/osg/UberLight.h>
 
+#include "ksQdxLightUnits.h"
 #include "ksQdxMetaData.h"
 #include "qdxsdk/qdxsdk.h"
 
@@ -601,6 +602,8 @@ struct ksQdxLoader::Data {
     std::vector<QdxAnimLayer*> animLayers;
     std::vector<ksAnimManager::ksOSGChannelData> keyableChannels;
     int attachmentCount = 0;
+    // Host curves given points so far, to tell layers that gave a node none.
+    std::size_t curvesFilled = 0;
     bool flush_transforms = false;
     bool importJoints = true;
     bool reduce_keyframes = true;
@@ -1039,9 +1042,12 @@ osg::NodePtr ksQdxLoader::convertNode(QdxNode* node) {
 
 void ksQdxLoader::setTransformValues(QdxNode* node, osg::NodePtr& osgNode, double scale) {
     const auto dst = QdxNode::eDestinationPivot;
-    const QdxVector4 translation = node->EvaluateLocalTranslation(QdxTime(), dst, true);
-    const QdxVector4 rotation = node->EvaluateLocalRotation(QdxTime(), dst, true);
-    const QdxVector4 scaling = node->EvaluateLocalScaling(QdxTime(), dst, true);
+    // The properties' own values, not the animation's at some time: the
+    // host's animation puts its layers on top of these rest values as the
+    // file's layers go on top of the properties.
+    const QdxVector4 translation = node->LclTranslation.Get();
+    const QdxVector4 rotation = node->LclRotation.Get();
+    const QdxVector4 scaling = node->LclScaling.Get();
     const osg::Vec3f orientation = calculateRotationOrientation(node);
     const double f = _unitConversionFactor;
     const osg::Vec3f angles(static_cast<float>(rotation[0] + orientation[0]),
@@ -1755,20 +1761,6 @@ void ksQdxLoader::extractAnimations(QdxScene* scene) {
 
 namespace {
 
-// Light intensity in the host's units per unit of the file's intensity: the
-// host's attenuation law takes a different nominal factor per decay.
-double intensityFactor(const QdxLight* light, bool area) {
-    if (area) return 0.01;
-    switch (light->DecayType.Get()) {
-    case QdxLight::eNone:
-        return 0.0314159265358;
-    case QdxLight::eLinear:
-        return 0.000314159265358;
-    default:
-        return 3.14159265358e-06;
-    }
-}
-
 // The host channel of a curve prefix: transform prefixes by their last
 // letter, every other prefix is the channel's own name.
 std::string channelName(const std::string& prefix) {
@@ -1800,11 +1792,17 @@ void ksQdxLoader::convertAnimations(QdxNode* node, const osg::NodePtr& target) {
 
     osg::AnimNodePtr firstBlock;
     for (QdxAnimLayer* layer : _d->animLayers) {
+        const bool baseLayer = layer == _d->animLayers.front();
+        const std::size_t curvesBefore = _d->curvesFilled;
         const auto channel = [&](QdxProperty& property, const char* prefix, const char* components,
                                  double scale, std::vector<double> offsets = {},
                                  QdxAnimCurve* reference = nullptr) {
-            convertAnimationCurveNode(property.GetCurveNode(layer, false), target, prefix,
-                                      components, std::move(offsets), scale, reference);
+            QdxAnimCurveNode* curveNode = property.GetCurveNode(layer, false);
+            convertAnimationCurveNode(curveNode, target, prefix, components, offsets, scale,
+                                      reference);
+            if (!reference)
+                holdUnkeyedChannels(curveNode, property, layer, target, prefix, components, offsets,
+                                    scale);
         };
         channel(node->LclTranslation, "TransformT", "XYZ", unit);
         channel(node->LclRotation, "TransformR", "XYZ", 1.0, rotationOffsets);
@@ -1827,7 +1825,7 @@ void ksQdxLoader::convertAnimations(QdxNode* node, const osg::NodePtr& target) {
         if (light) {
             channel(light->Color, "diffuse", "RGBA", 1.0);
             channel(light->Color, "glossy", "RGBA", 1.0);
-            channel(light->Intensity, "intensity", "", intensityFactor(light, area));
+            channel(light->Intensity, "intensity", "", ksQdxLightUnits::intensityFactor(light));
             // The host's cone and penumbra are half angles; the penumbra is
             // what the outer cone adds to the inner one.
             channel(light->InnerAngle, "coneAngle", "", 0.5);
@@ -1840,6 +1838,8 @@ void ksQdxLoader::convertAnimations(QdxNode* node, const osg::NodePtr& target) {
             else
                 channel(light->OuterAngle, "penumbraAngle", "", 0.5, {-inner});
         }
+        // A layer that gave this node no curve gets no block.
+        if (_d->curvesFilled == curvesBefore) continue;
         const std::string name = std::string(node->GetName()) + "_" + layer->GetName();
         osg::AnimNodePtr block = ksAnimManager::the()->createBlock(getAnimAttachment(target), name);
         if (block) {
@@ -1851,10 +1851,16 @@ void ksQdxLoader::convertAnimations(QdxNode* node, const osg::NodePtr& target) {
                                 : mode == QdxAnimLayer::eBlendOverridePassthrough
                                     ? osg::AnimNode::BlendMode::OverridePassthrough
                                     : osg::AnimNode::BlendMode::Additive);
-            block->setWeight(layer->Weight.Get());
+            // Only the current take plays: a layer of another take, or a
+            // muted one, keeps its block, inert at weight 0.
+            const QdxScene* scene = node->GetScene();
+            const QdxAnimStack* current = scene ? scene->GetCurrentAnimationStack() : nullptr;
+            const bool plays =
+                !layer->Mute.Get() && (!current || layer->GetDstObject<QdxAnimStack>(0) == current);
+            block->setWeight(plays ? layer->Weight.Get() : 0.0);
             block->changed(osg::AnimNode::BlendModeFieldMask | osg::AnimNode::WeightFieldMask);
         }
-        if (!firstBlock) firstBlock = block;
+        if (baseLayer) firstBlock = block;
     }
 
     // The first layer is the base: its curves sit directly under the
@@ -1921,12 +1927,10 @@ std::pair<float, float> usableWeights(const QdxAnimCurve& curve, int key) {
 void ksQdxLoader::convertCurve(QdxAnimCurve* curve, const osg::NodePtr& target,
                                const std::string& prefix, const std::string& component,
                                double offset, double scale, QdxAnimCurve* reference) {
-    const osg::AnimAttachmentPtr attachment = getAnimAttachment(target);
-    if (_d->keyableChannels.empty()) {
-        ksAnimManager::the()->getKeyableChannels(target, _d->keyableChannels);
-        createChannelCurveNodes(_d->keyableChannels, attachment);
-    }
-    if (!curve || !attachment) return;
+    // Made before anything else, so that every keyable channel of the node
+    // has its curve node before the first curve is written.
+    const osg::AnimCurvePtr hostCurve = channelCurve(target, prefix, component);
+    if (!curve || !getAnimAttachment(target)) return;
 
     // Against a reference the difference is only known on frames.
     const bool resampled = reference != nullptr;
@@ -1948,14 +1952,17 @@ void ksQdxLoader::convertCurve(QdxAnimCurve* curve, const osg::NodePtr& target,
                        "and high memory consumption!",
                        (prefix + component).c_str(), ksNodeUtils::getName(target).c_str());
 
-    const osg::AnimCurvePtr hostCurve =
-        ksAnimManager::the()->findChannelCurve(channelName(prefix), component, attachment);
     if (!hostCurve) return;
     hostCurve->reserve(static_cast<osg::UInt32>(std::max(n, 0)));
     const auto seconds = [&](int key) {
         return static_cast<float>(curve->KeyGetTime(key).GetSecondDouble());
     };
     const osg::Vec2f flat(0.f, 0.f);
+    // A tangent's value offset is the derivative times its time offset,
+    // scaled like the value; the offset does not enter.
+    const auto handle = [scale](float dt, float slope) {
+        return osg::Vec2f(dt, static_cast<float>(static_cast<double>(slope * dt) * scale));
+    };
     for (int i = 0; i < n; ++i) {
         const QdxTime time = curve->KeyGetTime(i);
         const float t = seconds(i);
@@ -1963,16 +1970,22 @@ void ksQdxLoader::convertCurve(QdxAnimCurve* curve, const osg::NodePtr& target,
         double value = reference ? v - reference->Evaluate(time) : v + offset;
         value *= scale;
         const osg::Pnt2f point(t, static_cast<float>(value));
+        // A cubic segment ends on the next key's left derivative and weight
+        // whatever that key's own interpolation: a step or linear key after
+        // a cubic one keeps its in-tangent for the host's segment.
+        const auto endOfCubic = [&](int key) {
+            if (key == 0 ||
+                curve->KeyGetInterpolation(key - 1) != QdxAnimCurveDef::eInterpolationCubic)
+                return flat;
+            const float wl = usableWeights(*curve, key).first;
+            return handle(-wl * (t - seconds(key - 1)),
+                          static_cast<float>(curve->KeyGetLeftDerivative(key)));
+        };
         switch (curve->KeyGetInterpolation(i)) {
         case QdxAnimCurveDef::eInterpolationCubic: {
             const auto [wl, wr] = usableWeights(*curve, i);
             const auto dl = static_cast<float>(curve->KeyGetLeftDerivative(i));
             const auto dr = static_cast<float>(curve->KeyGetRightDerivative(i));
-            // A tangent's value offset is the derivative times its time
-            // offset, scaled like the value; the offset does not enter.
-            const auto handle = [scale](float dt, float slope) {
-                return osg::Vec2f(dt, static_cast<float>(static_cast<double>(slope * dt) * scale));
-            };
             osg::Vec2f in, out;
             if (n == 1) {
                 in = out = flat;
@@ -1992,16 +2005,16 @@ void ksQdxLoader::convertCurve(QdxAnimCurve* curve, const osg::NodePtr& target,
             break;
         }
         case QdxAnimCurveDef::eInterpolationLinear:
-            hostCurve->addPoint(point, flat, flat, osg::AnimCurve::Linear, osg::AnimCurve::Linear,
-                                true, false);
+            hostCurve->addPoint(point, endOfCubic(i), flat, osg::AnimCurve::Linear,
+                                osg::AnimCurve::Linear, true, false);
             break;
         case QdxAnimCurveDef::eInterpolationConstant: {
             // A constant-next key holds its own value like a standard one.
             const QdxAnimCurveDef::EConstantMode mode = curve->KeyGetConstantMode(i);
             if (mode == QdxAnimCurveDef::eConstantStandard ||
                 mode == QdxAnimCurveDef::eConstantNext)
-                hostCurve->addPoint(point, flat, flat, osg::AnimCurve::Step, osg::AnimCurve::Step,
-                                    true, false);
+                hostCurve->addPoint(point, endOfCubic(i), flat, osg::AnimCurve::Step,
+                                    osg::AnimCurve::Step, true, false);
             break;
         }
         default:
@@ -2010,6 +2023,59 @@ void ksQdxLoader::convertCurve(QdxAnimCurve* curve, const osg::NodePtr& target,
     }
     hostCurve->verify(true, false, resampled);
     hostCurve->changed(osg::AnimCurve::ControlPointsFieldMask);
+    if (hostCurve->size() > 0) ++_d->curvesFilled;
+}
+
+osg::AnimCurvePtr ksQdxLoader::channelCurve(const osg::NodePtr& target, const std::string& prefix,
+                                            const std::string& component) {
+    const osg::AnimAttachmentPtr attachment = getAnimAttachment(target);
+    if (!attachment) return osg::AnimCurvePtr();
+    if (_d->keyableChannels.empty()) {
+        ksAnimManager::the()->getKeyableChannels(target, _d->keyableChannels);
+        createChannelCurveNodes(_d->keyableChannels, attachment);
+    }
+    return ksAnimManager::the()->findChannelCurve(channelName(prefix), component, attachment);
+}
+
+namespace {
+
+// Component c of a property's own value (not its animation).
+double ownValue(const QdxProperty& property, unsigned int c) {
+    if (property.Is(QdxDouble3DT) || property.Is(QdxColor3DT))
+        return c < 3 ? property.Get<QdxDouble3>()[c] : 0.0;
+    return c == 0 ? property.Get<double>() : 0.0;
+}
+
+} // namespace
+
+void ksQdxLoader::holdUnkeyedChannels(QdxAnimCurveNode* curveNode, const QdxProperty& property,
+                                      QdxAnimLayer* layer, const osg::NodePtr& target,
+                                      const std::string& prefix, const std::string& components,
+                                      const std::vector<double>& offsets, double scale) {
+    if (!curveNode || !layer || !target || _d->animLayers.empty()) return;
+    const bool baseLayer = layer == _d->animLayers.front();
+    const bool additive = !baseLayer && layer->BlendMode.Get() == QdxAnimLayer::eBlendAdditive;
+    const double nothingAdded = prefix == "TransformS" ? 1.0 : 0.0;
+    double offset = 0.0;
+    const unsigned int channels = curveNode->GetChannelsCount();
+    for (unsigned int c = 0; c < channels; ++c) {
+        if (c < offsets.size()) offset = offsets[c];
+        const QdxAnimCurve* curve = curveNode->GetCurve(c);
+        if (curve && curve->KeyGetCount() > 0) continue;
+        const double stored = curveNode->GetChannelValue(c, ownValue(property, c));
+        if (baseLayer ? stored == ownValue(property, c) : additive && stored == nothingAdded)
+            continue;
+        const std::string component = c < components.size() ? components.substr(c, 1) : "";
+        const osg::AnimCurvePtr hostCurve = channelCurve(target, prefix, component);
+        // A curve already holding points was filled from this layer.
+        if (!hostCurve || hostCurve->size() > 0) continue;
+        const osg::Vec2f flat(0.f, 0.f);
+        hostCurve->addPoint(osg::Pnt2f(0.f, static_cast<float>((stored + offset) * scale)), flat,
+                            flat, osg::AnimCurve::Step, osg::AnimCurve::Step, true, false);
+        hostCurve->verify(true, false, false);
+        hostCurve->changed(osg::AnimCurve::ControlPointsFieldMask);
+        ++_d->curvesFilled;
+    }
 }
 
 void ksQdxLoader::preparePointCacheData(QdxScene* scene) {

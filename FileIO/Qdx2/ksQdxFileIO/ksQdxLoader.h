@@ -31,6 +31,7 @@
 namespace qdxsdk {
 class QdxAnimCurve;
 class QdxAnimCurveNode;
+class QdxAnimLayer;
 class QdxNode;
 class QdxNurbsSurface;
 class QdxScene;
@@ -137,6 +138,20 @@ private:
     void convertCurve(qdxsdk::QdxAnimCurve* curve, const osg::NodePtr& target,
                       const std::string& prefix, const std::string& component, double offset,
                       double scale, qdxsdk::QdxAnimCurve* reference);
+    // The layered evaluation reads a curve node's stored value where a
+    // channel has no keys: such a channel gets a one-point host curve with
+    // (stored value + offset) * scale, unless the value changes nothing (in
+    // the base layer the property's own value, which is the rest value; in
+    // an additive layer 0, or 1 for scaling).
+    void holdUnkeyedChannels(qdxsdk::QdxAnimCurveNode* curveNode,
+                             const qdxsdk::QdxProperty& property, qdxsdk::QdxAnimLayer* layer,
+                             const osg::NodePtr& target, const std::string& prefix,
+                             const std::string& components, const std::vector<double>& offsets,
+                             double scale);
+    // The host curve of a channel component of target (null when the node
+    // has no such channel), the node's channel curve nodes made first.
+    osg::AnimCurvePtr channelCurve(const osg::NodePtr& target, const std::string& prefix,
+                                   const std::string& component);
     // Opens the first vertex cache of every geometry, a Tove cache first
     // converted to a point cache beside it at the scene's frame rate (read
     // directly when that cannot be written). Failures are logged; the

@@ -15,6 +15,7 @@
 #include <QFileInfo>
 #include <QString>
 
+#include <kestrel/ksAnimEvaluator.h>
 #include <kestrel/ksAnimManager.h>
 #include <kestrel/ksConstraintManager.h>
 #include <kestrel/ksLights.h>
@@ -40,6 +41,7 @@
 
 #include <qdxsdk/qdxsdk.h>
 
+#include "ksQdxLightUnits.h"
 #include "ksQdxMetaData.h"
 
 using namespace qdxsdk;
@@ -1021,20 +1023,6 @@ int componentIndex(const std::string& component) {
     return -1;
 }
 
-// The light's intensity on the host per unit of the file's intensity, by
-// the light's type and decay as they were written.
-double intensityFactor(const QdxLight* light) {
-    if (light->LightType.Get() == QdxLight::eArea) return 0.01;
-    switch (light->DecayType.Get()) {
-    case QdxLight::eNone:
-        return 0.0314159265358;
-    case QdxLight::eLinear:
-        return 0.000314159265358;
-    default:
-        return 3.14159265358e-06;
-    }
-}
-
 // Maps a host channel and component onto a property of the node or of its
 // camera or light; false for channels the file has no place for.
 bool findTarget(QdxNode* qdxNode, const std::string& channel, const std::string& component,
@@ -1076,7 +1064,8 @@ bool findTarget(QdxNode* qdxNode, const std::string& channel, const std::string&
         // One colour feeds both of the host's light colours.
         if (channel == "diffuse" || channel == "glossy")
             return axis >= 0 && set(light->Color, axis, 1.0);
-        if (channel == "intensity") return set(light->Intensity, 0, 1.0 / intensityFactor(light));
+        if (channel == "intensity")
+            return set(light->Intensity, 0, 1.0 / ksQdxLightUnits::intensityFactor(light));
         // The host's angles are half the file's.
         if (channel == "coneAngle") return set(light->InnerAngle, 0, 2.0);
         if (channel == "penumbraAngle" && set(light->OuterAngle, 0, 2.0)) {
@@ -1097,6 +1086,37 @@ double neutralValue(const QdxProperty& property, unsigned int channel, bool addi
         return channel < 4 ? v[channel] : 0.0;
     }
     return property.GetName() == QdxString("Lcl Scaling") ? 1.0 : 0.0;
+}
+
+// Sets component c of a property's own value.
+void setOwnValue(QdxProperty& property, unsigned int c, double value) {
+    if (property.Is(QdxDouble3DT) || property.Is(QdxColor3DT)) {
+        if (c >= 3) return;
+        QdxDouble3 v = property.Get<QdxDouble3>();
+        v[static_cast<int>(c)] = value;
+        property.Set(v);
+    } else if (c == 0) {
+        property.Set(value);
+    }
+}
+
+// The rest value of an animated host channel, in the file's terms: what
+// the node held before its animation was ever evaluated, not what the last
+// evaluation left in it.
+bool restValue(const osg::NodePtr& node, const osg::AnimCurve& host, const CurveTarget& target,
+               double& out) {
+    const ksAnimEvaluator& evaluator = ksAnimEvaluator::the();
+    double v = 0.0;
+    if (!evaluator.getRestValue(node, host.getChannel(), host.getComponent(), v)) return false;
+    if (target.outerAngle) {
+        // The outer angle is the cone and the penumbra together.
+        double cone = 0.0;
+        if (!evaluator.getRestValue(node, "coneAngle", "", cone)) return false;
+        out = target.scale * (v + cone);
+        return true;
+    }
+    out = v * target.scale + target.offset;
+    return true;
 }
 
 constexpr double kSmallestWeight = QdxAnimCurveDef::sMinUsableWeight;
@@ -1317,8 +1337,20 @@ void ksQdxWriter::convertAnimations(QdxNode* qdxNode, const osg::NodePtr& node) 
         }
     }
 
+    // The animated properties' own values are the rest values.
+    for (const auto& group : groups)
+        for (const osg::AnimCurvePtr& host : group.second) {
+            CurveTarget target;
+            double value = 0.0;
+            if (host && host->size() > 0 &&
+                findTarget(qdxNode, host->getChannel(), host->getComponent(), d.unitScaleFactor,
+                           orientation, target) &&
+                restValue(node, *host, target, value))
+                setOwnValue(target.property, target.channel, value);
+        }
+
     for (const auto& group : groups) {
-        const auto& block = group.first;
+        const osg::AnimNodePtr& block = group.first;
         const std::vector<osg::AnimCurvePtr>& curves = group.second;
         auto animated = [&](const std::string& channel, const std::string& component) {
             for (const osg::AnimCurvePtr& c : curves)

@@ -3,6 +3,7 @@
 // against the host's own evaluation of the same curves.
 #include <cmath>
 
+#include <kestrel/ksAnimEvaluator.h>
 #include <kestrel/ksAnimManager.h>
 #include <kestrel/ksLights.h>
 #include <kestrel/ksNodeUtils.h>
@@ -183,6 +184,8 @@ TEST_F(AnimationExport, CameraAndLightChannelsAreWrittenInTheFileUnits) {
     }
 }
 
+// Also after playback: the static values written are the rest values, not
+// the last evaluated ones, and a block without curves makes no layer.
 TEST_F(AnimationExport, BlocksBecomeLayersThatAddOnlyWhatTheyAnimate) {
     ksAnimManager& anim = ksAnimManager::the();
     osg::NodePtr cube = makeNode(osg::Transform3D::create(), "Cube");
@@ -202,6 +205,7 @@ TEST_F(AnimationExport, BlocksBecomeLayersThatAddOnlyWhatTheyAnimate) {
     osg::AnimNodePtr over = anim.createBlock(anim.getAnimAttachment(cube), "Cube_Over");
     over->setBlendMode(osg::AnimNode::BlendMode::Override);
     over->setWeight(50.0);
+    anim.createBlock(anim.getAnimAttachment(cube), "Cube_Empty");
     // The base layer's curve of the cube, ungrouped.
     osg::AnimCurvePtr base = hostCurve(cube, "translation", "X");
     addKey(base, 0, 100.f, osg::AnimCurve::Linear);
@@ -209,7 +213,10 @@ TEST_F(AnimationExport, BlocksBecomeLayersThatAddOnlyWhatTheyAnimate) {
 
     setUnit(ksSceneData::Centimeter);
     const std::string path = file("layers.qdx");
-    ASSERT_TRUE(exportTo(makeGroup("Top", {cube, ball}), path));
+    const osg::NodePtr top = makeGroup("Top", {cube, ball});
+    ksAnimEvaluator::the().updateSceneAnimParentMap(top);
+    ksAnimEvaluator::the().evaluate(7 / kFps);
+    ASSERT_TRUE(exportTo(top, path));
     ReadBack b(path);
     ASSERT_TRUE(b.ok);
     QdxAnimStack* stack = b.scene->GetCurrentAnimationStack();
@@ -222,6 +229,8 @@ TEST_F(AnimationExport, BlocksBecomeLayersThatAddOnlyWhatTheyAnimate) {
     EXPECT_EQ(stack->GetLayer(2)->BlendMode.Get(), QdxAnimLayer::eBlendOverride);
     EXPECT_DOUBLE_EQ(stack->GetLayer(2)->Weight.Get(), 50.0);
     // Both nodes' blocks share the one layer; only the cube is in the base.
+    EXPECT_EQ(b["Cube"]->LclTranslation.Get(), QdxDouble3(7, 8, 9));
+    EXPECT_EQ(b["Cube"]->LclRotation.Get()[0], 0.0);
     EXPECT_NE(b["Cube"]->LclTranslation.GetCurveNode(stack->GetLayer(0)), nullptr);
     EXPECT_EQ(b["Ball"]->LclTranslation.GetCurveNode(stack->GetLayer(0)), nullptr);
     for (int f : {0, 5, 10}) {

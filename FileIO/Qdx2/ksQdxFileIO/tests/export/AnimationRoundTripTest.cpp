@@ -20,10 +20,11 @@ namespace {
 
 constexpr double kFps = 24.0;
 constexpr int kFrames = 36;
-// Relative to the largest matrix element. A host handle of no length has no
-// exact counterpart in the file (its smallest usable tangent weight is
-// 0.001), which moves such segments slightly between frames.
-constexpr double kTolerance = 1e-3;
+// Relative to the largest matrix element. Export resamples every curve on
+// frames from the file's own evaluation of the keys written, so frames agree
+// only where that evaluation is the host's, including cubic segments that
+// end on a step or linear key.
+constexpr double kTolerance = 1e-4;
 
 // Random keys on one channel of a curve node: cubic with uneven weights,
 // linear and constant, on frames and between them.

@@ -3,6 +3,7 @@
 // channels with their unit changes.
 #include <cmath>
 
+#include <kestrel/ksAnimEvaluator.h>
 #include <kestrel/ksAnimManager.h>
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/osg/Animation.h>
@@ -177,6 +178,54 @@ TEST_F(AnimationTest, EveryLayerOfEveryTakeKeepsABlockButTheFirstLayer) {
     const osg::AnimNodePtr l2 = second->getParent();
     EXPECT_EQ(l2->getBlendMode(), osg::AnimNode::BlendMode::Override);
     EXPECT_DOUBLE_EQ(l2->getWeight(), 40.0);
+}
+
+// A layer's curve node reads its stored value on axes without keys, on top
+// of the property's own value (not its animated one): the host's rest value
+// plus its blocks must give what the file's layers give. Layers without
+// curves on a node give it no block, and a still node no attachment.
+TEST_F(AnimationTest, LayersAddTheirStoredValuesAndOnlyLayersWithCurvesMakeBlocks) {
+    const std::string path = writeScene("stored.qdx", [](QdxScene* s) {
+        std::vector<QdxAnimLayer*> layers = addStack(s, "Take", {"Base", "Add", "Empty"});
+        layers[1]->Weight.Set(50.0);
+        QdxNode* n = addNode(s, "Cube");
+        n->LclTranslation.Set(QdxDouble3(0, 3, 0));
+        QdxAnimCurve* base = n->LclTranslation.GetCurve(layers[0], "X", true);
+        key(base, 0.0, 1.0, Def::eInterpolationLinear);
+        key(base, 1.0, 2.0, Def::eInterpolationLinear);
+        QdxAnimCurveNode* added = n->LclTranslation.GetCurveNode(layers[1], true);
+        added->SetChannelValue(1, 4.0);
+        added->SetChannelValue(2, 0.0);
+        QdxAnimCurve* z = added->CreateCurve("Z", 2);
+        key(z, 0.0, 0.0, Def::eInterpolationLinear);
+        key(z, 1.0, 8.0, Def::eInterpolationLinear);
+        addNode(s, "Still");
+    });
+    Imported r = import(path);
+    ASSERT_TRUE(r.root);
+    const osg::NodePtr cube = r.node("Cube");
+    EXPECT_EQ(blockNames(cube), std::vector<std::string>{"Cube_Add"});
+    EXPECT_FALSE(r.node("Still")->findAttachment<osg::AnimAttachment>());
+    // The stored X of the additive layer is 0 and adds nothing.
+    EXPECT_FALSE(curveOf(cube, "translation", "X", "Cube_Add"));
+    const osg::AnimCurvePtr held = curveOf(cube, "translation", "Y", "Cube_Add");
+    ASSERT_TRUE(held);
+    EXPECT_EQ(held->size(), 1u);
+
+    ReadBack file(path);
+    ASSERT_TRUE(file.ok);
+    QdxNode* original = file["Cube"];
+    ksAnimEvaluator& evaluator = ksAnimEvaluator::the();
+    evaluator.updateSceneAnimParentMap(r.root);
+    for (double at : {0.0, 0.5, 1.0}) {
+        const QdxVector4 expected = original->EvaluateLocalTranslation(seconds(at));
+        for (int axis = 0; axis < 3; ++axis) {
+            osg::Real64 got = 0.0;
+            ASSERT_TRUE(evaluator.evaluateChannel(cube, "translation",
+                                                  std::string(1, char('X' + axis)), at, got));
+            EXPECT_NEAR(got, expected[axis], 1e-5) << "axis " << axis << " at " << at;
+        }
+    }
 }
 
 TEST_F(AnimationTest, CameraChannelsChangeUnitsAndTheVerticalOffsetSign) {

@@ -9,7 +9,6 @@
 #include <random>
 
 #include <kestrel/ksConstraintManager.h>
-#include <kestrel/ksSceneDataManager.h>
 #include <kestrel/ksUberCameraPool.h>
 
 #include "RandomTransform.h"
@@ -141,14 +140,8 @@ private:
     int _count = 0;
 };
 
-class CameraLightWorld : public PluginTest, public ::testing::WithParamInterface<HostSetting> {
+class CameraLightWorld : public HostSettingTest {
 protected:
-    void SetUp() override {
-        PluginTest::SetUp();
-        ksSceneDataManager::getSceneData(0)->setLengthUnit(GetParam().unit);
-        ksSceneDataManager::getSceneData(0)->setUpAxis(GetParam().up);
-    }
-
     void expectSameFrames(const std::string& path) {
         const auto expected = expectedFrames(path, GetParam());
         ASSERT_FALSE(expected.empty());

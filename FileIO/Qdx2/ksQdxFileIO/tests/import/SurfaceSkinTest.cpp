@@ -4,7 +4,6 @@
 // in every host unit and up axis.
 #include <cmath>
 
-#include <kestrel/ksSceneDataManager.h>
 #include <kestrel/osg/Skin.h>
 #include <kestrel/osg/Surface.h>
 
@@ -125,18 +124,8 @@ QdxNurbsCurve* trimCurve(QdxScene* s, QdxNurbsCurve::EType type, int order, int 
     return curve;
 }
 
-struct HostSetting {
-    int unit; // ksSceneData length unit code
-    int up;   // 0 Y, 1 Z
-};
-
-class SurfaceSkin : public PluginTest, public ::testing::WithParamInterface<HostSetting> {
+class SurfaceSkin : public HostSettingTest {
 protected:
-    void SetUp() override {
-        PluginTest::SetUp();
-        ksSceneDataManager::getSceneData(0)->setLengthUnit(GetParam().unit);
-        ksSceneDataManager::getSceneData(0)->setUpAxis(GetParam().up);
-    }
     // Host unit per centimetre.
     static double perCm() { return GetParam().unit == 4 ? 0.01 : GetParam().unit == 2 ? 1 : 10; }
 };

@@ -19,6 +19,12 @@ using namespace qdxsdk;
 
 namespace qdxtest {
 
+void HostSettingTest::SetUp() {
+    PluginTest::SetUp();
+    ksSceneDataManager::getSceneData(0)->setLengthUnit(GetParam().unit);
+    ksSceneDataManager::getSceneData(0)->setUpAxis(GetParam().up);
+}
+
 size_t Imported::count(ksLog::Level level, const std::string& needle) const {
     size_t n = 0;
     for (const auto& e : log)

@@ -86,6 +86,13 @@ protected:
     std::string printed;
 };
 
+// A test run once per host setting: the scene's length unit and up axis are
+// the parameter's from SetUp on.
+class HostSettingTest : public PluginTest, public ::testing::WithParamInterface<HostSetting> {
+protected:
+    void SetUp() override;
+};
+
 // A mesh node below parent with the given control points and polygons.
 qdxsdk::QdxNode* addMesh(qdxsdk::QdxScene* scene, qdxsdk::QdxNode* parent, const std::string& name,
                          const std::vector<qdxsdk::QdxVector4>& points,
