@@ -732,9 +732,16 @@ QdxMesh* ksQdxWriter::convertMesh(const osg::GeometryPtr& geometry, const char* 
                 element->Destroy();
         }
 
-    // Every polygon is a triangle: the corners go over in one piece.
-    const std::vector<int> sizes(corners.size() / 3, 3);
-    mesh->AddPolygons(sizes.data(), static_cast<int>(sizes.size()), corners.data());
+    // Every polygon is a triangle: the corners go over in blocks that share
+    // one list of sizes, into arrays reserved once.
+    const int triangles = static_cast<int>(corners.size() / 3);
+    mesh->ReservePolygonCount(triangles);
+    mesh->ReservePolygonVertexCount(static_cast<int>(corners.size()));
+    constexpr int kBlock = 4096;
+    static const std::vector<int> threes(kBlock, 3);
+    for (int t = 0; t < triangles; t += kBlock)
+        mesh->AddPolygons(threes.data(), std::min(kBlock, triangles - t),
+                          corners.data() + std::size_t(3) * static_cast<std::size_t>(t));
 
     addNodeAttribute(geometry, mesh);
     return mesh;
