@@ -31,8 +31,10 @@ constexpr uint64_t kMaxRatio = 1000;
 // The fastest regular level: on mesh arrays of doubles it writes about 12%
 // more bytes than level 3 in 60% of the time.
 constexpr int kZstdLevel = 1;
-// Compression threads of one write, the calling one included.
+// Compression threads of one write, the calling one included, and the
+// largest array (raw bytes) that is packed beside others.
 constexpr size_t kMaxPackThreads = 8;
+constexpr size_t kMaxSharedArray = size_t{16} << 20;
 enum Codec : uint8_t { kRaw = 0, kDeflate = 1, kZstd = 2 };
 
 bool Fail(QdxStatus& status, const std::string& text) {
@@ -173,8 +175,10 @@ private:
 // Compresses every array of a document, spread over the cores. Arrays are
 // independent and each is compressed whole by one packer with the same
 // settings, so the bytes do not depend on the number of threads or on
-// which thread took which array. The largest arrays go first, so that no
-// thread is left with a big one at the end.
+// which thread took which array. Each thread holds a scratch buffer the
+// size of the largest array it packed, so arrays above kMaxSharedArray are
+// packed by the calling thread alone, while the others take the rest,
+// largest first, so that no thread is left with a big one at the end.
 std::vector<PreparedArray> PrepareArrays(const std::vector<const detail::ArrayRec*>& arrays,
                                          int version) {
     std::vector<PreparedArray> prepared(arrays.size());
@@ -183,27 +187,34 @@ std::vector<PreparedArray> PrepareArrays(const std::vector<const detail::ArrayRe
         size_t raw = arrays[i]->Count() * detail::ArrayElementSize(arrays[i]->kind);
         if (ArrayPacker::Compresses(version, raw)) order.emplace_back(raw, i);
     }
-    if (order.empty()) return prepared;
     std::stable_sort(order.begin(), order.end(),
                      [](const auto& a, const auto& b) { return a.first > b.first; });
-    std::atomic<size_t> next{0};
-    auto work = [&] {
-        ArrayPacker packer(version);
+    size_t firstShared = 0;
+    while (firstShared < order.size() && order[firstShared].first > kMaxSharedArray)
+        ++firstShared;
+    std::atomic<size_t> next{firstShared};
+    auto work = [&](ArrayPacker& packer) {
         for (size_t k = next++; k < order.size(); k = next++)
             prepared[order[k].second] = packer.Prepare(*arrays[order[k].second]);
     };
-    const size_t threads = std::min(
-        {size_t{std::max(1u, std::thread::hardware_concurrency())}, kMaxPackThreads, order.size()});
+    const size_t threads = std::min({size_t{std::max(1u, std::thread::hardware_concurrency())},
+                                     kMaxPackThreads, order.size() - firstShared + 1});
     std::vector<std::thread> pool;
     for (size_t t = 1; t < threads; ++t) {
         // Without another thread the calling one does the rest alone.
         try {
-            pool.emplace_back(work);
+            pool.emplace_back([&] {
+                ArrayPacker packer(version);
+                work(packer);
+            });
         } catch (...) {
             break;
         }
     }
-    work();
+    ArrayPacker packer(version);
+    for (size_t k = 0; k < firstShared; ++k)
+        prepared[order[k].second] = packer.Prepare(*arrays[order[k].second]);
+    work(packer);
     for (std::thread& t : pool)
         t.join();
     return prepared;
