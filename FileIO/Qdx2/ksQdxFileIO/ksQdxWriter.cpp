@@ -112,20 +112,16 @@ constexpr double kOrthoZoomSize = 30.0;
 const char* const kUVSetNames[5] = {"Material UV Set", "Lightmap UV Set", "UV Set 3", "UV Set 4",
                                     "UV Set 5"};
 
-// Index of each control point's value in a property addressed by bit:
-// -1 where no triangle corner ties the two together. When the property
-// shares the positions' index (the usual case), or the index does not
-// address it at all, that is the control point itself, as long as the
-// property is long enough.
+// Index of each control point's value in a property addressed by bit, -1
+// where no triangle corner ties the two together. Empty when that is the
+// control point itself: the property shares the positions' index (the usual
+// case) or the index does not address it at all, and it is long enough.
 std::vector<osg::Int32> perControlPointIndex(const osg::Geometry& geo, osg::UInt16 bit,
                                              osg::UInt32 valueCount, osg::UInt32 pointCount) {
-    std::vector<osg::Int32> at(pointCount, -1);
     const osg::Int32 slot = geo.findMappingIndex(bit);
-    if ((slot < 0 || slot == geo.findMappingIndex(osg::MapPosition)) && valueCount >= pointCount) {
-        for (osg::UInt32 i = 0; i < pointCount; ++i)
-            at[i] = static_cast<osg::Int32>(i);
-        return at;
-    }
+    if ((slot < 0 || slot == geo.findMappingIndex(osg::MapPosition)) && valueCount >= pointCount)
+        return {};
+    std::vector<osg::Int32> at(pointCount, -1);
     for (auto it = geo.beginTriangles(), end = geo.endTriangles(); it != end; ++it)
         for (int k = 0; k < 3; ++k) {
             osg::UInt32 p = it.getPositionIndex(k);
@@ -145,7 +141,7 @@ bool fillPerControlPoint(Element* element, const osg::Geometry& geo, osg::UInt16
                          const std::array<double, 4>& fill) {
     const osg::UInt32 dim = property.getDimension();
     if (dim == 0 || dim > 4 || property.getElementSize() != dim * sizeof(float)) return false;
-    std::vector<osg::Int32> at = perControlPointIndex(geo, bit, property.size(), count);
+    const std::vector<osg::Int32> at = perControlPointIndex(geo, bit, property.size(), count);
     const float* values = static_cast<const float*>(property.getData());
     const int copied = std::min(static_cast<int>(dim), stride);
     element->SetMappingMode(QdxLayerElement::eByControlPoint);
@@ -153,7 +149,8 @@ bool fillPerControlPoint(Element* element, const osg::Geometry& geo, osg::UInt16
     element->GetDirectArray().Resize(static_cast<int>(count));
     double* out = element->GetDirectArray().GetDoubles();
     for (osg::UInt32 i = 0; i < count; ++i, out += stride) {
-        const float* v = at[i] < 0 ? nullptr : values + static_cast<std::size_t>(at[i]) * dim;
+        const osg::Int32 from = at.empty() ? static_cast<osg::Int32>(i) : at[i];
+        const float* v = from < 0 ? nullptr : values + static_cast<std::size_t>(from) * dim;
         for (int k = 0; k < stride; ++k)
             out[k] = v && k < copied ? double(v[k]) : fill[static_cast<std::size_t>(k)];
     }
@@ -697,7 +694,10 @@ QdxMesh* ksQdxWriter::convertMesh(const osg::GeometryPtr& geometry, const char* 
 
     // One walk over the triangles; only those whose corners all name
     // existing positions are written.
+    // A triangle list has as many corners as stream vertices; other kinds
+    // of primitive grow the array from there.
     std::vector<int> corners;
+    corners.reserve(std::min<std::size_t>(geo.getVertexCount(), 0x7FFFFFFEu));
     for (auto it = geo.beginTriangles(), end = geo.endTriangles(); it != end; ++it) {
         const osg::UInt32 a = it.getPositionIndex(0), b = it.getPositionIndex(1),
                           c = it.getPositionIndex(2);
@@ -739,15 +739,16 @@ QdxMesh* ksQdxWriter::convertMesh(const osg::GeometryPtr& geometry, const char* 
                 element->Destroy();
         }
 
-    mesh->ReservePolygonCount(static_cast<int>(corners.size() / 3));
+    // Every polygon is a triangle: the corners go over in blocks that share
+    // one list of sizes, into arrays reserved once.
+    const int triangles = static_cast<int>(corners.size() / 3);
+    mesh->ReservePolygonCount(triangles);
     mesh->ReservePolygonVertexCount(static_cast<int>(corners.size()));
-    for (std::size_t i = 0; i < corners.size(); i += 3) {
-        mesh->BeginPolygon(-1, -1, -1, true);
-        mesh->AddPolygon(corners[i]);
-        mesh->AddPolygon(corners[i + 1]);
-        mesh->AddPolygon(corners[i + 2]);
-        mesh->EndPolygon();
-    }
+    constexpr int kBlock = 4096;
+    static const std::vector<int> threes(kBlock, 3);
+    for (int t = 0; t < triangles; t += kBlock)
+        mesh->AddPolygons(threes.data(), std::min(kBlock, triangles - t),
+                          corners.data() + std::size_t(3) * static_cast<std::size_t>(t));
 
     addNodeAttribute(geometry, mesh);
     return mesh;

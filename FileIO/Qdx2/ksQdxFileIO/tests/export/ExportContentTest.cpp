@@ -163,6 +163,38 @@ TEST_F(ExportContent, MeshLayersAndSharing) {
     }
 }
 
+// Strips and fans make more corners than the stream has vertices: every
+// triangle is written, in order and with the winding the host gives it.
+TEST_F(ExportContent, StripsAndFansBecomeTrianglesInOrder) {
+    auto g = makeQuad();
+    osg::GeoPTypesUI8Ptr::dcast(g->getTypes())
+        ->setValues({osg::PrimTriangleStrip, osg::PrimTriangleFan});
+    osg::GeoPLengthsUI32Ptr::dcast(g->getLengths())->setValues({6, 5});
+    osg::GeoIndicesUI32Ptr::dcast(g->getIndices())->setValues({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
+    std::vector<osg::Vec3f> points, normals;
+    for (int i = 0; i < 11; ++i) {
+        points.emplace_back(float(i), float(i % 2), 0);
+        normals.emplace_back(0, 0, 1);
+    }
+    osg::GeoPositions3fPtr::dcast(g->getPositions())->setValues(points);
+    osg::GeoNormals3fPtr::dcast(g->getNormals())->setValues(normals);
+    setUnit(ksSceneData::Centimeter);
+    ASSERT_TRUE(exportTo(makeGroup("Root", {makeNode(g, "S")}), file("s.qdx")));
+    ReadBack back(file("s.qdx"));
+    ASSERT_TRUE(back.ok);
+    qdxsdk::QdxMesh* mesh = back["S"]->GetMesh();
+    ASSERT_NE(mesh, nullptr);
+    const int expected[7][3] = {{0, 1, 2}, {2, 1, 3}, {2, 3, 4}, {4, 3, 5},
+                                {6, 7, 8}, {6, 8, 9}, {6, 9, 10}};
+    ASSERT_EQ(mesh->GetPolygonCount(), 7);
+    ASSERT_EQ(mesh->GetPolygonVertexCount(), 21);
+    for (int p = 0; p < 7; ++p) {
+        ASSERT_EQ(mesh->GetPolygonSize(p), 3);
+        for (int c = 0; c < 3; ++c)
+            EXPECT_EQ(mesh->GetPolygonVertex(p, c), expected[p][c]) << p << " " << c;
+    }
+}
+
 TEST_F(ExportContent, SurfacesKeepOrdersKnotsPointsAndTrimLoops) {
     setUnit(ksSceneData::Centimeter);
     auto surface = osg::Surface::create();
