@@ -1455,22 +1455,18 @@ osg::NodePtr ksQdxLoader::convertLight(QdxNode* node) {
     const double intensity = light->Intensity.Get();
     // Nominal intensity 100 with the host's attenuation law; area lights
     // carry their brightness without the attenuation factor.
-    const double pi = 3.14159265358;
     osg::UInt32 attenuation = 2;
-    double value = intensity * pi / 1000000.0;
     switch (light->DecayType.Get()) {
     case QdxLight::eNone:
         attenuation = 0;
-        value = intensity * pi / 100.0;
         break;
     case QdxLight::eLinear:
         attenuation = 1;
-        value = intensity * pi / 10000.0;
         break;
     default:
         break;
     }
-    if (area) value = intensity / 100.0;
+    const double value = intensity * ksQdxLightUnits::intensityFactor(light);
     ksLights::setAttenuation(result, attenuation);
 
     const float shadow = light->CastShadows.Get() ? 1.f : 0.f;
