@@ -159,9 +159,21 @@ template <class T>
 bool QdxLayerElementTemplate<T>::GetPolygonVertexValues(const QdxMesh& mesh, std::vector<T>& values,
                                                         std::vector<uint8_t>* unmapped,
                                                         bool reverseCorners) const {
+    return GetPolygonVertexValues(mesh, 0, mesh.GetPolygonCount(), values, unmapped,
+                                  reverseCorners);
+}
+
+template <class T>
+bool QdxLayerElementTemplate<T>::GetPolygonVertexValues(const QdxMesh& mesh, int firstPolygon,
+                                                        int polygonCount, std::vector<T>& values,
+                                                        std::vector<uint8_t>* unmapped,
+                                                        bool reverseCorners) const {
     const int polygons = mesh.GetPolygonCount();
+    const int begin = std::clamp(firstPolygon, 0, std::max(polygons, 0));
+    const int end = static_cast<int>(std::clamp<int64_t>(
+        static_cast<int64_t>(begin) + std::max(polygonCount, 0), begin, std::max(polygons, 0)));
     size_t total = 0;
-    for (int p = 0; p < polygons; ++p)
+    for (int p = begin; p < end; ++p)
         total += static_cast<size_t>(std::max(mesh.GetPolygonSize(p), 0));
     values.assign(total, T());
     if (unmapped) unmapped->assign(total, 1);
@@ -171,7 +183,7 @@ bool QdxLayerElementTemplate<T>::GetPolygonVertexValues(const QdxMesh& mesh, std
     const int* vertices = mesh.GetPolygonVertices();
     const int vertexCount = mesh.GetPolygonVertexCount();
     size_t out = 0;
-    for (int p = 0; p < polygons; ++p) {
+    for (int p = begin; p < end; ++p) {
         const int size = std::max(mesh.GetPolygonSize(p), 0);
         const int start = mesh.GetPolygonVertexIndex(p);
         for (int k = 0; k < size; ++k, ++out) {
@@ -188,6 +200,38 @@ bool QdxLayerElementTemplate<T>::GetPolygonVertexValues(const QdxMesh& mesh, std
     return true;
 }
 
+template <class T> bool QdxLayerElementTemplate<T>::MapsEveryCorner(const QdxMesh& mesh) const {
+    if (!MapsPolygonVertices()) return mesh.GetPolygonCount() <= 0;
+    const CornerMap map(*this);
+    const int* vertices = mesh.GetPolygonVertices();
+    const int vertexCount = mesh.GetPolygonVertexCount();
+    const int polygons = mesh.GetPolygonCount();
+    for (int p = 0; p < polygons; ++p) {
+        const int size = std::max(mesh.GetPolygonSize(p), 0);
+        const int start = mesh.GetPolygonVertexIndex(p);
+        for (int k = 0; k < size; ++k) {
+            const int polygonVertex = start + k;
+            if (polygonVertex < 0 || polygonVertex >= vertexCount) return false;
+            if (map.DirectIndex(p, polygonVertex, vertices[polygonVertex]) < 0) return false;
+        }
+    }
+    return true;
+}
+
+template <class T>
+bool QdxLayerElementArrayTemplate<T>::GetRange(int first, int count, std::vector<T>& out) const {
+    out.clear();
+    if (first < 0 || count < 0 || first > GetCount() || count > GetCount() - first) return false;
+    out.resize(static_cast<size_t>(count));
+    const double* d = GetDoubles() + static_cast<size_t>(first) * Traits::kStride;
+    for (size_t i = 0; i < out.size(); ++i)
+        out[i] = Traits::Load(d + i * Traits::kStride);
+    return true;
+}
+
+template class QdxLayerElementArrayTemplate<QdxVector4>;
+template class QdxLayerElementArrayTemplate<QdxVector2>;
+template class QdxLayerElementArrayTemplate<QdxColor>;
 template class QdxLayerElementTemplate<QdxVector4>;
 template class QdxLayerElementTemplate<QdxVector2>;
 template class QdxLayerElementTemplate<QdxColor>;

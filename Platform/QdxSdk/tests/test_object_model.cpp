@@ -1,4 +1,5 @@
 // Object model behaviour that the formats and the plug-in rely on.
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include <random>
@@ -129,7 +130,43 @@ void CheckAgreement(const QdxMesh* mesh, const E* e, T (*make)(int), Single sing
                 EXPECT_TRUE(Same(one, values[at]));
             }
         }
+        // Polygon ranges of every length read the same corners, in order.
+        const int polygons = mesh->GetPolygonCount();
+        for (int step = 1; step <= polygons + 1; ++step) {
+            size_t from = 0;
+            for (int first = 0; first < polygons; first += step) {
+                std::vector<T> part;
+                std::vector<uint8_t> partUnmapped;
+                ASSERT_EQ(
+                    e->GetPolygonVertexValues(*mesh, first, step, part, &partUnmapped, reversed),
+                    maps);
+                ASSERT_LE(from + part.size(), values.size());
+                ASSERT_EQ(partUnmapped.size(), part.size());
+                for (size_t i = 0; i < part.size(); ++i, ++from) {
+                    EXPECT_TRUE(Same(part[i], values[from]));
+                    EXPECT_EQ(partUnmapped[i], unmapped[from]);
+                }
+            }
+            EXPECT_EQ(from, values.size());
+        }
+        const bool every =
+            std::find(unmapped.begin(), unmapped.end(), uint8_t(1)) == unmapped.end();
+        EXPECT_EQ(e->MapsEveryCorner(*mesh), every);
     }
+    // Ranges of the direct array, and ranges that leave it.
+    const auto& direct = e->GetDirectArray();
+    const int count = direct.GetCount();
+    std::vector<T> range;
+    for (int first = 0; first <= count; ++first) {
+        ASSERT_TRUE(direct.GetRange(first, count - first, range));
+        ASSERT_EQ(range.size(), static_cast<size_t>(count - first));
+        for (int i = first; i < count; ++i)
+            EXPECT_TRUE(Same(range[static_cast<size_t>(i - first)], direct.GetAt(i)));
+    }
+    EXPECT_FALSE(direct.GetRange(-1, 1, range));
+    EXPECT_FALSE(direct.GetRange(0, count + 1, range));
+    EXPECT_FALSE(direct.GetRange(count + 1, 0, range));
+    EXPECT_TRUE(range.empty());
 }
 } // namespace
 

@@ -163,6 +163,11 @@ public:
     // Packed doubles, GetCount() * stride of them.
     double* GetDoubles() { return Elements<double>().data(); }
     const double* GetDoubles() const { return Elements<double>().data(); }
+    // Elements [first, first + count) into out (resized to count). False,
+    // with out empty, when the range does not lie inside the array. Reading
+    // an array front to back in ranges needs memory for one range only:
+    // values still held in their file are decoded as they are read.
+    bool GetRange(int first, int count, std::vector<T>& out) const;
 };
 
 template <> class QdxLayerElementArrayTemplate<int> : public QdxLayerElementArray {
@@ -225,6 +230,19 @@ public:
     bool GetPolygonVertexValues(const QdxMesh& mesh, std::vector<T>& values,
                                 std::vector<uint8_t>* unmapped = nullptr,
                                 bool reverseCorners = false) const;
+    // As above, for the corners of polygons [firstPolygon, firstPolygon +
+    // polygonCount) of `mesh` only (the range clipped to the mesh). Reading a
+    // mesh's polygons front to back in ranges needs memory for one range
+    // only: direct values still held in their file are decoded as they are
+    // read.
+    bool GetPolygonVertexValues(const QdxMesh& mesh, int firstPolygon, int polygonCount,
+                                std::vector<T>& values, std::vector<uint8_t>* unmapped = nullptr,
+                                bool reverseCorners = false) const;
+    // True when every polygon corner of `mesh` has a value, that is when
+    // GetPolygonVertexValues flags no corner unmapped. Found from the
+    // mapping, the index array and the counts, without reading the direct
+    // values.
+    bool MapsEveryCorner(const QdxMesh& mesh) const;
 
 protected:
     QdxLayerElementTemplate(QdxManager& manager, const char* name);
