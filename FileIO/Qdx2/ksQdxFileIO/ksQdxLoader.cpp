@@ -25,6 +25,7 @@
 #include <kestrel/ksSceneDataManager.h>
 #include <kestrel/ksString.h>
 #include <kestrel/ksUberCameraPool.h>
+#include <kestrel/ksVertexMerger.h>
 #include <kestrel/osg/Joint.h>
 #include <kestrel/osg/Matrix.h>
 #include <kestrel/osg/Quaternion.h>
@@ -311,6 +312,136 @@ osg::GeometryPtr buildCornerGeometry(const CornerSource& source, const std::vect
 
     for (std::size_t t = 0; t < uvs.size(); ++t)
         slotted.emplace_back(uvs[t], source.uvs[t].slot);
+    return parts.assemble();
+}
+
+// Polygons read at a time by the merged corner build: the values of one
+// block are all that is held besides the merged geometry.
+constexpr int kPolygonsPerBlock = 4096;
+
+// Whether every UV set of the mesh either gives every corner a value (by
+// control point, or by polygon vertex with every corner mapped) or gives
+// none: only then do the corner-expanded properties all hold one value per
+// vertex, and only then are equal vertices merged.
+bool uvSetsCoverCorners(const QdxMesh* mesh, const UVSlots& slots) {
+    for (const auto& [name, slot] : slots) {
+        const QdxLayerElementUV* element = mesh->GetElementUV(name.c_str());
+        if (element && element->GetMappingMode() == QdxLayerElement::eByPolygonVertex &&
+            !element->MapsEveryCorner(*mesh))
+            return false;
+    }
+    return true;
+}
+
+// The geometry buildCornerGeometry makes of every polygon, with colours,
+// followed by ksGeoOptimizer::mergeVertices, built a block of polygons at a
+// time with equal vertices merged as they come: no property ever holds more
+// than the merged vertices. Only for meshes whose UV sets pass
+// uvSetsCoverCorners.
+osg::GeometryPtr buildMergedCornerGeometry(const QdxMesh* mesh, const UVSlots& slots, double scale,
+                                           bool reversed) {
+    const int polygonCount = std::max(mesh->GetPolygonCount(), 0);
+    const int pointCount = std::max(mesh->GetControlPointsCount(), 0);
+    const QdxVector4* points = mesh->GetControlPoints();
+    const int* cornerPoints = mesh->GetPolygonVertices();
+    const int cornerArraySize = mesh->GetPolygonVertexCount();
+    const QdxLayer* layer = mesh->GetLayer(0);
+    const QdxLayerElementVertexColor* colorElement = layer ? layer->GetVertexColors() : nullptr;
+    const QdxLayerElementNormal* normalElement = mesh->GetElementNormal();
+
+    osg::UInt32 cornerCount = 0;
+    for (int p = 0; p < polygonCount; ++p)
+        cornerCount += static_cast<osg::UInt32>(std::max(mesh->GetPolygonSize(p), 0));
+    GeometryParts parts;
+    auto& [types, lengths, indices, positions, normals, colors, slotted] = parts;
+    types->reserve(static_cast<osg::UInt32>(polygonCount));
+    lengths->reserve(static_cast<osg::UInt32>(polygonCount));
+    indices->reserve(cornerCount);
+    // Merged vertices are at most the corners; reserved pages that are never
+    // written cost no memory.
+    positions->reserve(cornerCount);
+    normals->reserve(cornerCount);
+
+    std::vector<osg::Pnt3f> scaled(static_cast<std::size_t>(pointCount));
+    for (int i = 0; i < pointCount; ++i)
+        scaled[static_cast<std::size_t>(i)] = toVec3f(points[i], scale);
+    ksVertexMerger merger(positions, std::move(scaled));
+    const std::size_t normalColumn = merger.addAttribute(normals);
+
+    // Colours by control point, as single-precision values, read once.
+    auto toColor = [](const QdxColor& c) {
+        return osg::Vec4f(static_cast<float>(c.mRed), static_cast<float>(c.mGreen),
+                          static_cast<float>(c.mBlue), static_cast<float>(c.mAlpha));
+    };
+    std::vector<osg::Vec4f> pointColors;
+    std::size_t colorColumn = 0;
+    if (colorElement) {
+        const auto& direct = colorElement->GetDirectArray();
+        std::vector<QdxColor> read;
+        direct.GetRange(0, std::min(pointCount, direct.GetCount()), read);
+        pointColors.reserve(read.size());
+        for (const QdxColor& c : read)
+            pointColors.push_back(toColor(c));
+        colors->reserve(cornerCount);
+        colorColumn = merger.addAttribute(colors);
+    }
+
+    struct UVSet {
+        const QdxLayerElementUV* element;
+        bool reverse;
+        std::size_t column;
+        std::vector<QdxVector2> values;
+    };
+    std::vector<UVSet> uvSets;
+    for (const auto& [name, slot] : slots) {
+        const QdxLayerElementUV* element = mesh->GetElementUV(name.c_str());
+        if (!element) continue;
+        const auto mapping = element->GetMappingMode();
+        if (mapping != QdxLayerElement::eByControlPoint &&
+            mapping != QdxLayerElement::eByPolygonVertex)
+            continue;
+        auto uvs = osg::GeoTexCoords2f::create();
+        if (cornerCount > 0) uvs->reserve(cornerCount);
+        // Files with the "abc" suffix store per-corner UVs last corner first.
+        uvSets.push_back({element,
+                          reversed && mapping == QdxLayerElement::eByPolygonVertex,
+                          merger.addAttribute(uvs),
+                          {}});
+        slotted.emplace_back(uvs, slot);
+    }
+
+    std::vector<QdxVector4> blockNormals;
+    for (int first = 0; first < polygonCount; first += kPolygonsPerBlock) {
+        const int count = std::min(kPolygonsPerBlock, polygonCount - first);
+        if (normalElement) normalElement->GetPolygonVertexValues(*mesh, first, count, blockNormals);
+        for (UVSet& set : uvSets)
+            set.element->GetPolygonVertexValues(*mesh, first, count, set.values, nullptr,
+                                                set.reverse);
+        std::size_t at = 0; // corner within the block
+        for (int p = first; p < first + count; ++p) {
+            const int size = mesh->GetPolygonSize(p);
+            const int start = mesh->GetPolygonVertexIndex(p);
+            lengths->push_back(static_cast<osg::UInt32>(size));
+            types->push_back(osg::PrimPolygon);
+            for (int c = 0; c < size; ++c, ++at) {
+                const int corner = start + c;
+                const int cp = corner >= 0 && corner < cornerArraySize ? cornerPoints[corner] : -1;
+                merger.set(normalColumn, at < blockNormals.size() ? toVec3f(blockNormals[at])
+                                                                  : osg::Vec3f(0.f, 0.f, 0.f));
+                if (colorElement)
+                    merger.set(colorColumn,
+                               cp >= 0 && static_cast<std::size_t>(cp) < pointColors.size()
+                                   ? pointColors[static_cast<std::size_t>(cp)]
+                                   : toColor(colorElement->GetDirectArray().GetAt(cp)));
+                for (const UVSet& set : uvSets) {
+                    const QdxVector2 uv = at < set.values.size() ? set.values[at] : QdxVector2();
+                    merger.set(set.column,
+                               osg::Vec2f(static_cast<float>(uv[0]), static_cast<float>(uv[1])));
+                }
+                indices->push_back(merger.add(cp));
+            }
+        }
+    }
     return parts.assemble();
 }
 
@@ -1178,15 +1309,21 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
     ControlPointMap vertices;
     CornerList corners;
     const bool withDeformers = mesh->GetDeformerCount() > 0;
+    const bool reversed = ksFile::getExtension(_d->fileName) == "abc";
+    // Corner-expanded geometry that the optimizer would merge is merged
+    // while it is built instead; it then has nothing left to merge.
+    const bool mergedWhileBuilt =
+        !byControlPoint && !withDeformers && uvSetsCoverCorners(mesh, slots);
     osg::GeometryPtr geometry;
     if (byControlPoint)
         geometry = buildControlPointGeometry(mesh, slots, uvMapping, uvReference, _unitScaleFactor,
                                              withDeformers ? &corners : nullptr);
+    else if (mergedWhileBuilt)
+        geometry = buildMergedCornerGeometry(mesh, slots, _unitScaleFactor, reversed);
     else {
         std::vector<int> all(static_cast<std::size_t>(std::max(polygonCount, 0)));
         for (int p = 0; p < polygonCount; ++p)
             all[static_cast<std::size_t>(p)] = p;
-        const bool reversed = ksFile::getExtension(_d->fileName) == "abc";
         // Vertices by control point and corners are only looked up for
         // deformers (skin weights and vertex caches).
         geometry = buildCornerGeometry(readCornerSource(mesh, slots, reversed), all,
@@ -1202,7 +1339,7 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
     const bool animated =
         createAnimationCurvesFromVertexCache(node, result, geometry, vertices, corners);
     getSkinWeights(node, result, geometry, vertices);
-    optimizeGeometry(result, animated);
+    if (!mergedWhileBuilt) optimizeGeometry(result, animated);
     return result;
 }
 

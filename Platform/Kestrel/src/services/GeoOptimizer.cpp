@@ -5,6 +5,7 @@
 #include <kestrel/ksGeoOptimizer.h>
 #include <kestrel/ksNodeUtils.h>
 #include <kestrel/ksOptimize.h>
+#include <kestrel/ksVertexMerger.h>
 #include <kestrel/osg/Skin.h>
 #include <kestrel/osg/Surface.h>
 #include <kestrel/osg/TimeShapeCache.h>
@@ -43,31 +44,11 @@ UInt32 ksGeoOptimizer::mergeVertices(const GeometryPtr& g) {
     columns.reserve(props.size());
     for (const auto& p : props)
         columns.push_back({static_cast<const unsigned char*>(p->getData()), p->getElementSize()});
-    // Element sizes are whole 4-byte components; any rest is hashed bytewise.
     auto hashOf = [&columns](UInt32 i) {
-        std::uint64_t h = 0x9E3779B97F4A7C15ull;
-        for (const Column& c : columns) {
-            const unsigned char* at = c.data + std::size_t(i) * c.size;
-            std::size_t b = 0;
-            for (; b + 8 <= c.size; b += 8) {
-                std::uint64_t w;
-                std::memcpy(&w, at + b, 8);
-                h = (h ^ w) * 0xBF58476D1CE4E5B9ull;
-                h ^= h >> 29;
-            }
-            if (b + 4 <= c.size) {
-                std::uint32_t w;
-                std::memcpy(&w, at + b, 4);
-                h = (h ^ w) * 0xBF58476D1CE4E5B9ull;
-                h ^= h >> 29;
-                b += 4;
-            }
-            for (; b < c.size; ++b)
-                h = (h ^ at[b]) * 0x94D049BB133111EBull;
-        }
-        h ^= h >> 31;
-        h *= 0x94D049BB133111EBull;
-        return h ^ (h >> 32);
+        std::uint64_t h = ksVertexMerger::kHashSeed;
+        for (const Column& c : columns)
+            h = ksVertexMerger::hashBytes(h, c.data + std::size_t(i) * c.size, c.size);
+        return ksVertexMerger::finishHash(h);
     };
     auto same = [&columns](UInt32 a, UInt32 b) {
         for (const Column& c : columns)
