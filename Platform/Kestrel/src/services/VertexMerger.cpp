@@ -47,9 +47,21 @@ ksVertexMerger::ksVertexMerger(GeoPositions3fPtr positions, std::vector<Pnt3f> p
 }
 
 bool ksVertexMerger::sameStaged(UInt32 vertex) const {
+    // Values of two, three and four floats are compared inline.
+    auto equal = [](const unsigned char* a, const unsigned char* b, std::size_t size) {
+        switch (size) {
+        case 8:
+            return std::memcmp(a, b, 8) == 0;
+        case 12:
+            return std::memcmp(a, b, 12) == 0;
+        case 16:
+            return std::memcmp(a, b, 16) == 0;
+        default:
+            return std::memcmp(a, b, size) == 0;
+        }
+    };
     for (const Column& c : _columns)
-        if (std::memcmp(c.data + std::size_t(vertex) * c.size, _staged.data() + c.offset, c.size) !=
-            0)
+        if (!equal(c.data + std::size_t(vertex) * c.size, _staged.data() + c.offset, c.size))
             return false;
     return true;
 }
