@@ -1,6 +1,7 @@
 // Arrays left in their file, decoded whole or streamed by range.
 #include "pending_array.h"
 
+#define ZSTD_STATIC_LINKING_ONLY
 #include <zstd.h>
 
 #include <algorithm>
@@ -37,7 +38,12 @@ void PendingArray::DecodeAll(std::vector<double>& out) {
     std::lock_guard<std::mutex> lock(mLock);
     if (mDecoded.load(std::memory_order_relaxed)) return;
     out.resize(mCount);
+    // Decoded in one pass straight into out: the stream needs no window
+    // buffer of its own when its output stays where it is.
+    CloseStream();
+    mWhole = true;
     Produce(0, mCount, out.data());
+    mWhole = false;
     // Everything is in memory now: the file and the stream are not needed.
     CloseStream();
     mFile.reset();
@@ -92,6 +98,7 @@ bool PendingArray::Restart() {
     if (!mStream) mStream = ZSTD_createDCtx();
     if (!mStream) return false;
     ZSTD_DCtx_reset(mStream, ZSTD_reset_session_only);
+    ZSTD_DCtx_setParameter(mStream, ZSTD_d_stableOutBuffer, mWhole ? 1 : 0);
     if (!mIn) mIn.reset(new (std::nothrow) uint8_t[kBlock]);
     if (!mIn) return false;
     mInUsed = mInSize = 0;

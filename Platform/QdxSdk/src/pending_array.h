@@ -62,6 +62,8 @@ private:
     Codec mCodec;
     size_t mCount;
     bool mFailed = false;
+    // True while DecodeAll decodes the whole array into one buffer.
+    bool mWhole = false;
     std::string mObjectName, mArrayName;
     std::shared_ptr<ArrayFaults> mFaults;
     // The stream: input read so far (bytes of the stored data), the input
