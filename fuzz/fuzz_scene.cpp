@@ -154,19 +154,19 @@ void FillArray(detail::ArrayRec& a, size_t count, Bytes& in) {
     a.Resize(count);
     switch (a.kind) {
     case detail::ArrayKind::Int32:
-        for (auto& v : a.i32)
-            v = in.Empty() ? static_cast<int32_t>(&v - a.i32.data()) % 7 : in.Int();
+        for (auto& v : a.Elements<int32_t>())
+            v = in.Empty() ? static_cast<int32_t>(&v - a.Elements<int32_t>().data()) % 7 : in.Int();
         break;
     case detail::ArrayKind::Int64:
-        for (auto& v : a.i64)
+        for (auto& v : a.Elements<int64_t>())
             v = in.Int();
         break;
     case detail::ArrayKind::Double:
-        for (auto& v : a.f64)
+        for (auto& v : a.Elements<double>())
             v = in.Empty() ? 0.25 : in.Double();
         break;
     case detail::ArrayKind::UInt8:
-        for (auto& v : a.u8)
+        for (auto& v : a.Elements<uint8_t>())
             v = in.U8();
         break;
     }

@@ -970,6 +970,7 @@ osg::NodePtr ksQdxLoader::read() {
         ksQdxMetaData::addMetadataFromDocumentInfo(scene->GetDocumentInfo(), _d->fileName, node);
 
     ksLog::info("QdxImport: converting scenegraph ready.");
+    warnArrayFaults(manager);
     manager->Destroy();
     _d->manager = nullptr;
     _d->scene = nullptr;
@@ -1073,6 +1074,11 @@ osg::NodePtr ksQdxLoader::getNode(QdxNode* node) const {
     ksLog::warning("Instances of %s have different transforms, creating duplicates instead!",
                    node->GetName());
     return osg::NullFC;
+}
+
+void ksQdxLoader::warnArrayFaults(const QdxManager* manager) const {
+    for (const std::string& fault : manager->GetArrayFaults())
+        ksLog::warning("QdxImport: %s", fault.c_str());
 }
 
 void ksQdxLoader::reportProgress() {

@@ -34,6 +34,7 @@ class QdxAnimCurveNode;
 class QdxAnimLayer;
 class QdxNode;
 class QdxNurbsSurface;
+class QdxManager;
 class QdxScene;
 class QdxProperty;
 class QdxTexture;
@@ -78,6 +79,9 @@ private:
     osg::Vec3f calculateRotationOrientation(qdxsdk::QdxNode* node) const;
     void optimizeGeometry(const osg::NodePtr& node, bool hasVertexAnimation);
     void reportProgress();
+    // Logs the arrays the SDK could not decode from the file when they were
+    // read (their values came out as zeros).
+    void warnArrayFaults(const qdxsdk::QdxManager* manager) const;
 
     // Meshes.
     osg::NodePtr convertMultiMeshSort(qdxsdk::QdxNode* node);

@@ -30,24 +30,25 @@ QdxAnimCurve::QdxAnimCurve(QdxManager& m, const char* name) : QdxObject(m, name)
 
 #define QDX_CURVE_ARRAYS                                                                           \
     auto& A = const_cast<QdxAnimCurve*>(this)->Arrays();                                           \
-    auto& times = A[static_cast<size_t>(mTime)].i64;                                               \
-    auto& values = A[static_cast<size_t>(mValue)].f64;                                             \
-    auto& interp = A[static_cast<size_t>(mInterp)].i32;                                            \
-    auto& cmode = A[static_cast<size_t>(mConstant)].i32;                                           \
-    auto& tmode = A[static_cast<size_t>(mTangent)].i32;                                            \
-    auto& deriv = A[static_cast<size_t>(mDeriv)].f64;                                              \
-    auto& weight = A[static_cast<size_t>(mWeight)].f64;                                            \
+    auto& times = A[static_cast<size_t>(mTime)].Elements<int64_t>();                               \
+    auto& values = A[static_cast<size_t>(mValue)].Elements<double>();                              \
+    auto& interp = A[static_cast<size_t>(mInterp)].Elements<int32_t>();                            \
+    auto& cmode = A[static_cast<size_t>(mConstant)].Elements<int32_t>();                           \
+    auto& tmode = A[static_cast<size_t>(mTangent)].Elements<int32_t>();                            \
+    auto& deriv = A[static_cast<size_t>(mDeriv)].Elements<double>();                               \
+    auto& weight = A[static_cast<size_t>(mWeight)].Elements<double>();                             \
     (void)times, (void)values, (void)interp, (void)cmode, (void)tmode, (void)deriv, (void)weight;
 
 int QdxAnimCurve::KeyGetCount() const {
     const auto& A = Arrays();
-    size_t n = A[static_cast<size_t>(mTime)].i64.size();
+    size_t n = A[static_cast<size_t>(mTime)].Elements<int64_t>().size();
     // A curve read from a file is checked for consistent arrays; guard anyway.
-    n = std::min(
-        {n, A[static_cast<size_t>(mValue)].f64.size(), A[static_cast<size_t>(mInterp)].i32.size(),
-         A[static_cast<size_t>(mConstant)].i32.size(), A[static_cast<size_t>(mTangent)].i32.size(),
-         A[static_cast<size_t>(mDeriv)].f64.size() / 2,
-         A[static_cast<size_t>(mWeight)].f64.size() / 2});
+    n = std::min({n, A[static_cast<size_t>(mValue)].Elements<double>().size(),
+                  A[static_cast<size_t>(mInterp)].Elements<int32_t>().size(),
+                  A[static_cast<size_t>(mConstant)].Elements<int32_t>().size(),
+                  A[static_cast<size_t>(mTangent)].Elements<int32_t>().size(),
+                  A[static_cast<size_t>(mDeriv)].Elements<double>().size() / 2,
+                  A[static_cast<size_t>(mWeight)].Elements<double>().size() / 2});
     return static_cast<int>(n);
 }
 

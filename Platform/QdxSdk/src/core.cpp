@@ -6,6 +6,8 @@
 #include <string>
 #include <unordered_set>
 
+#include "array_faults.h"
+#include "pending_array.h"
 #include "qdxsdk/io.h"
 #include "qdxsdk/object.h"
 #include "qdxsdk/scene.h"
@@ -103,64 +105,129 @@ size_t ArrayElementSize(ArrayKind kind) {
     return 0;
 }
 
+ArrayRec::ArrayRec() = default;
+ArrayRec::ArrayRec(std::string arrayName, ArrayKind arrayKind)
+    : name(std::move(arrayName)), kind(arrayKind) {}
+ArrayRec::~ArrayRec() = default;
+ArrayRec::ArrayRec(ArrayRec&& other) noexcept = default;
+ArrayRec& ArrayRec::operator=(ArrayRec&& other) noexcept = default;
+ArrayRec::ArrayRec(const ArrayRec& other) : name(other.name), kind(other.kind) {
+    other.Decode();
+    mI32 = other.mI32;
+    mI64 = other.mI64;
+    mF64 = other.mF64;
+    mU8 = other.mU8;
+}
+ArrayRec& ArrayRec::operator=(const ArrayRec& other) {
+    if (this != &other) *this = ArrayRec(other);
+    return *this;
+}
+
+void ArrayRec::DecodePending() const {
+    if (mPending->IsDecoded()) return;
+    // Logically const: the elements are the same, only where they live changes.
+    mPending->DecodeAll(const_cast<ArrayRec*>(this)->mF64);
+}
+
+bool ArrayRec::IsPending() const {
+    return mPending && !mPending->IsDecoded();
+}
+
+void ArrayRec::SetPending(std::unique_ptr<PendingArray> pending) {
+    Release();
+    mPending = std::move(pending);
+}
+
+void ArrayRec::TakeElements(ArrayRec& other) {
+    mI32.swap(other.mI32);
+    mI64.swap(other.mI64);
+    mF64.swap(other.mF64);
+    mU8.swap(other.mU8);
+    mPending.swap(other.mPending);
+    other.Release();
+}
+
 size_t ArrayRec::Count() const {
+    if (IsPending()) return mPending->Count();
     switch (kind) {
     case ArrayKind::Int32:
-        return i32.size();
+        return mI32.size();
     case ArrayKind::Int64:
-        return i64.size();
+        return mI64.size();
     case ArrayKind::Double:
-        return f64.size();
+        return mF64.size();
     case ArrayKind::UInt8:
-        return u8.size();
+        return mU8.size();
     }
     return 0;
 }
 
 const void* ArrayRec::Data() const {
+    return const_cast<ArrayRec*>(this)->Data();
+}
+
+void* ArrayRec::Data() {
+    Decode();
     switch (kind) {
     case ArrayKind::Int32:
-        return i32.data();
+        return mI32.data();
     case ArrayKind::Int64:
-        return i64.data();
+        return mI64.data();
     case ArrayKind::Double:
-        return f64.data();
+        return mF64.data();
     case ArrayKind::UInt8:
-        return u8.data();
+        return mU8.data();
     }
     return nullptr;
 }
 
+bool ArrayRec::ReadRange(size_t first, size_t count, void* out) const {
+    const size_t n = Count();
+    if (first > n || count > n - first) return false;
+    if (count == 0) return true;
+    if (IsPending() && kind == ArrayKind::Double) {
+        mPending->ReadRange(first, count, static_cast<double*>(out), mF64);
+        return true;
+    }
+    const size_t size = ArrayElementSize(kind);
+    std::memcpy(out, static_cast<const uint8_t*>(Data()) + first * size, count * size);
+    return true;
+}
+
 void* ArrayRec::Resize(size_t count) {
+    Decode();
+    mPending.reset();
     switch (kind) {
     case ArrayKind::Int32:
-        i32.resize(count);
-        return i32.data();
+        mI32.resize(count);
+        return mI32.data();
     case ArrayKind::Int64:
-        i64.resize(count);
-        return i64.data();
+        mI64.resize(count);
+        return mI64.data();
     case ArrayKind::Double:
-        f64.resize(count);
-        return f64.data();
+        mF64.resize(count);
+        return mF64.data();
     case ArrayKind::UInt8:
-        u8.resize(count);
-        return u8.data();
+        mU8.resize(count);
+        return mU8.data();
     }
     return nullptr;
 }
 
 void ArrayRec::Clear() {
-    i32.clear();
-    i64.clear();
-    f64.clear();
-    u8.clear();
+    mPending.reset();
+    mI32.clear();
+    mI64.clear();
+    mF64.clear();
+    mU8.clear();
 }
 
 void ArrayRec::Release() {
-    std::vector<int32_t>().swap(i32);
-    std::vector<int64_t>().swap(i64);
-    std::vector<double>().swap(f64);
-    std::vector<uint8_t>().swap(u8);
+    mPending.reset();
+    std::vector<int32_t>().swap(mI32);
+    std::vector<int64_t>().swap(mI64);
+    std::vector<double>().swap(mF64);
+    std::vector<uint8_t>().swap(mU8);
 }
 } // namespace detail
 
@@ -579,7 +646,13 @@ int QdxObject::AddOwnArray(const char* name, detail::ArrayKind kind) {
 
 // ---------------------------------------------------------------- manager
 
-QdxManager::QdxManager() : mRegistry(std::make_unique<QdxIOPluginRegistry>()) {}
+QdxManager::QdxManager()
+    : mRegistry(std::make_unique<QdxIOPluginRegistry>()),
+      mArrayFaults(std::make_shared<detail::ArrayFaults>()) {}
+
+std::vector<std::string> QdxManager::GetArrayFaults() const {
+    return mArrayFaults->List();
+}
 
 QdxManager::~QdxManager() {
     mDestroying = true;

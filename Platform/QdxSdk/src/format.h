@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -67,6 +68,11 @@ bool ReadBinaryVersion(const uint8_t* data, size_t size, int& version, QdxStatus
 bool ReadTextVersion(const uint8_t* data, size_t size, int& version, QdxStatus& status);
 bool ReadBinary(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& status,
                 const Progress& progress = {});
+// As ReadBinary; with a source (the same file, held open), large arrays of
+// doubles stay in it until they are used.
+class SourceFile;
+bool ReadBinaryFrom(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& status,
+                    const Progress& progress, const std::shared_ptr<SourceFile>& source);
 bool ReadText(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& status,
               const Progress& progress = {});
 // Writers append to a sink; the sink returns false on a write error.
@@ -89,10 +95,15 @@ public:
     bool Open(const std::string& path, QdxStatus& status);
     const uint8_t* Data() const { return mData; }
     size_t Size() const { return mSize; }
+    // The file's identity, so that it can be opened again and recognised.
+    uint64_t Device() const { return mDevice; }
+    uint64_t Inode() const { return mInode; }
 
 private:
     const uint8_t* mData = nullptr;
     size_t mSize = 0;
+    uint64_t mDevice = 0;
+    uint64_t mInode = 0;
     void* mMap = nullptr;
 };
 // Hands back the whole pages of [data, data + size) when they lie in an open

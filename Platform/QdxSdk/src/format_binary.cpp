@@ -6,6 +6,7 @@
 //         "END " (empty), in this order; other tags are skipped.
 // All numbers little-endian. docs/qdx-format.md is the full description.
 #include <libdeflate.h>
+#define ZSTD_STATIC_LINKING_ONLY
 #include <zstd.h>
 
 #include <algorithm>
@@ -18,6 +19,8 @@
 #include <unordered_map>
 
 #include "format_descriptor.h"
+#include "pending_array.h"
+#include "source_file.h"
 #include "value_type.h"
 
 namespace qdxsdk::format {
@@ -39,6 +42,12 @@ constexpr int kZstdLevel = 1;
 constexpr size_t kMaxPackThreads = 8;
 constexpr size_t kMaxSharedArray = size_t{16} << 20;
 enum Codec : uint8_t { kRaw = 0, kDeflate = 1, kZstd = 2 };
+// Arrays of doubles at least this large (decoded) stay in a file that can be
+// read again until they are used.
+constexpr uint64_t kPendingMinBytes = uint64_t(1) << 20;
+// The largest window a zstd stream decodes with (the library's default
+// limit); a frame that needs more is decoded whole at read time.
+constexpr uint64_t kMaxStreamWindow = uint64_t(1) << 27;
 
 bool Fail(QdxStatus& status, const std::string& text) {
     status.SetCode(QdxStatus::eInvalidFile, text);
@@ -254,6 +263,10 @@ bool WriteBinary(const FlatDocument& doc, const Sink& sink, QdxStatus& status,
     for (const FlatObject& o : doc.objects)
         for (const FlatArray& a : o.arrays)
             arrays.push_back(&a.Get());
+    // Arrays still in their file are decoded here, one after the other,
+    // before the compression threads see them.
+    for (const detail::ArrayRec* a : arrays)
+        a->Data();
     std::vector<PreparedArray> prepared = PrepareArrays(arrays, version);
     // Object records without array data; arrays follow each object's record.
     std::vector<Buffer> heads(doc.objects.size());
@@ -395,6 +408,9 @@ uint32_t ChecksumAndRelease(const uint8_t* p, size_t n) {
 struct Reader {
     std::vector<std::string> strings;
     int version = 0;
+    // The file the bytes come from, held open, and where they start.
+    std::shared_ptr<SourceFile> source;
+    const uint8_t* fileStart = nullptr;
     QdxStatus* status = nullptr;
     std::string error;
 
@@ -430,6 +446,8 @@ struct Reader {
             return Bad("array '" + a.name + "' claims more data than it can hold");
         const uint8_t* src = c.Skip(static_cast<size_t>(stored));
         if (!src) return Bad("array data is cut short");
+        if (Leave(a, src, codec, count, stored)) return true;
+        if (!error.empty()) return false;
         void* dst = a.owned.Resize(static_cast<size_t>(count));
         if (codec == kRaw) {
             if (raw) std::memcpy(dst, src, static_cast<size_t>(raw));
@@ -448,6 +466,33 @@ struct Reader {
         }
         size_t n = ZSTD_decompress(dst, static_cast<size_t>(raw), src, static_cast<size_t>(stored));
         if (ZSTD_isError(n) || n != raw) return Bad("array '" + a.name + "' does not decompress");
+        return true;
+    }
+
+    // Leaves a large array of doubles in the file when it can be streamed
+    // from there later: raw, or one zstd frame that declares exactly the
+    // decoded size and ends exactly at the stored length. False when the
+    // array is to be decoded now (with error set when it is broken).
+    bool Leave(FlatArray& a, const uint8_t* src, uint8_t codec, uint64_t count, uint64_t stored) {
+        const uint64_t raw = count * sizeof(double);
+        if (!source || a.kind != detail::ArrayKind::Double || raw < kPendingMinBytes) return false;
+        if (codec == kZstd) {
+            const unsigned long long declared = ZSTD_getFrameContentSize(src, stored);
+            if (declared == ZSTD_CONTENTSIZE_UNKNOWN || declared == ZSTD_CONTENTSIZE_ERROR)
+                return false;
+            if (declared != raw) return Bad("array '" + a.name + "' does not decompress");
+            ZSTD_frameHeader header{};
+            if (ZSTD_getFrameHeader(&header, src, stored) != 0 ||
+                header.windowSize > kMaxStreamWindow)
+                return false;
+            if (ZSTD_findFrameCompressedSize(src, stored) != stored) return false;
+        } else if (codec != kRaw) {
+            return false;
+        }
+        a.owned.SetPending(std::make_unique<detail::PendingArray>(
+            source, static_cast<uint64_t>(src - fileStart), stored,
+            codec == kZstd ? detail::PendingArray::Codec::Zstd : detail::PendingArray::Codec::Raw,
+            static_cast<size_t>(count)));
         return true;
     }
 
@@ -547,8 +592,15 @@ bool ReadBinaryVersion(const uint8_t* data, size_t size, int& version, QdxStatus
 
 bool ReadBinary(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& status,
                 const Progress& progress) {
+    return ReadBinaryFrom(data, size, doc, status, progress, nullptr);
+}
+
+bool ReadBinaryFrom(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& status,
+                    const Progress& progress, const std::shared_ptr<SourceFile>& source) {
     doc = FlatDocument();
     Reader r;
+    r.source = source;
+    r.fileStart = data;
     if (!ReadBinaryVersion(data, size, r.version, status)) return false;
     doc.version = r.version;
     Cursor file(data + 16, size - 16);
@@ -625,6 +677,17 @@ bool ReadBinary(const uint8_t* data, size_t size, FlatDocument& doc, QdxStatus& 
 
 namespace {
 const char* const kSuffixes[] = {"qdx", "abc", nullptr};
+
+// Reads a file; when it can be opened again as the same file, its large
+// arrays of doubles stay there until used.
+std::unique_ptr<Decoded> ReadBinaryInput(const ReadInput& input, QdxStatus& status,
+                                         const Progress& progress) {
+    std::shared_ptr<SourceFile> source =
+        SourceFile::Open(input.path, input.device, input.inode, input.size);
+    FlatDocument doc;
+    if (!ReadBinaryFrom(input.data, input.size, doc, status, progress, source)) return nullptr;
+    return DecodedFrom(std::move(doc));
+}
 } // namespace
 
 extern const FormatDescriptor kQdxBinaryFormat;
@@ -637,7 +700,7 @@ const FormatDescriptor kQdxBinaryFormat = {
     .versionNumbers = kQdxVersionNumbers,
     .detect = IsBinary,
     .readVersion = ReadBinaryVersion,
-    .read = ReadDocument<ReadBinary>,
+    .read = ReadBinaryInput,
     .write = WriteDocument<WriteBinary>,
 };
 

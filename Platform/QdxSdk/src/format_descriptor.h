@@ -32,6 +32,9 @@ struct ReadInput {
     const uint8_t* data = nullptr;
     size_t size = 0;
     std::string path;
+    // Identity of the file at path that data holds (0: unknown).
+    uint64_t device = 0;
+    uint64_t inode = 0;
 };
 
 struct FormatDescriptor {
@@ -79,6 +82,8 @@ DecodeDocument(const ReadInput& input, QdxStatus& status, const Progress& progre
 bool WriteDocument(QdxScene* scene, int version, const Sink& sink, QdxStatus& status,
                    const Progress& progress,
                    bool (*write)(const FlatDocument&, const Sink&, QdxStatus&, const Progress&));
+// A document read and checked, waiting to be published.
+std::unique_ptr<Decoded> DecodedFrom(FlatDocument doc);
 // The two as descriptor entries: ReadDocument<ReadBinary>, WriteDocument<WriteBinary>.
 template <auto ReadFn>
 std::unique_ptr<Decoded> ReadDocument(const ReadInput& input, QdxStatus& status,

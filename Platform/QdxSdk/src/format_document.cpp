@@ -12,6 +12,7 @@
 #include <unordered_map>
 
 #include "format_descriptor.h"
+#include "pending_array.h"
 #include "qdxsdk/io.h"
 #include "qdxsdk/node.h"
 
@@ -100,10 +101,9 @@ bool ApplyObject(FlatObject& f, QdxObject* o, QdxStatus& status) {
         if (!a) a = &o->AddArray(fa.name.c_str(), fa.kind);
         if (a->kind != fa.kind)
             return Fail(status, "Array '" + fa.name + "' of '" + f.name + "' has the wrong kind");
-        a->i32.swap(fa.owned.i32);
-        a->i64.swap(fa.owned.i64);
-        a->f64.swap(fa.owned.f64);
-        a->u8.swap(fa.owned.u8);
+        a->TakeElements(fa.owned);
+        if (detail::PendingArray* pending = a->Pending())
+            pending->Attach(f.name, fa.name, o->GetQdxManager()->ArrayFaultLog());
     }
     return true;
 }
@@ -274,6 +274,8 @@ bool MappedFile::Open(const std::string& path, QdxStatus& status) {
             mMap = p;
             mData = static_cast<const uint8_t*>(p);
             mSize = static_cast<size_t>(st.st_size);
+            mDevice = static_cast<uint64_t>(st.st_dev);
+            mInode = static_cast<uint64_t>(st.st_ino);
             ::madvise(p, mSize, MADV_SEQUENTIAL);
             std::lock_guard<std::mutex> lock(gMappedLock);
             gMapped.emplace_back(reinterpret_cast<uintptr_t>(p), mSize);
@@ -328,8 +330,14 @@ public:
 std::unique_ptr<Decoded>
 DecodeDocument(const ReadInput& input, QdxStatus& status, const Progress& progress,
                bool (*read)(const uint8_t*, size_t, FlatDocument&, QdxStatus&, const Progress&)) {
+    FlatDocument doc;
+    if (!read(input.data, input.size, doc, status, progress)) return nullptr;
+    return DecodedFrom(std::move(doc));
+}
+
+std::unique_ptr<Decoded> DecodedFrom(FlatDocument doc) {
     auto decoded = std::make_unique<DecodedDocument>();
-    if (!read(input.data, input.size, decoded->doc, status, progress)) return nullptr;
+    decoded->doc = std::move(doc);
     return decoded;
 }
 

@@ -213,16 +213,16 @@ void EmitArray(Emitter& e, const FlatArray& a, int version) {
         if (i) e.Raw(",");
         switch (rec.kind) {
         case detail::ArrayKind::Int32:
-            e.Int(rec.i32[i]);
+            e.Int(rec.Elements<int32_t>()[i]);
             break;
         case detail::ArrayKind::Int64:
-            e.Int(rec.i64[i]);
+            e.Int(rec.Elements<int64_t>()[i]);
             break;
         case detail::ArrayKind::Double:
-            e.Double(rec.f64[i]);
+            e.Double(rec.Elements<double>()[i]);
             break;
         case detail::ArrayKind::UInt8:
-            e.Int(rec.u8[i]);
+            e.Int(rec.Elements<uint8_t>()[i]);
             break;
         }
     }
@@ -666,15 +666,15 @@ private:
         if (b64) return Base64(a, count);
         switch (a.kind) {
         case detail::ArrayKind::Int32:
-            return Numbers(a, a.owned.i32, count,
+            return Numbers(a, a.owned.Elements<int32_t>(), count,
                            [&] { return static_cast<int32_t>(mC.Integer(INT32_MIN, INT32_MAX)); });
         case detail::ArrayKind::Int64:
-            return Numbers(a, a.owned.i64, count,
+            return Numbers(a, a.owned.Elements<int64_t>(), count,
                            [&] { return static_cast<int64_t>(mC.Integer(INT64_MIN, INT64_MAX)); });
         case detail::ArrayKind::Double:
-            return Numbers(a, a.owned.f64, count, [&] { return ReadDouble(mC); });
+            return Numbers(a, a.owned.Elements<double>(), count, [&] { return ReadDouble(mC); });
         case detail::ArrayKind::UInt8:
-            return Numbers(a, a.owned.u8, count,
+            return Numbers(a, a.owned.Elements<uint8_t>(), count,
                            [&] { return static_cast<uint8_t>(mC.Integer(0, 255)); });
         }
     }

@@ -23,7 +23,8 @@ struct QdxImporter::Job {
         auto report = [this](double f) { progress.store(static_cast<float>(f * 90.0)); };
         if (bytes.Open(file, status)) {
             progress.store(5.0f);
-            decoded = format->read({bytes.Data(), bytes.Size(), file}, status, report);
+            decoded = format->read(
+                {bytes.Data(), bytes.Size(), file, bytes.Device(), bytes.Inode()}, status, report);
         }
         done.store(true);
     }

@@ -1,5 +1,6 @@
 // Layer elements, layers and the layer container.
 #include <algorithm>
+#include <limits>
 
 #include "impl.h"
 #include "qdxsdk/layer_element.h"
@@ -179,9 +180,40 @@ bool QdxLayerElementTemplate<T>::GetPolygonVertexValues(const QdxMesh& mesh, int
     if (unmapped) unmapped->assign(total, 1);
     if (!MapsPolygonVertices()) return false;
     const CornerMap map(*this);
-    const double* direct = mDirect.GetDoubles();
     const int* vertices = mesh.GetPolygonVertices();
     const int vertexCount = mesh.GetPolygonVertexCount();
+    using Traits = QdxLayerElementTraits<T>;
+    // The direct values the range reads: for a direct array still in its
+    // file and mapped by polygon vertex without an index, only the entries
+    // [lowest, highest] the range's corners address are streamed; any other
+    // mapping reads the direct array at random and decodes it whole.
+    const double* direct = nullptr;
+    size_t lowest = 0;
+    std::vector<double> window;
+    const ArrayRec& rec = mDirect.Rec();
+    if (rec.IsPending() && map.mapping == eByPolygonVertex && !map.indexed) {
+        int low = std::numeric_limits<int>::max(), high = -1;
+        for (int p = begin; p < end; ++p) {
+            const int size = std::max(mesh.GetPolygonSize(p), 0);
+            const int start = mesh.GetPolygonVertexIndex(p);
+            for (int k = 0; k < size; ++k) {
+                const int polygonVertex = start + k;
+                if (polygonVertex < 0 || polygonVertex >= vertexCount) continue;
+                const int i = map.DirectIndex(p, polygonVertex, vertices[polygonVertex]);
+                if (i < 0) continue;
+                low = std::min(low, i);
+                high = std::max(high, i);
+            }
+        }
+        if (high >= low) {
+            lowest = static_cast<size_t>(low);
+            window.resize(static_cast<size_t>(high - low + 1) * Traits::kStride);
+            rec.ReadRange(lowest * Traits::kStride, window.size(), window.data());
+            direct = window.data();
+        }
+    } else {
+        direct = mDirect.GetDoubles();
+    }
     size_t out = 0;
     for (int p = begin; p < end; ++p) {
         const int size = std::max(mesh.GetPolygonSize(p), 0);
@@ -192,8 +224,8 @@ bool QdxLayerElementTemplate<T>::GetPolygonVertexValues(const QdxMesh& mesh, int
             if (polygonVertex < 0 || polygonVertex >= vertexCount) continue;
             const int i = map.DirectIndex(p, polygonVertex, vertices[polygonVertex]);
             if (i < 0) continue;
-            using Traits = QdxLayerElementTraits<T>;
-            values[out] = Traits::Load(direct + static_cast<size_t>(i) * Traits::kStride);
+            values[out] =
+                Traits::Load(direct + (static_cast<size_t>(i) - lowest) * Traits::kStride);
             if (unmapped) (*unmapped)[out] = 0;
         }
     }
@@ -223,9 +255,17 @@ bool QdxLayerElementArrayTemplate<T>::GetRange(int first, int count, std::vector
     out.clear();
     if (first < 0 || count < 0 || first > GetCount() || count > GetCount() - first) return false;
     out.resize(static_cast<size_t>(count));
-    const double* d = GetDoubles() + static_cast<size_t>(first) * Traits::kStride;
-    for (size_t i = 0; i < out.size(); ++i)
-        out[i] = Traits::Load(d + i * Traits::kStride);
+    // Converted a block at a time, so that a range of an array still in its
+    // file is streamed without a second copy of the whole range.
+    constexpr size_t kBlock = size_t(1) << 14;
+    std::vector<double> block(std::min(kBlock, out.size()) * Traits::kStride);
+    for (size_t at = 0; at < out.size(); at += kBlock) {
+        const size_t n = std::min(kBlock, out.size() - at);
+        Rec().ReadRange((static_cast<size_t>(first) + at) * Traits::kStride, n * Traits::kStride,
+                        block.data());
+        for (size_t i = 0; i < n; ++i)
+            out[at + i] = Traits::Load(block.data() + i * Traits::kStride);
+    }
     return true;
 }
 

@@ -283,7 +283,7 @@ void BuildEverythingScene(QdxScene* scene) {
 
     // Arrays of every kind, with awkward numbers.
     QdxObject* holder = QdxNull::Create(scene, "arrays");
-    auto& d = holder->AddArray("doubles", detail::ArrayKind::Double).f64;
+    auto& d = holder->AddArray("doubles", detail::ArrayKind::Double).Elements<double>();
     d = {0.0,
          -0.0,
          1e-310,
@@ -291,9 +291,10 @@ void BuildEverythingScene(QdxScene* scene) {
          std::numeric_limits<double>::infinity(),
          123456789012345678.0,
          0.1};
-    holder->AddArray("longs", detail::ArrayKind::Int64).i64 = {INT64_MIN, -1, INT64_MAX};
-    holder->AddArray("bytes", detail::ArrayKind::UInt8).u8 = {0, 255, 7};
-    auto& big = holder->AddArray("ints", detail::ArrayKind::Int32).i32;
+    holder->AddArray("longs", detail::ArrayKind::Int64).Elements<int64_t>() = {INT64_MIN, -1,
+                                                                               INT64_MAX};
+    holder->AddArray("bytes", detail::ArrayKind::UInt8).Elements<uint8_t>() = {0, 255, 7};
+    auto& big = holder->AddArray("ints", detail::ArrayKind::Int32).Elements<int32_t>();
     for (int i = 0; i < 10000; ++i)
         big.push_back(i * 7919 % 1000);
     AddAnimation(scene, meshNode);

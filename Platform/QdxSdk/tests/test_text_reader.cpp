@@ -138,7 +138,7 @@ TEST(TextReader, MalformedNumbersAreRefusedWhereTheyStand) {
     // What reads: every exponent form, and values too small for a double as 0.
     FlatDocument doc;
     ASSERT_TRUE(Read(F64("1E+2,-1.5e-3,0e0,-0,1e-400,5e-324", 6), doc));
-    const std::vector<double>& v = doc.objects[0].arrays[0].owned.f64;
+    const std::vector<double>& v = doc.objects[0].arrays[0].owned.Elements<double>();
     EXPECT_EQ(v, (std::vector<double>{100, -1.5e-3, 0, 0, 0, 5e-324}));
     EXPECT_FALSE(std::signbit(v[3])) << "-0 is the integer zero";
 }
@@ -185,7 +185,7 @@ TEST(TextReader, LongLinesAndDeepNesting) {
     }
     FlatDocument doc;
     ASSERT_TRUE(Read(F64(items, 250000), doc));
-    EXPECT_EQ(doc.objects[0].arrays[0].owned.f64.back(), 249999.5);
+    EXPECT_EQ(doc.objects[0].arrays[0].owned.Elements<double>().back(), 249999.5);
     std::string error = Rejection(F64(items + ",1.5.", 250001));
     EXPECT_NE(error.find("(line 2, column " +
                          std::to_string(FirstItemColumn(250001) + items.size() + 1) + ")"),
@@ -210,7 +210,7 @@ TEST(TextReader, MappedInputIsHandedBackAndStillReads) {
     a.name = "big";
     a.owned.kind = a.kind = detail::ArrayKind::Double;
     for (int i = 0; i < 2500000; ++i)
-        a.owned.f64.push_back(i * 0.37);
+        a.owned.Elements<double>().push_back(i * 0.37);
     doc.objects[0].arrays.push_back(std::move(a));
     for (int version : {3, 2}) {
         doc.version = version;
@@ -221,7 +221,8 @@ TEST(TextReader, MappedInputIsHandedBackAndStillReads) {
         ASSERT_TRUE(file.Open(path, status));
         FlatDocument back;
         ASSERT_TRUE(ReadText(file.Data(), file.Size(), back, status)) << status.GetErrorString();
-        EXPECT_EQ(back.objects[0].arrays[0].owned.f64, doc.objects[0].arrays[0].owned.f64);
+        EXPECT_EQ(back.objects[0].arrays[0].owned.Elements<double>(),
+                  doc.objects[0].arrays[0].owned.Elements<double>());
         // The pages handed back read from the file again.
         ReleaseMappedBytes(file.Data(), file.Size());
         EXPECT_EQ(std::memcmp(file.Data(), text.data(), text.size()), 0);

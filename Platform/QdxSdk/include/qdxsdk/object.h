@@ -33,35 +33,81 @@ struct PropertyRec {
 enum class ArrayKind : uint8_t { Int32 = 1, Int64 = 2, Double = 3, UInt8 = 4 };
 size_t ArrayElementSize(ArrayKind kind);
 
-struct ArrayRec {
+class PendingArray;
+class ArrayFaults;
+
+// An array of one element kind. A large array of doubles read from a binary
+// file may stay in that file until it is used (a PendingArray): Count()
+// answers without reading it, ReadRange() streams a part of it, and every
+// accessor that hands out element memory decodes the whole array first,
+// once, even when several threads ask at the same time.
+class ArrayRec {
+public:
     std::string name;
     ArrayKind kind = ArrayKind::Double;
-    std::vector<int32_t> i32;
-    std::vector<int64_t> i64;
-    std::vector<double> f64;
-    std::vector<uint8_t> u8;
+
+    ArrayRec();
+    ArrayRec(std::string arrayName, ArrayKind arrayKind);
+    ~ArrayRec();
+    // A copy holds the decoded elements.
+    ArrayRec(const ArrayRec& other);
+    ArrayRec& operator=(const ArrayRec& other);
+    ArrayRec(ArrayRec&& other) noexcept;
+    ArrayRec& operator=(ArrayRec&& other) noexcept;
+
     size_t Count() const;
     const void* Data() const;
+    void* Data();
     void* Resize(size_t count); // returns the data pointer
     void Clear();
-    // Empties the array and frees its storage.
+    // Empties the array and frees its storage (and its hold on a file).
     void Release();
     // The element vector of type T (int32_t, int64_t, double or uint8_t).
     template <class T> std::vector<T>& Elements() {
-        if constexpr (std::is_same_v<T, int32_t>)
-            return i32;
-        else if constexpr (std::is_same_v<T, int64_t>)
-            return i64;
-        else if constexpr (std::is_same_v<T, double>)
-            return f64;
-        else {
-            static_assert(std::is_same_v<T, uint8_t>, "arrays hold int32, int64, double or uint8");
-            return u8;
-        }
+        Decode();
+        return Vector<T>();
     }
     template <class T> const std::vector<T>& Elements() const {
-        return const_cast<ArrayRec*>(this)->Elements<T>();
+        Decode();
+        return const_cast<ArrayRec*>(this)->Vector<T>();
     }
+    // Copies elements [first, first + count) into out, as bytes of the
+    // element kind; false when the range does not lie inside the array. An
+    // array still in its file is streamed, not decoded whole.
+    bool ReadRange(size_t first, size_t count, void* out) const;
+    // True while the elements are still in the file.
+    bool IsPending() const;
+    // Takes the elements (decoded or pending) of other, which is left empty;
+    // name and kind stay.
+    void TakeElements(ArrayRec& other);
+    // Used by the binary reader: the elements stay in a file until used.
+    void SetPending(std::unique_ptr<PendingArray> pending);
+    PendingArray* Pending() const { return mPending.get(); }
+
+private:
+    template <class T> std::vector<T>& Vector() {
+        if constexpr (std::is_same_v<T, int32_t>)
+            return mI32;
+        else if constexpr (std::is_same_v<T, int64_t>)
+            return mI64;
+        else if constexpr (std::is_same_v<T, double>)
+            return mF64;
+        else {
+            static_assert(std::is_same_v<T, uint8_t>, "arrays hold int32, int64, double or uint8");
+            return mU8;
+        }
+    }
+    // Decodes a pending array once; cheap when there is nothing to decode.
+    void Decode() const {
+        if (mPending) DecodePending();
+    }
+    void DecodePending() const;
+
+    std::vector<int32_t> mI32;
+    std::vector<int64_t> mI64;
+    std::vector<double> mF64;
+    std::vector<uint8_t> mU8;
+    std::unique_ptr<PendingArray> mPending;
 };
 
 struct DstLink {
@@ -244,6 +290,12 @@ public:
     QdxObject* CreateObject(const char* className, const char* name);
     // Names of every registered class (abstract ones included), sorted.
     static std::vector<std::string> GetRegisteredClassNames();
+    // Messages about arrays that stayed in their file and could not be
+    // decoded when first used (the file changed, or its data is broken):
+    // their values read as zeros. Oldest first.
+    std::vector<std::string> GetArrayFaults() const;
+    // The list the readers attach arrays that stay in their file to.
+    const std::shared_ptr<detail::ArrayFaults>& ArrayFaultLog() const { return mArrayFaults; }
     template <class T> T* Adopt(T* object) {
         AdoptObject(object);
         return object;
@@ -263,6 +315,7 @@ private:
     std::vector<std::unique_ptr<QdxObject>> mObjects;
     std::unique_ptr<QdxIOPluginRegistry> mRegistry;
     QdxIOSettings* mIOSettings = nullptr;
+    std::shared_ptr<detail::ArrayFaults> mArrayFaults;
     bool mDestroying = false;
 };
 

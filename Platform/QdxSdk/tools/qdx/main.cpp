@@ -44,7 +44,12 @@ struct Loaded {
     std::string flavour;
     std::string version;
     ~Loaded() {
-        if (manager) manager->Destroy();
+        if (!manager) return;
+        // Arrays left in the file are decoded when a command reads them; any
+        // that could not be are reported once the command is done.
+        for (const std::string& fault : manager->GetArrayFaults())
+            std::cerr << "qdx: warning: " << fault << "\n";
+        manager->Destroy();
     }
 };
 
