@@ -313,11 +313,15 @@ json describeStatistics(const ImportResult& imported, int lengthUnit, int upAxis
         else if (JointPtr::dcast(core))
             ++joints;
         if (auto g = GeometryPtr::dcast(core)) {
-            if (auto pos = g->getPositions())
+            if (auto typed = GeoPositions3fPtr::dcast(g->getPositions())) {
+                for (const Pnt3f& p : typed->getField())
+                    grow(world.multPnt(p));
+            } else if (auto pos = g->getPositions()) {
                 for (UInt32 i = 0; i < pos->size(); ++i)
                     grow(world.multPnt(Pnt3f(float(pos->getComponent(i, 0)),
                                              float(pos->getComponent(i, 1)),
                                              float(pos->getComponent(i, 2)))));
+            }
             if (geometries.insert(g.get()).second) {
                 prims += g->getTypes() ? g->getTypes()->size() : 0;
                 vertices += g->getVertexCount();

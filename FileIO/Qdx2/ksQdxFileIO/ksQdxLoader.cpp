@@ -349,9 +349,11 @@ osg::GeometryPtr buildMergedCornerGeometry(const QdxMesh* mesh, const UVSlots& s
     const QdxLayerElementVertexColor* colorElement = layer ? layer->GetVertexColors() : nullptr;
     const QdxLayerElementNormal* normalElement = mesh->GetElementNormal();
 
-    osg::UInt32 cornerCount = 0;
-    for (int p = 0; p < polygonCount; ++p)
-        cornerCount += static_cast<osg::UInt32>(std::max(mesh->GetPolygonSize(p), 0));
+    // Polygon p's corners run from starts[p] to the next polygon's start.
+    const int* starts = mesh->GetPolygonStarts();
+    auto polygonEnd = [&](int p) { return p + 1 < polygonCount ? starts[p + 1] : cornerArraySize; };
+    const osg::UInt32 cornerCount =
+        polygonCount > 0 ? static_cast<osg::UInt32>(std::max(cornerArraySize - starts[0], 0)) : 0;
     GeometryParts parts;
     auto& [types, lengths, indices, positions, normals, colors, slotted] = parts;
     types->reserve(static_cast<osg::UInt32>(polygonCount));
@@ -419,8 +421,8 @@ osg::GeometryPtr buildMergedCornerGeometry(const QdxMesh* mesh, const UVSlots& s
                                                 set.reverse);
         std::size_t at = 0; // corner within the block
         for (int p = first; p < first + count; ++p) {
-            const int size = mesh->GetPolygonSize(p);
-            const int start = mesh->GetPolygonVertexIndex(p);
+            const int start = starts[p];
+            const int size = std::max(polygonEnd(p) - start, 0);
             lengths->push_back(static_cast<osg::UInt32>(size));
             types->push_back(osg::PrimPolygon);
             for (int c = 0; c < size; ++c, ++at) {
@@ -720,6 +722,9 @@ struct ksQdxLoader::Data {
     std::map<QdxNode*, osg::NodePtr> convertedNodes;
     TextureTable textures;
     std::map<QdxSurfaceMaterial*, osg::MaterialPtr> materials;
+    // Geometries whose equal vertices were merged while they were built:
+    // the optimizer would find nothing left to merge in them.
+    std::set<const osg::Geometry*> mergedGeometries;
     // Skin clusters waiting for their joint nodes, with the SDK node that
     // drives each.
     std::vector<std::pair<osg::SkinAttachmentPtr,
@@ -1211,7 +1216,8 @@ osg::Vec3f ksQdxLoader::calculateRotationOrientation(QdxNode* node) const {
 void ksQdxLoader::optimizeGeometry(const osg::NodePtr& node, bool hasVertexAnimation) {
     if (hasVertexAnimation || !node) return;
     if (auto geometry = osg::GeometryPtr::dcast(node->getCore()))
-        ksGeoOptimizer::mergeVertices(geometry);
+        if (_d->mergedGeometries.count(geometry.get()) == 0)
+            ksGeoOptimizer::mergeVertices(geometry);
 }
 
 // ---------------------------------------------------------------------------
@@ -1324,9 +1330,10 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
     if (byControlPoint)
         geometry = buildControlPointGeometry(mesh, slots, uvMapping, uvReference, _unitScaleFactor,
                                              withDeformers ? &corners : nullptr);
-    else if (mergedWhileBuilt)
+    else if (mergedWhileBuilt) {
         geometry = buildMergedCornerGeometry(mesh, slots, _unitScaleFactor, reversed);
-    else {
+        _d->mergedGeometries.insert(geometry.get());
+    } else {
         std::vector<int> all(static_cast<std::size_t>(std::max(polygonCount, 0)));
         for (int p = 0; p < polygonCount; ++p)
             all[static_cast<std::size_t>(p)] = p;
@@ -1345,7 +1352,7 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
     const bool animated =
         createAnimationCurvesFromVertexCache(node, result, geometry, vertices, corners);
     getSkinWeights(node, result, geometry, vertices);
-    if (!mergedWhileBuilt) optimizeGeometry(result, animated);
+    optimizeGeometry(result, animated);
     return result;
 }
 

@@ -164,50 +164,57 @@ bool QdxLayerElementTemplate<T>::GetPolygonVertexValues(const QdxMesh& mesh, std
                                   reverseCorners);
 }
 
+namespace {
+// The polygons of a mesh as their corner spans in the polygon-vertex array,
+// read from the mesh's arrays once instead of a call per polygon.
+struct PolygonSpans {
+    explicit PolygonSpans(const QdxMesh& mesh)
+        : starts(mesh.GetPolygonStarts()), count(std::max(mesh.GetPolygonCount(), 0)),
+          corners(mesh.GetPolygonVertexCount()) {}
+    int Start(int p) const { return starts[p]; }
+    int End(int p) const { return p + 1 < count ? starts[p + 1] : corners; }
+    int Size(int p) const { return std::max(End(p) - Start(p), 0); }
+
+    const int* starts;
+    int count;
+    int corners;
+};
+} // namespace
+
 template <class T>
 bool QdxLayerElementTemplate<T>::GetPolygonVertexValues(const QdxMesh& mesh, int firstPolygon,
                                                         int polygonCount, std::vector<T>& values,
                                                         std::vector<uint8_t>* unmapped,
                                                         bool reverseCorners) const {
-    const int polygons = mesh.GetPolygonCount();
-    const int begin = std::clamp(firstPolygon, 0, std::max(polygons, 0));
+    const PolygonSpans spans(mesh);
+    const int begin = std::clamp(firstPolygon, 0, spans.count);
     const int end = static_cast<int>(std::clamp<int64_t>(
-        static_cast<int64_t>(begin) + std::max(polygonCount, 0), begin, std::max(polygons, 0)));
+        static_cast<int64_t>(begin) + std::max(polygonCount, 0), begin, spans.count));
     size_t total = 0;
     for (int p = begin; p < end; ++p)
-        total += static_cast<size_t>(std::max(mesh.GetPolygonSize(p), 0));
+        total += static_cast<size_t>(spans.Size(p));
     values.assign(total, T());
     if (unmapped) unmapped->assign(total, 1);
     if (!MapsPolygonVertices()) return false;
     const CornerMap map(*this);
     const int* vertices = mesh.GetPolygonVertices();
-    const int vertexCount = mesh.GetPolygonVertexCount();
+    const int vertexCount = spans.corners;
     using Traits = QdxLayerElementTraits<T>;
     // The direct values the range reads: for a direct array still in its
     // file and mapped by polygon vertex without an index, only the entries
-    // [lowest, highest] the range's corners address are streamed; any other
-    // mapping reads the direct array at random and decodes it whole.
+    // the range's corners address are streamed (the polygons' corners are
+    // one run of the polygon-vertex array, and so are their entries); any
+    // other mapping reads the direct array at random and decodes it whole.
     const double* direct = nullptr;
     size_t lowest = 0;
     std::vector<double> window;
     const ArrayRec& rec = mDirect.Rec();
     if (rec.IsPending() && map.mapping == eByPolygonVertex && !map.indexed) {
-        int low = std::numeric_limits<int>::max(), high = -1;
-        for (int p = begin; p < end; ++p) {
-            const int size = std::max(mesh.GetPolygonSize(p), 0);
-            const int start = mesh.GetPolygonVertexIndex(p);
-            for (int k = 0; k < size; ++k) {
-                const int polygonVertex = start + k;
-                if (polygonVertex < 0 || polygonVertex >= vertexCount) continue;
-                const int i = map.DirectIndex(p, polygonVertex, vertices[polygonVertex]);
-                if (i < 0) continue;
-                low = std::min(low, i);
-                high = std::max(high, i);
-            }
-        }
-        if (high >= low) {
+        const int low = begin < end ? std::max(spans.Start(begin), 0) : 0;
+        const int high = begin < end ? std::min(spans.End(end - 1), map.directCount) : 0;
+        if (high > low) {
             lowest = static_cast<size_t>(low);
-            window.resize(static_cast<size_t>(high - low + 1) * Traits::kStride);
+            window.resize(static_cast<size_t>(high - low) * Traits::kStride);
             rec.ReadRange(lowest * Traits::kStride, window.size(), window.data());
             direct = window.data();
         }
@@ -216,8 +223,8 @@ bool QdxLayerElementTemplate<T>::GetPolygonVertexValues(const QdxMesh& mesh, int
     }
     size_t out = 0;
     for (int p = begin; p < end; ++p) {
-        const int size = std::max(mesh.GetPolygonSize(p), 0);
-        const int start = mesh.GetPolygonVertexIndex(p);
+        const int size = spans.Size(p);
+        const int start = spans.Start(p);
         for (int k = 0; k < size; ++k, ++out) {
             // The corner as QdxMesh::GetCorner resolves it.
             const int polygonVertex = start + (reverseCorners ? size - 1 - k : k);
@@ -233,17 +240,15 @@ bool QdxLayerElementTemplate<T>::GetPolygonVertexValues(const QdxMesh& mesh, int
 }
 
 template <class T> bool QdxLayerElementTemplate<T>::MapsEveryCorner(const QdxMesh& mesh) const {
-    if (!MapsPolygonVertices()) return mesh.GetPolygonCount() <= 0;
+    const PolygonSpans spans(mesh);
+    if (!MapsPolygonVertices()) return spans.count == 0;
     const CornerMap map(*this);
     const int* vertices = mesh.GetPolygonVertices();
-    const int vertexCount = mesh.GetPolygonVertexCount();
-    const int polygons = mesh.GetPolygonCount();
-    for (int p = 0; p < polygons; ++p) {
-        const int size = std::max(mesh.GetPolygonSize(p), 0);
-        const int start = mesh.GetPolygonVertexIndex(p);
+    for (int p = 0; p < spans.count; ++p) {
+        const int start = spans.Start(p), size = spans.Size(p);
         for (int k = 0; k < size; ++k) {
             const int polygonVertex = start + k;
-            if (polygonVertex < 0 || polygonVertex >= vertexCount) return false;
+            if (polygonVertex < 0 || polygonVertex >= spans.corners) return false;
             if (map.DirectIndex(p, polygonVertex, vertices[polygonVertex]) < 0) return false;
         }
     }

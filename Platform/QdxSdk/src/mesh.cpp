@@ -52,6 +52,10 @@ int QdxMesh::GetPolygonVertexCount() const {
     return static_cast<int>(verts.size());
 }
 
+const int* QdxMesh::GetPolygonStarts() const {
+    return ArrayOf<int32_t>(mStartsArray).data();
+}
+
 int* QdxMesh::GetPolygonVertices() {
     return ArrayOf<int32_t>(mVerticesArray).data();
 }

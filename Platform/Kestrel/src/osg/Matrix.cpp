@@ -194,8 +194,16 @@ void Matrix::getTransform(Vec3f& t, Quaternion& r, Vec3f& s, Quaternion& so) con
 }
 
 Pnt3f Matrix::multPnt(const Pnt3f& p) const {
-    Vec4f v = mult4(Vec4f(p[0], p[1], p[2], 1.f));
-    return Pnt3f(v[0], v[1], v[2]);
+    // The first three rows of mult4 with w = 1, summed in the same order.
+    Pnt3f r;
+    for (int row = 0; row < 3; ++row) {
+        double s = 0;
+        for (int k = 0; k < 3; ++k)
+            s += double(at(row, k)) * double(p[k]);
+        s += double(at(row, 3)) * 1.0;
+        r[row] = static_cast<Real32>(s);
+    }
+    return r;
 }
 
 Pnt3f Matrix::multFullPnt(const Pnt3f& p) const {

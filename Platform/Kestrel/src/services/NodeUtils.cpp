@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <set>
 
 #include <kestrel/ksLog.h>
@@ -159,6 +160,9 @@ bool ksNodeUtils::isGeometryValid(const GeometryPtr& g, std::string* reason) {
     const auto& ind = idx->getField();
     std::vector<UInt16> mapping = g->getIndexMapping();
     if (mapping.empty()) mapping.push_back(MapPosition);
+    // The highest index of each slot, found once and checked against every
+    // property the slot maps; the first index out of range is named.
+    std::vector<Int64> highest(mapping.size(), -1);
     for (std::size_t slot = 0; slot < mapping.size(); ++slot) {
         for (UInt32 bit = 1; bit <= MapTexCoords7; bit <<= 1) {
             if (!(mapping[slot] & bit)) continue;
@@ -168,6 +172,12 @@ bool ksNodeUtils::isGeometryValid(const GeometryPtr& g, std::string* reason) {
                 continue;
             }
             UInt32 size = p->size();
+            if (highest[slot] < 0) {
+                highest[slot] = 0;
+                for (std::size_t i = slot; i < ind.size(); i += mapping.size())
+                    highest[slot] = std::max<Int64>(highest[slot], ind[i]);
+            }
+            if (highest[slot] < Int64(size)) continue;
             for (std::size_t i = slot; i < ind.size(); i += mapping.size())
                 if (ind[i] >= size)
                     return fail("index " + std::to_string(ind[i]) + " at " + std::to_string(i) +

@@ -21,6 +21,11 @@ public:
     int GetPolygonVertexCount() const;
     int* GetPolygonVertices();
     const int* GetPolygonVertices() const;
+    // Each polygon's first corner in the polygon-vertex array, one per
+    // polygon, never decreasing: polygon p's corners run up to where p + 1
+    // starts (the last polygon's to GetPolygonVertexCount()). For loops over
+    // many polygons; GetPolygonSize and GetPolygonVertexIndex give the same.
+    const int* GetPolygonStarts() const;
 
     void ReservePolygonCount(int count);
     void ReservePolygonVertexCount(int count);
