@@ -16,6 +16,9 @@ namespace {
 // Input is read in blocks of this size; skipped output goes through a
 // scratch buffer of the same size.
 constexpr size_t kBlock = size_t(1) << 20;
+// The largest range decoded ahead: larger ranges are decoded as they are
+// asked for.
+constexpr size_t kMaxReadAhead = size_t(16) << 20;
 } // namespace
 
 PendingArray::PendingArray(std::shared_ptr<format::SourceFile> file, uint64_t offset,
@@ -83,15 +86,101 @@ bool PendingArray::Produce(size_t first, size_t count, double* out) {
 }
 
 bool PendingArray::ProduceZstd(size_t first, size_t count, double* out) {
-    const uint64_t from = uint64_t(first) * sizeof(double);
-    if (!mStream || from < mOutAt)
-        if (!Restart()) return false;
-    if (!Stream(nullptr, static_cast<size_t>(from - mOutAt))) return false;
-    if (!Stream(reinterpret_cast<uint8_t*>(out), count * sizeof(double))) return false;
+    uint64_t from = uint64_t(first) * sizeof(double);
+    size_t bytes = count * sizeof(double);
+    uint8_t* to = reinterpret_cast<uint8_t*>(out);
+    WaitForReadAhead();
+    // What the worker decoded ahead serves the range's start when the range
+    // continues where the last one ended; a failed read-ahead, or one that
+    // the range skips, leaves the stream somewhere unknown or past it, and
+    // the stream starts again.
+    if (mAheadWanted > 0) {
+        const bool fits = mAheadOk && from == mAheadAt + mAheadUsed;
+        if (fits) {
+            const size_t n = std::min(bytes, mAhead.size() - mAheadUsed);
+            std::memcpy(to, mAhead.data() + mAheadUsed, n);
+            mAheadUsed += n;
+            from += n;
+            to += n;
+            bytes -= n;
+        }
+        if (!fits && !mAheadOk) CloseStream();
+        if (mAheadUsed == mAhead.size() || !fits) mAheadWanted = 0;
+    }
+    if (bytes > 0) {
+        if (!mStream || from < mOutAt)
+            if (!Restart()) return false;
+        if (!Stream(nullptr, static_cast<size_t>(from - mOutAt))) return false;
+        if (!Stream(to, bytes)) return false;
+    }
     // At the end the stream is done: its memory goes back until a range
     // before this position starts it again.
-    if (mOutAt == uint64_t(mCount) * sizeof(double)) CloseStream();
+    if (mOutAt == uint64_t(mCount) * sizeof(double)) {
+        if (mAheadWanted == 0) CloseStream();
+    } else if (!mWhole && mAheadWanted == 0) {
+        StartReadAhead(count * sizeof(double));
+    }
     return true;
+}
+
+void PendingArray::WaitForReadAhead() {
+    std::unique_lock<std::mutex> lock(mAheadLock);
+    mAheadSignal.wait(lock, [this] { return !mAheadBusy; });
+}
+
+void PendingArray::StartReadAhead(size_t bytes) {
+    static const bool severalCores = std::thread::hardware_concurrency() > 1;
+    if (!severalCores || !mStream) return;
+    bytes = std::min<uint64_t>({bytes, kMaxReadAhead, uint64_t(mCount) * sizeof(double) - mOutAt});
+    if (bytes == 0) return;
+    if (!mWorker.joinable()) {
+        mAheadStop = false;
+        try {
+            mWorker = std::thread([this] { ReadAheadLoop(); });
+        } catch (...) {
+            return; // no thread: ranges are decoded as they are asked for
+        }
+    }
+    std::lock_guard<std::mutex> lock(mAheadLock);
+    mAheadAt = mOutAt;
+    mAheadUsed = 0;
+    mAheadWanted = bytes;
+    mAheadBusy = true;
+    mAheadSignal.notify_all();
+}
+
+void PendingArray::ReadAheadLoop() {
+    std::unique_lock<std::mutex> lock(mAheadLock);
+    while (true) {
+        mAheadSignal.wait(lock, [this] { return mAheadBusy || mAheadStop; });
+        if (mAheadStop) return;
+        const size_t wanted = mAheadWanted;
+        lock.unlock();
+        bool ok = true;
+        try {
+            mAhead.resize(wanted);
+        } catch (...) {
+            ok = false;
+        }
+        ok = ok && StreamInto(mAhead.data(), wanted);
+        lock.lock();
+        mAheadOk = ok;
+        mAheadBusy = false;
+        mAheadSignal.notify_all();
+    }
+}
+
+void PendingArray::StopReadAhead() {
+    if (!mWorker.joinable()) return;
+    {
+        std::lock_guard<std::mutex> lock(mAheadLock);
+        mAheadStop = true;
+        mAheadSignal.notify_all();
+    }
+    mWorker.join();
+    mAheadBusy = false;
+    mAheadWanted = mAheadUsed = 0;
+    mAhead = std::vector<uint8_t>();
 }
 
 bool PendingArray::Restart() {
@@ -142,6 +231,8 @@ bool PendingArray::StreamInto(uint8_t* out, size_t size) {
 }
 
 void PendingArray::CloseStream() {
+    WaitForReadAhead();
+    StopReadAhead();
     if (mStream) ZSTD_freeDCtx(mStream);
     mStream = nullptr;
     mIn.reset();

@@ -5,11 +5,13 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "source_file.h"
@@ -53,6 +55,14 @@ private:
     bool Restart();
     void CloseStream();
     void Fault(const char* why);
+    // Read-ahead: after a streamed range, a worker thread decodes the next
+    // range of the same size while the caller uses this one. The stream
+    // belongs to the worker while it is busy; everything that touches the
+    // stream waits for it first.
+    void WaitForReadAhead();
+    void StartReadAhead(size_t bytes);
+    void StopReadAhead();
+    void ReadAheadLoop();
 
     std::mutex mLock;
     std::atomic<bool> mDecoded{false};
@@ -72,6 +82,16 @@ private:
     std::unique_ptr<uint8_t[]> mIn;
     size_t mInUsed = 0, mInSize = 0;
     uint64_t mReadAt = 0, mOutAt = 0;
+    // The read-ahead: its thread, what it was asked to decode, and what it
+    // has: the output bytes [mAheadAt, mAheadAt + mAhead.size()) when it
+    // succeeded. mAheadUsed counts the bytes of it already handed out.
+    std::thread mWorker;
+    std::mutex mAheadLock;
+    std::condition_variable mAheadSignal;
+    bool mAheadBusy = false, mAheadStop = false, mAheadOk = false;
+    size_t mAheadWanted = 0, mAheadUsed = 0;
+    uint64_t mAheadAt = 0;
+    std::vector<uint8_t> mAhead;
 };
 
 } // namespace qdxsdk::detail
