@@ -328,6 +328,41 @@ TEST_F(PendingArrays, BrokenOrChangedDataReadsAsZerosWithOneFault) {
         EXPECT_NE(faults[0].find("read as zeros"), std::string::npos) << faults[0];
     }
     {
+        // Read front to back in ranges (each one decoded ahead while the
+        // last is used): the ranges before the break read as the intact
+        // file's, then zeros from the range that meets it, with one fault.
+        QdxScene* scene = Lazy(broken);
+        QdxScene* intact = Lazy(path);
+        const auto& objects = scene->SrcObjects();
+        const auto& intactObjects = intact->SrcObjects();
+        ASSERT_EQ(objects.size(), intactObjects.size());
+        size_t faults = 0;
+        for (size_t k = 0; k < objects.size(); ++k)
+            for (size_t j = 0; j < objects[k]->Arrays().size(); ++j) {
+                const auto& a = objects[k]->Arrays()[j];
+                if (!a.IsPending()) continue;
+                const auto& b = intactObjects[k]->Arrays()[j];
+                bool broke = false;
+                for (size_t at = 0; at < a.Count(); at += 3000) {
+                    const size_t n = std::min<size_t>(3000, a.Count() - at);
+                    std::vector<double> got(n), want(n);
+                    a.ReadRange(at, n, got.data());
+                    b.ReadRange(at, n, want.data());
+                    const size_t before = faults;
+                    faults = scene->GetQdxManager()->GetArrayFaults().size();
+                    if (broke || faults > before) {
+                        EXPECT_TRUE(
+                            std::all_of(got.begin(), got.end(), [](double d) { return d == 0.0; }));
+                        broke = true;
+                    } else {
+                        EXPECT_EQ(got, want) << a.name << " at " << at;
+                    }
+                }
+            }
+        EXPECT_EQ(scene->GetQdxManager()->GetArrayFaults().size(), 1u);
+        EXPECT_TRUE(intact->GetQdxManager()->GetArrayFaults().empty());
+    }
+    {
         // Decoded whole on first use: zeros, one fault, no matter how often.
         QdxScene* scene = Lazy(broken);
         for (QdxObject* o : scene->SrcObjects())
