@@ -1254,6 +1254,7 @@ osg::NodePtr ksQdxLoader::convertMultiMeshSort(QdxNode* node) {
     }
 
     const bool reversed = ksFile::getExtension(_d->fileName) == "abc";
+    mesh->DecodeArrays();
     QdxStringList names;
     mesh->GetUVSetNames(names);
     const CornerSource source = readCornerSource(mesh, assignUVSlots(names), reversed);
@@ -1326,6 +1327,9 @@ osg::NodePtr ksQdxLoader::convertMesh(QdxNode* node) {
     // while it is built instead; it then has nothing left to merge.
     const bool mergedWhileBuilt =
         !byControlPoint && !withDeformers && uvSetsCoverCorners(mesh, slots);
+    // Every build but the merged one reads the mesh's arrays whole: they
+    // are decoded together, on all cores, before it starts.
+    if (!mergedWhileBuilt) mesh->DecodeArrays();
     osg::GeometryPtr geometry;
     if (byControlPoint)
         geometry = buildControlPointGeometry(mesh, slots, uvMapping, uvReference, _unitScaleFactor,

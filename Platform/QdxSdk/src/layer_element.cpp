@@ -1,6 +1,9 @@
 // Layer elements, layers and the layer container.
 #include <algorithm>
+#include <atomic>
 #include <limits>
+#include <thread>
+#include <vector>
 
 #include "impl.h"
 #include "qdxsdk/layer_element.h"
@@ -408,6 +411,38 @@ bool QdxLayerContainer::FinishRead(QdxStatus& status) {
         mLayers[static_cast<size_t>(layer)]->mSlots[slot] = e;
     }
     return true;
+}
+
+void QdxLayerContainer::DecodeArrays() {
+    std::vector<const ArrayRec*> pending;
+    auto collect = [&pending](const QdxObject* o) {
+        for (const ArrayRec& a : o->Arrays())
+            if (a.IsPending()) pending.push_back(&a);
+    };
+    collect(this);
+    for (int i = 0; i < GetSrcObjectCount<QdxLayerElement>(); ++i)
+        collect(GetSrcObject<QdxLayerElement>(i));
+    // Largest first, so that the threads finish close together.
+    std::sort(pending.begin(), pending.end(),
+              [](const ArrayRec* a, const ArrayRec* b) { return a->Count() > b->Count(); });
+    std::atomic<size_t> next{0};
+    auto work = [&pending, &next] {
+        for (size_t i = next++; i < pending.size(); i = next++)
+            pending[i]->Data();
+    };
+    const size_t helpers = std::min<size_t>(pending.size() > 0 ? pending.size() - 1 : 0,
+                                            std::max(std::thread::hardware_concurrency(), 1u) - 1);
+    std::vector<std::thread> threads;
+    for (size_t t = 0; t < helpers; ++t) {
+        try {
+            threads.emplace_back(work);
+        } catch (...) {
+            break; // fewer threads: the calling thread decodes the rest
+        }
+    }
+    work();
+    for (std::thread& t : threads)
+        t.join();
 }
 
 void QdxLayerContainer::ReleaseArrays() {

@@ -197,6 +197,14 @@ TEST_F(PendingArrays, LazyReadsEqualEagerOnesAndWriteTheSameBytes) {
         EXPECT_EQ(qdxtest::CompareScenes(lazy, eager), "");
         EXPECT_EQ(qdxtest::CompareScenes(Lazy(path), grid), "");
         EXPECT_TRUE(lazy->GetQdxManager()->GetArrayFaults().empty());
+        // A mesh's arrays decoded together, on several threads, leave none
+        // in the file and read as the eager ones.
+        QdxScene* together = Lazy(path);
+        QdxMesh* mesh = Mesh(together);
+        ASSERT_NE(mesh, nullptr);
+        mesh->DecodeArrays();
+        EXPECT_EQ(PendingCount(together), 0);
+        EXPECT_EQ(qdxtest::CompareScenes(together, eager), "");
     }
 #ifdef QDX_SAMPLE_GENERATOR
     const std::string samples = dir + "/samples";
@@ -361,6 +369,13 @@ TEST_F(PendingArrays, BrokenOrChangedDataReadsAsZerosWithOneFault) {
             }
         EXPECT_EQ(scene->GetQdxManager()->GetArrayFaults().size(), 1u);
         EXPECT_TRUE(intact->GetQdxManager()->GetArrayFaults().empty());
+    }
+    {
+        // Decoded together: the broken array gives its one fault too.
+        QdxScene* scene = Lazy(broken);
+        Mesh(scene)->DecodeArrays();
+        EXPECT_EQ(PendingCount(scene), 0);
+        EXPECT_EQ(scene->GetQdxManager()->GetArrayFaults().size(), 1u);
     }
     {
         // Decoded whole on first use: zeros, one fault, no matter how often.

@@ -309,6 +309,10 @@ public:
     // geometry then reads as empty (no points, polygons or layer values);
     // its layers, properties and connections stay.
     void ReleaseArrays();
+    // Decodes every array of the geometry and of its layer elements that is
+    // still in its file, several at a time on the machine's cores, and
+    // returns when all are decoded: for a reader about to read them whole.
+    void DecodeArrays();
 
 private:
     std::vector<std::unique_ptr<QdxLayer>> mLayers;
