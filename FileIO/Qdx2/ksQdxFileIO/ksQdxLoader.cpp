@@ -80,6 +80,11 @@ osg::Vec3f toVec3f(const QdxVector4& v, double scale) {
                       static_cast<float>(v[2] * scale));
 }
 
+osg::Vec4f toVec4f(const QdxColor& c) {
+    return osg::Vec4f(static_cast<float>(c.mRed), static_cast<float>(c.mGreen),
+                      static_cast<float>(c.mBlue), static_cast<float>(c.mAlpha));
+}
+
 bool sameVector(const QdxVector4& a, const QdxVector4& b) {
     return a[0] == b[0] && a[1] == b[1] && a[2] == b[2] && a[3] == b[3];
 }
@@ -288,12 +293,7 @@ osg::GeometryPtr buildCornerGeometry(const CornerSource& source, const std::vect
             if (normalElement) normalElement->GetPolygonVertexValue(*mesh, p, c, normal);
             normals->push_back(toVec3f(normal));
             if (corners) corners->emplace_back(p, c);
-            if (colorElement) {
-                const QdxColor color = colorElement->GetDirectArray().GetAt(cp);
-                colors->push_back(
-                    osg::Vec4f(static_cast<float>(color.mRed), static_cast<float>(color.mGreen),
-                               static_cast<float>(color.mBlue), static_cast<float>(color.mAlpha)));
-            }
+            if (colorElement) colors->push_back(toVec4f(colorElement->GetDirectArray().GetAt(cp)));
             indices->push_back(vertex++);
         }
         if (p < 0 || static_cast<std::size_t>(p) >= source.firstCorner.size()) continue;
@@ -371,10 +371,6 @@ osg::GeometryPtr buildMergedCornerGeometry(const QdxMesh* mesh, const UVSlots& s
     const std::size_t normalColumn = merger.addAttribute(normals);
 
     // Colours by control point, as single-precision values, read once.
-    auto toColor = [](const QdxColor& c) {
-        return osg::Vec4f(static_cast<float>(c.mRed), static_cast<float>(c.mGreen),
-                          static_cast<float>(c.mBlue), static_cast<float>(c.mAlpha));
-    };
     std::vector<osg::Vec4f> pointColors;
     std::size_t colorColumn = 0;
     if (colorElement) {
@@ -383,7 +379,7 @@ osg::GeometryPtr buildMergedCornerGeometry(const QdxMesh* mesh, const UVSlots& s
         direct.GetRange(0, std::min(pointCount, direct.GetCount()), read);
         pointColors.reserve(read.size());
         for (const QdxColor& c : read)
-            pointColors.push_back(toColor(c));
+            pointColors.push_back(toVec4f(c));
         colors->reserve(cornerCount);
         colorColumn = merger.addAttribute(colors);
     }
@@ -434,7 +430,7 @@ osg::GeometryPtr buildMergedCornerGeometry(const QdxMesh* mesh, const UVSlots& s
                     merger.set(colorColumn,
                                cp >= 0 && static_cast<std::size_t>(cp) < pointColors.size()
                                    ? pointColors[static_cast<std::size_t>(cp)]
-                                   : toColor(colorElement->GetDirectArray().GetAt(cp)));
+                                   : toVec4f(colorElement->GetDirectArray().GetAt(cp)));
                 for (const UVSet& set : uvSets) {
                     const QdxVector2 uv = at < set.values.size() ? set.values[at] : QdxVector2();
                     merger.set(set.column,
